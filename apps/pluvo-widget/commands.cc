@@ -1,0 +1,69 @@
+#include "commands.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include "model/chart_packet.h"
+#include "model/widget_snapshot.h"
+
+namespace pluvo::cli {
+
+bool writeOutput(const CommandContext& context, const std::string& data) {
+  if (context.outputPath.empty()) {
+    std::cout << data << '\n';
+    return static_cast<bool>(std::cout.flush());
+  }
+  std::ofstream out(context.outputPath, std::ios::binary | std::ios::trunc);
+  out << data << '\n';
+  if (!out.flush()) {
+    std::cerr << "pluvo-widget: cannot write " << context.outputPath << ": "
+              << std::strerror(errno) << '\n';
+    return false;
+  }
+  return true;
+}
+
+std::optional<std::string> readInputFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) {
+    std::cerr << "pluvo-widget: cannot read " << path << ": " << std::strerror(errno) << '\n';
+    return std::nullopt;
+  }
+  std::ostringstream bytes;
+  bytes << in.rdbuf();
+  return std::move(bytes).str();
+}
+
+int packetDecode(const CommandContext& context, const std::string& path) {
+  auto bytes = readInputFile(path);
+  if (!bytes) return 1;
+  auto packet = model::decodeChartPacket(*bytes);
+  if (!packet) {
+    std::cerr << "pluvo-widget: " << path << " is not a chart packet: " << packet.error().message
+              << '\n';
+    return 1;
+  }
+  auto json = model::encodeChartPacket(*packet);
+  if (!json) {
+    std::cerr << "pluvo-widget: cannot encode " << path << ": " << json.error().message << '\n';
+    return 1;
+  }
+  std::cerr << "decoded " << path << ": " << packet->location.name << ", " << packet->days.size()
+            << " days, " << packet->hours.size() << " hours, "
+            << (packet->alerts ? packet->alerts->size() : 0) << " alerts\n";
+  return writeOutput(context, *json) ? 0 : 1;
+}
+
+int snapshotPlaceholder(const CommandContext& context) {
+  auto json = model::encodeWidgetSnapshot(model::makePlaceholderSnapshot(context.now, context.deviceZone));
+  if (!json) {
+    std::cerr << "pluvo-widget: cannot encode the placeholder: " << json.error().message << '\n';
+    return 1;
+  }
+  return writeOutput(context, *json) ? 0 : 1;
+}
+
+}  // namespace pluvo::cli

@@ -1,0 +1,66 @@
+// pluvo-widget: the command line of the Pluvo widget host.
+//
+// Every command takes --now (the clock) and --time-zone (the device's zone) so that any result
+// can be reproduced; data goes to standard output or -o FILE, errors are one line on standard
+// error with a non-zero exit.
+#include <CLI/CLI.hpp>
+
+#include <chrono>
+#include <iostream>
+
+#include "commands.h"
+
+namespace {
+
+using pluvo::cli::CommandContext;
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app{"pluvo-widget: the Pluvo rain widgets and Live Activity on Linux"};
+  app.require_subcommand(1);
+  app.fallthrough();
+
+  std::string nowText;
+  std::string zoneName;
+  std::string outputPath;
+  app.add_option("--now", nowText, "The current instant, ISO 8601 (default: the system clock)");
+  app.add_option("--time-zone", zoneName, "The device's IANA time zone (default: $TZ or the system's)");
+  app.add_option("-o,--output", outputPath, "Write the data to FILE instead of standard output");
+
+  auto* packet = app.add_subcommand("packet", "Chart packets from the forecast service");
+  packet->require_subcommand(1);
+  std::string packetPath;
+  auto* packetDecode = packet->add_subcommand("decode", "Decode a chart packet and print it re-encoded");
+  packetDecode->add_option("FILE", packetPath, "The packet's JSON file")->required();
+
+  auto* snapshot = app.add_subcommand("snapshot", "Widget snapshots");
+  snapshot->require_subcommand(1);
+  auto* snapshotPlaceholder = snapshot->add_subcommand("placeholder", "Print the placeholder snapshot");
+
+  CLI11_PARSE(app, argc, argv);
+
+  CommandContext context;
+  context.outputPath = outputPath;
+  if (nowText.empty()) {
+    context.now = pluvo::Instant::fromSys(
+        std::chrono::time_point_cast<std::chrono::seconds>(std::chrono::system_clock::now()));
+  } else if (auto parsed = pluvo::parseIso8601(nowText)) {
+    context.now = *parsed;
+  } else {
+    std::cerr << "pluvo-widget: --now \"" << nowText
+              << "\" is not an ISO 8601 instant; write it like 2026-11-21T15:00:00Z\n";
+    return 2;
+  }
+  if (zoneName.empty()) {
+    context.deviceZone = pluvo::deviceTimeZone();
+  } else if (!(context.deviceZone = pluvo::findTimeZone(zoneName))) {
+    std::cerr << "pluvo-widget: --time-zone \"" << zoneName
+              << "\" is not a known IANA time zone; try America/Chicago or UTC\n";
+    return 2;
+  }
+
+  if (*packetDecode) return pluvo::cli::packetDecode(context, packetPath);
+  if (*snapshotPlaceholder) return pluvo::cli::snapshotPlaceholder(context);
+  return 2;
+}

@@ -1,0 +1,102 @@
+// The environment: the one seam through which the widget host touches the world.
+//
+// Everything that reads the clock, logs, opens a file, reaches the shared storage or asks for a
+// timeline reload goes through an `Environment`, so that a test can hand in temporary folders, a
+// fixed clock, a capturing logger, an unavailable container, or faults (disk full, rename fails)
+// by wrapping the real one in an `EnvironmentWrapper`.
+//
+// Linux stand-ins for the phone's facilities (see `SystemEnvironment`):
+//   app group container  $XDG_DATA_HOME/pluvo/AppGroup/<kAppGroupIdentifier>/  (or --container)
+//   caches directory     $XDG_CACHE_HOME/<kExtensionBundleIdentifier>/          (or --caches)
+//   shared defaults      <container>/Library/Preferences/<kAppGroupIdentifier>.plist
+//   in the extension     the executable's folder name ends in ".appex"
+//   system log           plain lines on standard output (standard error for data commands)
+//
+//   SystemEnvironment env(SystemEnvironment::Options{});
+//   env.log("Pluvo widget snapshot ...");
+//   if (auto dir = env.appGroupContainer()) ...
+//
+// Units: instants are `Instant`s; delays are std::chrono durations.
+// Thread safety: every method may be called from any thread; implementations synchronise
+// internally. The main loop runs its tasks on the one thread that calls `run`.
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/calendar.h"
+#include "platform/error.h"
+#include "platform/instant.h"
+
+namespace pluvo::platform {
+
+// The app group shared by the main app and the extension; it names the container and the
+// shared defaults suite.
+inline constexpr std::string_view kAppGroupIdentifier = "group.app.pluvo.shared";
+inline constexpr std::string_view kExtensionBundleIdentifier = "app.pluvo.PluvoWidgetExtension";
+
+// The shared defaults suite: a property list of the app group, replaced atomically on every
+// change so that another process sees the old or the new value, never a torn file.
+class DefaultsSuite {
+ public:
+  virtual ~DefaultsSuite() = default;
+  // The data value stored under `key`, or nullopt when there is none (or it is not data).
+  virtual std::optional<std::string> data(std::string_view key) = 0;
+  // Sets a data value and writes the suite through; an error names the file and the cause.
+  virtual Expected<void> setData(std::string_view key, std::string_view bytes) = 0;
+};
+
+// Receives reload requests for widget kinds (the host daemon listens).
+class WidgetCenter {
+ public:
+  virtual ~WidgetCenter() = default;
+  virtual void reloadTimelines(std::string_view kind) = 0;
+};
+
+// A serial queue of tasks run by one thread, the program's main loop.
+class MainLoop {
+ public:
+  using Task = std::function<void()>;
+  using TimerId = std::uint64_t;
+  virtual ~MainLoop() = default;
+  virtual void post(Task task) = 0;
+  // Runs `task` on the loop after `delay`; the returned id cancels it until it has started.
+  virtual TimerId postDelayed(std::chrono::nanoseconds delay, Task task) = 0;
+  virtual void cancel(TimerId id) = 0;
+};
+
+class Environment {
+ public:
+  virtual ~Environment() = default;
+
+  virtual Instant now() = 0;
+  virtual TimeZone deviceTimeZone() = 0;
+  // One plain log line (no trailing newline needed).
+  virtual void log(std::string_view line) = 0;
+
+  // The app group container folder (created 0700 on first use); nullopt when it cannot be
+  // created or written.
+  virtual std::optional<std::filesystem::path> appGroupContainer() = 0;
+  // The extension's caches folder; nullopt when there is none.
+  virtual std::optional<std::filesystem::path> cachesDirectory() = 0;
+  // The shared defaults suite, or nullptr when it is unavailable.
+  virtual DefaultsSuite* sharedDefaults() = 0;
+  // Whether this process runs inside the extension bundle.
+  virtual bool isRunningInExtension() = 0;
+
+  // Whole-file reads; replacement by write-temp, fsync, rename, fsync-folder, file mode 0600 in
+  // folders made 0700.
+  virtual Expected<std::string> readFile(const std::filesystem::path& path) = 0;
+  virtual Expected<void> writeFileAtomically(const std::filesystem::path& path,
+                                             std::string_view bytes) = 0;
+
+  virtual WidgetCenter& widgetCenter() = 0;
+  virtual MainLoop& mainLoop() = 0;
+};
+
+}  // namespace pluvo::platform

@@ -1,0 +1,69 @@
+#include "platform/text.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace pluvo {
+
+namespace {
+
+// Length of the white-space character that starts at `pos`, or 0.
+size_t whitespaceAt(std::string_view s, size_t pos) {
+  auto byte = [&](size_t i) { return static_cast<std::uint8_t>(s[i]); };
+  std::uint8_t c = byte(pos);
+  if (c == ' ' || (c >= '\t' && c <= '\r')) return 1;
+  if (c == 0xC2 && pos + 1 < s.size() && (byte(pos + 1) == 0x85 || byte(pos + 1) == 0xA0)) {
+    return 2;
+  }
+  if (pos + 2 >= s.size()) return 0;
+  std::uint8_t c1 = byte(pos + 1), c2 = byte(pos + 2);
+  if (c == 0xE1 && c1 == 0x9A && c2 == 0x80) return 3;                  // U+1680
+  if (c == 0xE2 && c1 == 0x80 && (c2 <= 0x8A || c2 == 0xA8 || c2 == 0xA9 || c2 == 0xAF)) {
+    return 3;                                                           // U+2000-200A, 2028/9, 202F
+  }
+  if (c == 0xE2 && c1 == 0x81 && c2 == 0x9F) return 3;                  // U+205F
+  if (c == 0xE3 && c1 == 0x80 && c2 == 0x80) return 3;                  // U+3000
+  return 0;
+}
+
+// Length of the white-space character that ends just before `end`, or 0.
+size_t whitespaceBefore(std::string_view s, size_t end) {
+  for (size_t width = 1; width <= 3 && width <= end; ++width) {
+    if (whitespaceAt(s, end - width) == width) return width;
+  }
+  return 0;
+}
+
+}  // namespace
+
+std::string_view trimWhitespace(std::string_view text) {
+  size_t begin = 0;
+  while (begin < text.size()) {
+    size_t width = whitespaceAt(text, begin);
+    if (width == 0) break;
+    begin += width;
+  }
+  size_t end = text.size();
+  while (end > begin) {
+    size_t width = whitespaceBefore(text, end);
+    if (width == 0) break;
+    end -= width;
+  }
+  return text.substr(begin, end - begin);
+}
+
+std::string asciiLower(std::string_view text) {
+  std::string out(text);
+  std::transform(out.begin(), out.end(), out.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  return out;
+}
+
+std::string asciiUpper(std::string_view text) {
+  std::string out(text);
+  std::transform(out.begin(), out.end(), out.begin(),
+                 [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
+  return out;
+}
+
+}  // namespace pluvo

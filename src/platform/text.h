@@ -1,0 +1,24 @@
+// Text helpers shared by the decoders and the builder.
+//
+// `trimWhitespace` removes white space and line breaks from both ends the way the app's
+// `.whitespacesAndNewlines` does: ASCII blanks and controls \t \n \v \f \r, and the Unicode
+// spaces and separators (U+0085, U+00A0, U+1680, U+2000-U+200A, U+2028, U+2029, U+202F,
+// U+205F, U+3000). Text is UTF-8.
+//
+//   trimWhitespace(" A1 \n");  // "A1"
+//
+// Thread safety: pure functions.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace pluvo {
+
+std::string_view trimWhitespace(std::string_view text);
+
+// ASCII case mapping; other bytes are left as they are.
+std::string asciiLower(std::string_view text);
+std::string asciiUpper(std::string_view text);
+
+}  // namespace pluvo

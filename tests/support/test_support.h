@@ -1,0 +1,43 @@
+// Shared helpers of the test programs: sample files, temporary folders, running the CLI.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/instant.h"
+
+namespace pluvo::testing {
+
+// The bytes of a file in samples/ ("rainy-week.json").
+std::string readSample(std::string_view name);
+std::string readFileBytes(const std::filesystem::path& path);
+void writeFileBytes(const std::filesystem::path& path, std::string_view bytes);
+
+// An instant from its ISO 8601 text; the test fails on a malformed text.
+Instant at(std::string_view iso8601);
+
+// A fresh folder under the system's temporary folder, removed with everything in it.
+class TemporaryDirectory {
+ public:
+  TemporaryDirectory();
+  ~TemporaryDirectory();
+  TemporaryDirectory(const TemporaryDirectory&) = delete;
+  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+struct CommandResult {
+  int exitCode = -1;
+  std::string out;
+  std::string err;
+};
+
+// Runs a program with arguments (no shell), capturing standard output and standard error.
+CommandResult runCommand(const std::vector<std::string>& argv);
+
+}  // namespace pluvo::testing
