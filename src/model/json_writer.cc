@@ -54,7 +54,12 @@ bool JsonWriter::number(double value) {
   if (!std::isfinite(value)) return false;
   separate();
   char buffer[32];
-  auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
+  // Whole numbers beyond the 64-bit integer range would come out as long digit strings that
+  // readers take for (overflowing) integers; the exponent form keeps them floats.
+  auto format = std::fabs(value) >= 9.2e18 ? std::chars_format::scientific : std::chars_format{};
+  auto result = format == std::chars_format{}
+                    ? std::to_chars(buffer, buffer + sizeof buffer, value)
+                    : std::to_chars(buffer, buffer + sizeof buffer, value, format);
   out_.append(buffer, result.ptr);
   return true;
 }

@@ -51,7 +51,10 @@ struct CodecError {
       path.insert(0, key);
     }
   }
-  void prefixIndex(size_t index) { path.insert(0, "[" + std::to_string(index) + "]"); }
+  void prefixIndex(size_t index) {
+    if (!path.empty() && path.front() != '[') path.insert(0, ".");
+    path.insert(0, "[" + std::to_string(index) + "]");
+  }
   Error toError() const { return Error{path.empty() ? reason : path + ": " + reason}; }
 };
 

@@ -1,0 +1,181 @@
+// Chart packets: the bundled samples round-trip, and the accept/reject rules hold where a real
+// service answer could break them.
+#include "model/chart_packet.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <set>
+#include <string>
+
+#include "support/test_support.h"
+
+namespace pluvo::model {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+// Replaces the first occurrence of `from` in `json`; the test fails when it is not there.
+std::string edited(std::string json, std::string_view from, std::string_view to) {
+  size_t at = json.find(from);
+  EXPECT_NE(at, std::string::npos) << "sample lacks " << from;
+  if (at != std::string::npos) json.replace(at, from.size(), to);
+  return json;
+}
+
+std::string decodeError(const std::string& json) {
+  auto packet = decodeChartPacket(json);
+  EXPECT_FALSE(packet.has_value());
+  return packet ? std::string() : packet.error().message;
+}
+
+TEST(ChartPacket, SamplesSurviveDecodeEncodeDecode) {
+  for (const char* name : {"rainy-week.json", "minimal.json"}) {
+    SCOPED_TRACE(name);
+    auto first = decodeChartPacket(testing::readSample(name));
+    ASSERT_TRUE(first.has_value()) << first.error().message;
+    auto json = encodeChartPacket(*first);
+    ASSERT_TRUE(json.has_value()) << json.error().message;
+    auto second = decodeChartPacket(*json);
+    ASSERT_TRUE(second.has_value()) << second.error().message;
+    EXPECT_EQ(*first, *second);
+    EXPECT_EQ(std::hash<ChartPacket>{}(*first), std::hash<ChartPacket>{}(*second));
+    EXPECT_EQ(encodeChartPacket(*second).value(), *json) << "encoding is not stable";
+  }
+}
+
+TEST(ChartPacket, RainyWeekCarriesEveryOverlay) {
+  auto packet = decodeChartPacket(testing::readSample("rainy-week.json")).value();
+  EXPECT_EQ(packet.location.timezone, "America/Chicago");
+  EXPECT_EQ(packet.days.size(), 7U);
+  EXPECT_EQ(packet.hours.size(), 169U);
+  ASSERT_TRUE(packet.annotations.now.has_value());
+  ASSERT_TRUE(packet.sources && packet.sources->coastal && packet.sources->radar);
+  ASSERT_TRUE(packet.minutely15 && packet.radar && packet.tropical && packet.radarCorrection);
+  ASSERT_TRUE(packet.alerts.has_value());
+  ASSERT_EQ(packet.alerts->size(), 2U);
+  // The GeoJSON text keeps its quotes and line breaks through decoding.
+  const auto& layers = packet.tropical->storms.at(0).layers;
+  ASSERT_TRUE(layers.forecastCone.has_value());
+  EXPECT_THAT(layers.forecastCone->geoJSON, HasSubstr("\"FeatureCollection\""));
+  // The sparse alert: no id, only an event and a padded kind.
+  const ChartAlert& sparse = packet.alerts->at(1);
+  EXPECT_EQ(sparse.kind, ChartAlertKind::warning);
+  EXPECT_TRUE(std::regex_match(sparse.id, std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}")))
+      << sparse.id;
+  EXPECT_EQ(sparse.headline, "");
+  EXPECT_FALSE(sparse.instruction.has_value());
+}
+
+TEST(ChartPacket, MinimalPacketHasNoOptionalMembers) {
+  auto packet = decodeChartPacket(testing::readSample("minimal.json")).value();
+  EXPECT_FALSE(packet.sources || packet.minutely15 || packet.radar || packet.tropical ||
+               packet.radarCorrection || packet.alerts);
+  EXPECT_FALSE(packet.annotations.now.has_value());
+  EXPECT_FALSE(packet.location.timezone.has_value());
+  // Integers stand for floats: the minimal sample writes chances and temperatures as integers.
+  EXPECT_EQ(packet.days.at(0).precipProb, 70.0);
+}
+
+TEST(ChartPacket, RequiredOptionalAndNull) {
+  const std::string rainy = testing::readSample("rainy-week.json");
+  EXPECT_EQ(decodeError(edited(rainy, "\"windGust\":", "\"windGusts\":")),
+            "hours[0].values.windGust: missing required key");
+  EXPECT_EQ(decodeError(edited(rainy, "\"daySegments\":", "\"segments\":")),
+            "annotations.daySegments: missing required key");
+  EXPECT_EQ(decodeError(edited(rainy, "\"offsetToken\":", "\"token\":")),
+            "radar.frames[0].offsetToken: missing required key");
+  EXPECT_EQ(decodeError(edited(rainy, "\"version\":2", "\"version\":null")),
+            "version: expected an integer, found null");
+
+  // Optional keys may be null or absent.
+  auto nullTemp = decodeChartPacket(edited(rainy, "\"values\":{\"temp\":", "\"values\":{\"temp\":null,\"t\":"));
+  ASSERT_TRUE(nullTemp.has_value()) << nullTemp.error().message;
+  EXPECT_FALSE(nullTemp->hours[0].values.temp.has_value());
+  auto noNow = decodeChartPacket(edited(rainy, "\"now\":", "\"later\":"));
+  ASSERT_TRUE(noNow.has_value()) << noNow.error().message;
+  EXPECT_FALSE(noNow->annotations.now.has_value());
+  auto onlyCoastal = decodeChartPacket(edited(rainy, "\"sources\":{\"forecast\"", "\"sources\":{\"coastal\":{},\"x\""));
+  ASSERT_TRUE(onlyCoastal.has_value()) << onlyCoastal.error().message;
+  EXPECT_TRUE(onlyCoastal->sources->coastal.has_value());
+}
+
+TEST(ChartPacket, IntegersAndFloatsAreKeptApart) {
+  const std::string rainy = testing::readSample("rainy-week.json");
+  // A float where an integer belongs fails, even when it is whole.
+  EXPECT_EQ(decodeError(edited(rainy, "\"seqIndex\":0,", "\"seqIndex\":0.0,")),
+            "hours[0].seqIndex: expected an integer, found a float");
+  EXPECT_EQ(decodeError(edited(rainy, "\"version\":2", "\"version\":18446744073709551615")),
+            "version: integer out of range");
+  EXPECT_EQ(decodeError(edited(rainy, "\"latitude\":29.3013", "\"latitude\":\"29.3013\"")),
+            "location.latitude: expected a number, found a string");
+  EXPECT_EQ(decodeError(edited(rainy, "\"defaultVisible\":true", "\"defaultVisible\":1")),
+            "metrics[0].defaultVisible: expected a Boolean, found an integer");
+}
+
+TEST(ChartPacket, UnknownMetricKeyFailsUnknownFieldsAreIgnored) {
+  const std::string rainy = testing::readSample("rainy-week.json");
+  EXPECT_EQ(decodeError(edited(rainy, "\"key\":\"temp\"", "\"key\":\"snow\"")),
+            "metrics[1].key: unknown value \"snow\"");
+  auto extra = decodeChartPacket(edited(rainy, "\"version\":2,", "\"version\":2,\"future\":{\"a\":[1,2]},"));
+  ASSERT_TRUE(extra.has_value()) << extra.error().message;
+}
+
+TEST(ChartPacket, AlertsForgiveMissingFieldsButNotWrongTypes) {
+  const std::string rainy = testing::readSample("rainy-week.json");
+  std::string alerts = "\"alerts\":[{},{},{\"id\":\" \\tA1 \\n\",\"kind\":\" WARNING \"},"
+                       "{\"kind\":\"Statement\",\"id\":null},{\"kind\":3,\"instruction\":null},"
+                       "{\"kind\":\"watch\",\"instruction\":\"Move to higher ground\"}]";
+  size_t start = rainy.find("\"alerts\":");
+  ASSERT_NE(start, std::string::npos);
+  std::string json = rainy.substr(0, start) + alerts + "}";
+  auto packet = decodeChartPacket(json);
+  ASSERT_TRUE(packet.has_value()) << packet.error().message;
+  const auto& a = *packet->alerts;
+  ASSERT_EQ(a.size(), 6U);
+  EXPECT_EQ(a[0].kind, ChartAlertKind::advisory);
+  EXPECT_EQ(a[0].event, "");
+  EXPECT_FALSE(a[0].instruction.has_value());
+  EXPECT_EQ(a[0].id.size(), 36U);
+  EXPECT_NE(a[0].id, a[1].id) << "every empty id gets its own UUID";
+  EXPECT_EQ(a[2].id, "A1");
+  EXPECT_EQ(a[2].kind, ChartAlertKind::warning);
+  EXPECT_EQ(a[3].kind, ChartAlertKind::advisory);
+  EXPECT_EQ(a[4].kind, ChartAlertKind::advisory);
+  EXPECT_EQ(a[5].kind, ChartAlertKind::watch);
+  EXPECT_EQ(a[5].instruction, "Move to higher ground");
+
+  // Only absence and null are forgiven.
+  EXPECT_EQ(decodeError(rainy.substr(0, start) + "\"alerts\":[{\"headline\":7}]}"),
+            "alerts[0].headline: expected a string, found an integer");
+  // Decoded alerts re-encode with their generated ids and canonical kinds.
+  auto again = decodeChartPacket(encodeChartPacket(*packet).value());
+  ASSERT_TRUE(again.has_value());
+  EXPECT_EQ(*again, *packet);
+}
+
+TEST(ChartPacket, BadInputIsAnErrorNeverACrash) {
+  const std::string rainy = testing::readSample("rainy-week.json");
+  EXPECT_THAT(decodeError(rainy.substr(0, rainy.size() / 2)), StartsWith("invalid JSON: "));
+  EXPECT_THAT(decodeError(""), StartsWith("invalid JSON: "));
+  EXPECT_EQ(decodeError("[]"), "expected an object, found an array");
+  EXPECT_THAT(decodeError(std::string(5000, '[') + std::string(5000, ']')),
+              StartsWith("invalid JSON: "));  // deeper than the parser's depth limit
+  // A 100 MB string where a name belongs is read and rejected by type, not by a crash.
+  std::string huge = "{\"version\":\"" + std::string(100 << 20, 'x') + "\"}";
+  EXPECT_EQ(decodeError(huge), "version: expected an integer, found a string");
+  EXPECT_THAT(decodeError("{\"version\":1,\"generatedAt\":\"\xff\xfe\"}"), StartsWith("invalid JSON: "));
+}
+
+TEST(ChartPacket, EncodingRefusesNonFiniteNumbers) {
+  auto packet = decodeChartPacket(testing::readSample("minimal.json")).value();
+  packet.hours.at(3).values.windSpeed = std::numeric_limits<double>::infinity();
+  auto json = encodeChartPacket(packet);
+  ASSERT_FALSE(json.has_value());
+  EXPECT_EQ(json.error().message, "hours[3].values.windSpeed: cannot encode a non-finite number");
+}
+
+}  // namespace
+}  // namespace pluvo::model
