@@ -1,0 +1,80 @@
+// The pluvo-widget program as a user runs it: data on standard output, one error line on
+// standard error, and the exit status.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "model/chart_packet.h"
+#include "model/widget_snapshot.h"
+#include "support/test_support.h"
+
+namespace pluvo {
+namespace {
+
+using ::testing::HasSubstr;
+using testing::runCommand;
+
+const std::string kCli = PLUVO_CLI;
+const std::string kRainy = std::string(PLUVO_SAMPLES_DIR) + "/rainy-week.json";
+
+TEST(Cli, PacketDecodeReencodesASampleAndRejectsBrokenFiles) {
+  auto ok = runCommand({kCli, "packet", "decode", kRainy});
+  ASSERT_EQ(ok.exitCode, 0) << ok.err;
+  auto reencoded = model::decodeChartPacket(ok.out);
+  ASSERT_TRUE(reencoded.has_value()) << reencoded.error().message;
+  auto original = model::decodeChartPacket(testing::readSample("rainy-week.json")).value();
+  // The sparse alert has no id and gets a fresh one at every decode.
+  original.alerts->at(1).id = reencoded->alerts->at(1).id;
+  EXPECT_EQ(*reencoded, original);
+
+  testing::TemporaryDirectory dir;
+  auto broken = dir.path() / "broken.json";
+  std::string bytes = testing::readSample("rainy-week.json");
+  bytes.replace(bytes.find("\"key\":\"temp\""), 12, "\"key\":\"snow\"");
+  testing::writeFileBytes(broken, bytes);
+  auto bad = runCommand({kCli, "packet", "decode", broken.string()});
+  EXPECT_EQ(bad.exitCode, 1);
+  EXPECT_EQ(bad.out, "");
+  EXPECT_EQ(bad.err, "pluvo-widget: " + broken.string() +
+                         " is not a chart packet: metrics[1].key: unknown value \"snow\"\n");
+
+  auto missing = runCommand({kCli, "packet", "decode", (dir.path() / "none.json").string()});
+  EXPECT_EQ(missing.exitCode, 1);
+  EXPECT_THAT(missing.err, HasSubstr("cannot read " + (dir.path() / "none.json").string() +
+                                     ": No such file or directory"));
+}
+
+TEST(Cli, PlaceholderFollowsNowAndTimeZone) {
+  auto run = runCommand({kCli, "snapshot", "placeholder", "--now", "2026-11-01T04:30:00Z",
+                         "--time-zone", "America/Chicago"});
+  ASSERT_EQ(run.exitCode, 0) << run.err;
+  auto snapshot = model::decodeWidgetSnapshot(run.out);
+  ASSERT_TRUE(snapshot.has_value()) << snapshot.error().message;
+  EXPECT_EQ(*snapshot, model::makePlaceholderSnapshot(testing::at("2026-11-01T04:30:00Z"),
+                                                      findTimeZone("America/Chicago")));
+  EXPECT_EQ(snapshot->days[0].fullDate, "2026-10-31");
+
+  testing::TemporaryDirectory dir;
+  auto out = dir.path() / "placeholder.json";
+  auto toFile = runCommand({kCli, "snapshot", "placeholder", "--now", "2026-11-01T04:30:00Z",
+                            "--time-zone", "UTC", "-o", out.string()});
+  ASSERT_EQ(toFile.exitCode, 0) << toFile.err;
+  EXPECT_EQ(toFile.out, "");
+  EXPECT_EQ(model::decodeWidgetSnapshot(testing::readFileBytes(out))->days[0].fullDate,
+            "2026-11-01");
+}
+
+TEST(Cli, BadClockOrZoneIsOneClearLine) {
+  auto badNow = runCommand({kCli, "snapshot", "placeholder", "--now", "yesterday"});
+  EXPECT_EQ(badNow.exitCode, 2);
+  EXPECT_EQ(badNow.err,
+            "pluvo-widget: --now \"yesterday\" is not an ISO 8601 instant; write it like "
+            "2026-11-21T15:00:00Z\n");
+  auto badZone = runCommand({kCli, "snapshot", "placeholder", "--time-zone", "Mars/Olympus"});
+  EXPECT_EQ(badZone.exitCode, 2);
+  EXPECT_THAT(badZone.err, HasSubstr("\"Mars/Olympus\" is not a known IANA time zone"));
+  auto noCommand = runCommand({kCli});
+  EXPECT_NE(noCommand.exitCode, 0);
+}
+
+}  // namespace
+}  // namespace pluvo
