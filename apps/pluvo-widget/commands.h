@@ -28,4 +28,7 @@ std::optional<std::string> readInputFile(const std::string& path);
 int packetDecode(const CommandContext& context, const std::string& path);
 int snapshotPlaceholder(const CommandContext& context);
 
+// The newcomer's first run: a readable tour of the bundled samples.
+int demo(const CommandContext& context, const std::string& samplesDir);
+
 }  // namespace pluvo::cli

@@ -38,6 +38,10 @@ int main(int argc, char** argv) {
   snapshot->require_subcommand(1);
   auto* snapshotPlaceholder = snapshot->add_subcommand("placeholder", "Print the placeholder snapshot");
 
+  auto* demo = app.add_subcommand("demo", "A readable tour of the bundled sample forecast");
+  std::string samplesDir = PLUVO_SAMPLES_DIR;
+  demo->add_option("--samples", samplesDir, "The folder of sample packets");
+
   CLI11_PARSE(app, argc, argv);
 
   CommandContext context;
@@ -62,5 +66,6 @@ int main(int argc, char** argv) {
 
   if (*packetDecode) return pluvo::cli::packetDecode(context, packetPath);
   if (*snapshotPlaceholder) return pluvo::cli::snapshotPlaceholder(context);
+  if (*demo) return pluvo::cli::demo(context, samplesDir);
   return 2;
 }
