@@ -22,6 +22,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -58,7 +59,8 @@ class WidgetCenter {
   virtual void reloadTimelines(std::string_view kind) = 0;
 };
 
-// A serial queue of tasks run by one thread, the program's main loop.
+// A serial queue of tasks run by one thread, the program's main loop. `post`, `postDelayed`,
+// `cancel` and `stop` may be called from any thread, including from a task.
 class MainLoop {
  public:
   using Task = std::function<void()>;
@@ -66,8 +68,12 @@ class MainLoop {
   virtual ~MainLoop() = default;
   virtual void post(Task task) = 0;
   // Runs `task` on the loop after `delay`; the returned id cancels it until it has started.
+  // Ids are never reused by a loop, so cancelling a finished timer is harmless.
   virtual TimerId postDelayed(std::chrono::nanoseconds delay, Task task) = 0;
   virtual void cancel(TimerId id) = 0;
+  // Runs tasks on the calling thread until `stop`; tasks still queued then stay queued.
+  virtual void run() = 0;
+  virtual void stop() = 0;
 };
 
 class Environment {
@@ -97,6 +103,38 @@ class Environment {
 
   virtual WidgetCenter& widgetCenter() = 0;
   virtual MainLoop& mainLoop() = 0;
+};
+
+// Forwards every call to another environment; a test derives from it and overrides the calls it
+// wants to fake or break (the target must outlive the wrapper).
+class EnvironmentWrapper : public Environment {
+ public:
+  explicit EnvironmentWrapper(Environment& target) : target_(target) {}
+  Environment& target() { return target_; }
+
+  Instant now() override { return target_.now(); }
+  TimeZone deviceTimeZone() override { return target_.deviceTimeZone(); }
+  void log(std::string_view line) override { target_.log(line); }
+  std::optional<std::filesystem::path> appGroupContainer() override {
+    return target_.appGroupContainer();
+  }
+  std::optional<std::filesystem::path> cachesDirectory() override {
+    return target_.cachesDirectory();
+  }
+  DefaultsSuite* sharedDefaults() override { return target_.sharedDefaults(); }
+  bool isRunningInExtension() override { return target_.isRunningInExtension(); }
+  Expected<std::string> readFile(const std::filesystem::path& path) override {
+    return target_.readFile(path);
+  }
+  Expected<void> writeFileAtomically(const std::filesystem::path& path,
+                                     std::string_view bytes) override {
+    return target_.writeFileAtomically(path, bytes);
+  }
+  WidgetCenter& widgetCenter() override { return target_.widgetCenter(); }
+  MainLoop& mainLoop() override { return target_.mainLoop(); }
+
+ private:
+  Environment& target_;
 };
 
 }  // namespace pluvo::platform

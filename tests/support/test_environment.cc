@@ -1,0 +1,122 @@
+#include "support/test_environment.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "platform/atomic_file.h"
+
+namespace pluvo::testing {
+
+namespace fs = std::filesystem;
+
+Instant FixedClock::now() const {
+  std::lock_guard lock(mutex_);
+  return now_;
+}
+
+void FixedClock::set(Instant instant) {
+  std::lock_guard lock(mutex_);
+  now_ = instant;
+}
+
+void FixedClock::advance(double seconds) {
+  std::lock_guard lock(mutex_);
+  now_ = now_ + seconds;
+}
+
+void CapturingLogger::log(std::string_view line) {
+  std::lock_guard lock(mutex_);
+  lines_.emplace_back(line);
+}
+
+std::vector<std::string> CapturingLogger::lines() const {
+  std::lock_guard lock(mutex_);
+  return lines_;
+}
+
+void CapturingLogger::clear() {
+  std::lock_guard lock(mutex_);
+  lines_.clear();
+}
+
+void RecordingWidgetCenter::reloadTimelines(std::string_view kind) {
+  std::lock_guard lock(mutex_);
+  requests_.push_back({std::string(kind), platform::EventLoop::now()});
+}
+
+std::vector<RecordingWidgetCenter::Request> RecordingWidgetCenter::requests() const {
+  std::lock_guard lock(mutex_);
+  return requests_;
+}
+
+std::vector<std::string> RecordingWidgetCenter::kinds() const {
+  std::lock_guard lock(mutex_);
+  std::vector<std::string> kinds;
+  for (const Request& request : requests_) kinds.push_back(request.kind);
+  return kinds;
+}
+
+namespace internal {
+
+TestEnvironmentParts::TestEnvironmentParts(const fs::path& root,
+                                           const TestEnvironmentOptions& options)
+    : clock(options.now),
+      system(platform::SystemEnvironmentOptions{
+          .container = root / "container",
+          .caches = root / "caches",
+          .inExtension = options.inExtension,
+          .fixedNow = std::nullopt,
+          .deviceZone = findTimeZone(options.deviceZone),
+          .logStream = platform::LogStream::standardError,
+          .logSink = [this](std::string_view line) { logger.log(line); },
+      }) {}
+
+}  // namespace internal
+
+TestEnvironment::TestEnvironment(const fs::path& root, TestEnvironmentOptions options)
+    : TestEnvironmentParts(root, options), EnvironmentWrapper(system) {}
+
+fs::path TestEnvironment::defaultsPath() const {
+  return containerPath() / "Library" / "Preferences" /
+         (std::string(platform::kAppGroupIdentifier) + ".plist");
+}
+
+std::optional<fs::path> TestEnvironment::appGroupContainer() {
+  if (faults.containerUnavailable) return std::nullopt;
+  return system.appGroupContainer();
+}
+
+platform::DefaultsSuite* TestEnvironment::sharedDefaults() {
+  if (faults.containerUnavailable || faults.defaultsUnavailable) return nullptr;
+  if (system.sharedDefaults() == nullptr) return nullptr;
+  return &faultyDefaults_;
+}
+
+Expected<void> TestEnvironment::writeFileAtomically(const fs::path& path, std::string_view bytes) {
+  if (faults.diskFull) {
+    return std::unexpected(platform::systemError("cannot write", path, ENOSPC));
+  }
+  if (faults.renameFails) {
+    // Everything up to the rename really happens; the staged file is then dropped as a failed
+    // rename drops it.
+    auto staged = platform::StagedFile::create(path, bytes);
+    if (!staged) return std::unexpected(staged.error());
+    return std::unexpected(platform::systemError(
+        "cannot rename " + staged->temporaryPath().string() + " to", path, EACCES));
+  }
+  return system.writeFileAtomically(path, bytes);
+}
+
+std::optional<std::string> TestEnvironment::FaultyDefaults::data(std::string_view key) {
+  return owner_.system.sharedDefaults()->data(key);
+}
+
+Expected<void> TestEnvironment::FaultyDefaults::setData(std::string_view key,
+                                                         std::string_view bytes) {
+  if (owner_.faults.diskFull) {
+    return std::unexpected(platform::systemError("cannot write", owner_.defaultsPath(), ENOSPC));
+  }
+  return owner_.system.sharedDefaults()->setData(key, bytes);
+}
+
+}  // namespace pluvo::testing

@@ -1,0 +1,132 @@
+// Test doubles of the environment: a clock that moves only when told, a logger that keeps its
+// lines, a widget center that records reload requests, and `TestEnvironment`, which runs the
+// real SystemEnvironment on folders inside a temporary directory and injects faults (rename
+// fails, disk full, container unavailable, defaults unavailable).
+//
+//   TemporaryDirectory root;
+//   TestEnvironment env(root.path(), {.inExtension = false});
+//   env.faults.renameFails = true;
+//   SnapshotStore(env).save(snapshot, false);
+//   env.logger.lines();  // {"Pluvo widget snapshot file save failed at ...", ...}
+//
+// Units: instants; reload requests carry the main loop's monotonic time.
+// Thread safety: every double may be used from any thread; faults are atomics.
+#pragma once
+
+#include <atomic>
+#include <filesystem>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/environment.h"
+#include "platform/event_loop.h"
+#include "platform/system_environment.h"
+
+namespace pluvo::testing {
+
+class FixedClock {
+ public:
+  explicit FixedClock(Instant start) : now_(start) {}
+  Instant now() const;
+  void set(Instant instant);
+  void advance(double seconds);
+
+ private:
+  mutable std::mutex mutex_;  // guards now_
+  Instant now_;
+};
+
+class CapturingLogger {
+ public:
+  void log(std::string_view line);
+  std::vector<std::string> lines() const;
+  void clear();
+
+ private:
+  mutable std::mutex mutex_;  // guards lines_
+  std::vector<std::string> lines_;
+};
+
+class RecordingWidgetCenter final : public platform::WidgetCenter {
+ public:
+  struct Request {
+    std::string kind;
+    platform::EventLoop::Clock::time_point at;
+  };
+  void reloadTimelines(std::string_view kind) override;
+  std::vector<Request> requests() const;
+  std::vector<std::string> kinds() const;
+
+ private:
+  mutable std::mutex mutex_;  // guards requests_
+  std::vector<Request> requests_;
+};
+
+struct Faults {
+  std::atomic<bool> renameFails{false};           // every atomic write fails at its rename
+  std::atomic<bool> diskFull{false};              // every write fails: no space left
+  std::atomic<bool> containerUnavailable{false};  // no app group container (nor defaults)
+  std::atomic<bool> defaultsUnavailable{false};   // no shared defaults suite
+};
+
+struct TestEnvironmentOptions {
+  bool inExtension = true;
+  // 2026-10-29T20:00:00Z: the evening the bundled forecast cache was completed (19:06:40Z).
+  Instant now = Instant::fromUnixSeconds(1'793'304'000);
+  const char* deviceZone = "America/Chicago";
+};
+
+namespace internal {
+// Built before the wrapper's base so that the wrapper can point at it.
+struct TestEnvironmentParts {
+  TestEnvironmentParts(const std::filesystem::path& root, const TestEnvironmentOptions& options);
+  FixedClock clock;
+  CapturingLogger logger;
+  RecordingWidgetCenter widgets;
+  Faults faults;
+  platform::SystemEnvironment system;
+};
+}  // namespace internal
+
+class TestEnvironment : private internal::TestEnvironmentParts,
+                        public platform::EnvironmentWrapper {
+ public:
+  // The container is <root>/container and the caches folder <root>/caches.
+  explicit TestEnvironment(const std::filesystem::path& root, TestEnvironmentOptions options = {});
+
+  using TestEnvironmentParts::clock;
+  using TestEnvironmentParts::faults;
+  using TestEnvironmentParts::logger;
+  using TestEnvironmentParts::system;
+  using TestEnvironmentParts::widgets;
+
+  std::filesystem::path containerPath() const { return *system.containerPath(); }
+  std::filesystem::path cachesPath() const { return *system.cachesPath(); }
+  std::filesystem::path defaultsPath() const;
+  platform::EventLoop& eventLoop() { return system.eventLoop(); }
+
+  Instant now() override { return clock.now(); }
+  void log(std::string_view line) override { logger.log(line); }
+  std::optional<std::filesystem::path> appGroupContainer() override;
+  platform::DefaultsSuite* sharedDefaults() override;
+  Expected<void> writeFileAtomically(const std::filesystem::path& path,
+                                     std::string_view bytes) override;
+  platform::WidgetCenter& widgetCenter() override { return widgets; }
+
+ private:
+  // Fails its writes when the disk is "full", reads through.
+  class FaultyDefaults final : public platform::DefaultsSuite {
+   public:
+    FaultyDefaults(TestEnvironment& owner) : owner_(owner) {}
+    std::optional<std::string> data(std::string_view key) override;
+    Expected<void> setData(std::string_view key, std::string_view bytes) override;
+
+   private:
+    TestEnvironment& owner_;
+  };
+  FaultyDefaults faultyDefaults_{*this};
+};
+
+}  // namespace pluvo::testing
