@@ -86,6 +86,16 @@ std::optional<fs::path> TestEnvironment::appGroupContainer() {
   return system.appGroupContainer();
 }
 
+std::optional<fs::path> TestEnvironment::cachesDirectory() {
+  if (faults.cachesUnavailable) return std::nullopt;
+  return system.cachesDirectory();
+}
+
+std::vector<fs::path> TestEnvironment::attemptedWrites() const {
+  std::lock_guard lock(writesMutex_);
+  return attemptedWrites_;
+}
+
 platform::DefaultsSuite* TestEnvironment::sharedDefaults() {
   if (faults.containerUnavailable || faults.defaultsUnavailable) return nullptr;
   if (system.sharedDefaults() == nullptr) return nullptr;
@@ -93,6 +103,10 @@ platform::DefaultsSuite* TestEnvironment::sharedDefaults() {
 }
 
 Expected<void> TestEnvironment::writeFileAtomically(const fs::path& path, std::string_view bytes) {
+  {
+    std::lock_guard lock(writesMutex_);
+    attemptedWrites_.push_back(path);
+  }
   if (faults.diskFull) {
     return std::unexpected(platform::systemError("cannot write", path, ENOSPC));
   }

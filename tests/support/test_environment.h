@@ -69,6 +69,7 @@ struct Faults {
   std::atomic<bool> diskFull{false};              // every write fails: no space left
   std::atomic<bool> containerUnavailable{false};  // no app group container (nor defaults)
   std::atomic<bool> defaultsUnavailable{false};   // no shared defaults suite
+  std::atomic<bool> cachesUnavailable{false};     // no caches folder
 };
 
 struct TestEnvironmentOptions {
@@ -110,10 +111,14 @@ class TestEnvironment : private internal::TestEnvironmentParts,
   Instant now() override { return clock.now(); }
   void log(std::string_view line) override { logger.log(line); }
   std::optional<std::filesystem::path> appGroupContainer() override;
+  std::optional<std::filesystem::path> cachesDirectory() override;
   platform::DefaultsSuite* sharedDefaults() override;
   Expected<void> writeFileAtomically(const std::filesystem::path& path,
                                      std::string_view bytes) override;
   platform::WidgetCenter& widgetCenter() override { return widgets; }
+
+  // Every file whose atomic write was attempted, in order.
+  std::vector<std::filesystem::path> attemptedWrites() const;
 
  private:
   // Fails its writes when the disk is "full", reads through.
@@ -127,6 +132,8 @@ class TestEnvironment : private internal::TestEnvironmentParts,
     TestEnvironment& owner_;
   };
   FaultyDefaults faultyDefaults_{*this};
+  mutable std::mutex writesMutex_;  // guards attemptedWrites_
+  std::vector<std::filesystem::path> attemptedWrites_;
 };
 
 }  // namespace pluvo::testing
