@@ -102,8 +102,7 @@ bool executableIsInExtensionBundle() {
 
 SystemEnvironment::SystemEnvironment(Options options)
     : fixedNow_(options.fixedNow),
-      deviceZone_(options.deviceZone != nullptr ? options.deviceZone
-                                                : pluvo::deviceTimeZone()),
+      deviceZone_(options.deviceZone != nullptr ? options.deviceZone : pluvo::deviceTimeZone()),
       logStream_(options.logStream),
       logSink_(std::move(options.logSink)),
       containerPath_(absoluteOrNone(options.container ? options.container : defaultContainer())),
@@ -111,8 +110,7 @@ SystemEnvironment::SystemEnvironment(Options options)
       inExtension_(options.inExtension.value_or(executableIsInExtensionBundle())) {
   if (containerPath_) {
     defaults_ = std::make_unique<PlistDefaultsSuite>(
-        *containerPath_ / "Library" / "Preferences" /
-            (std::string(kAppGroupIdentifier) + ".plist"),
+        *containerPath_ / "Library" / "Preferences" / (std::string(kAppGroupIdentifier) + ".plist"),
         [this](std::string_view line) { log(line); });
   }
 }

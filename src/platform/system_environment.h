@@ -53,11 +53,11 @@ class LocalWidgetCenter final : public WidgetCenter {
 enum class LogStream { standardOutput, standardError };
 
 struct SystemEnvironmentOptions {
-  std::optional<std::filesystem::path> container{}; // the app group container folder
-  std::optional<std::filesystem::path> caches{};    // the extension's caches folder
-  std::optional<bool> inExtension{};                // default: from the executable's folder
-  std::optional<Instant> fixedNow{};                // a clock that stands still (--now)
-  TimeZone deviceZone = nullptr;                   // default: $TZ, else the system's zone
+  std::optional<std::filesystem::path> container{};  // the app group container folder
+  std::optional<std::filesystem::path> caches{};     // the extension's caches folder
+  std::optional<bool> inExtension{};                 // default: from the executable's folder
+  std::optional<Instant> fixedNow{};                 // a clock that stands still (--now)
+  TimeZone deviceZone = nullptr;                     // default: $TZ, else the system's zone
   // Standard error for commands whose standard output carries data.
   LogStream logStream = LogStream::standardOutput;
   // When set, receives the log lines instead of the stream.
@@ -94,9 +94,9 @@ class SystemEnvironment final : public Environment {
 
  private:
   // The folder, created if needed, or nullopt with one log line per folder and process.
-  std::optional<std::filesystem::path> usableFolder(const std::optional<std::filesystem::path>& path,
-                                                    std::string_view role,
-                                                    std::atomic<bool>& reported);
+  std::optional<std::filesystem::path> usableFolder(
+      const std::optional<std::filesystem::path>& path, std::string_view role,
+      std::atomic<bool>& reported);
 
   const std::optional<Instant> fixedNow_;
   const TimeZone deviceZone_;

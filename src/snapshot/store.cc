@@ -14,7 +14,8 @@ using model::PluvoWidgetSnapshot;
 Instant rainIntegrityCutoff() {
   static const Instant cutoff = [] {
     using namespace std::chrono_literals;
-    date::sys_seconds moment = date::sys_days{date::year{2026} / date::June / 24} + 0h + 54min + 28s;
+    date::sys_seconds moment =
+        date::sys_days{date::year{2026} / date::June / 24} + 0h + 54min + 28s;
     return Instant::fromSys(moment);
   }();
   return cutoff;
@@ -23,7 +24,7 @@ Instant rainIntegrityCutoff() {
 // The pending reload. Tasks on the main loop hold it by shared pointer, so a store destroyed
 // while a reload is queued leaves them a closed state to find instead of a dangling one.
 struct SnapshotStore::ReloadState {
-  std::mutex mutex;  // guards environment, pending, generation
+  std::mutex mutex;                    // guards environment, pending, generation
   platform::Environment* environment;  // null once the store is gone
   std::optional<platform::MainLoop::TimerId> pending;
   std::uint64_t generation = 0;  // bumped by every schedule; a superseded timer does nothing

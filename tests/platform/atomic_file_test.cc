@@ -18,8 +18,8 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::StartsWith;
 using testing::readFileBytes;
+using ::testing::StartsWith;
 using testing::TemporaryDirectory;
 using testing::writeFileBytes;
 
@@ -62,7 +62,8 @@ TEST(AtomicFileTest, WritesPrivateFilesInPrivateFoldersAndLeavesNoTemporaryBehin
   EXPECT_EQ(modeOf(target), 0600);
   EXPECT_EQ(modeOf(root.path() / "a"), 0700);
   EXPECT_EQ(modeOf(root.path() / "a" / "b"), 0700);
-  EXPECT_EQ(entriesOf(target.parent_path()), std::vector<std::string>{"pluvo-widget-snapshot.json"});
+  EXPECT_EQ(entriesOf(target.parent_path()),
+            std::vector<std::string>{"pluvo-widget-snapshot.json"});
 }
 
 TEST(AtomicFileTest, ExistingFoldersKeepTheirMode) {
@@ -135,7 +136,8 @@ TEST(AtomicFileTest, ReadErrorsSayWhatFailedOnWhichFile) {
   fs::path missing = root.path() / "pluvo-last-forecast.json";
   auto read = readWholeFile(missing);
   ASSERT_FALSE(read.has_value());
-  EXPECT_EQ(read.error().message, "cannot open " + missing.string() + ": No such file or directory");
+  EXPECT_EQ(read.error().message,
+            "cannot open " + missing.string() + ": No such file or directory");
 
   auto optional = readFileIfExists(missing);
   ASSERT_TRUE(optional.has_value());
@@ -156,9 +158,9 @@ TEST(AtomicFileTest, FoldersCannotBeMadeUnderAFile) {
   writeFileBytes(root.path() / "plain", "x");
   auto made = makeFolders(root.path() / "plain" / "container");
   ASSERT_FALSE(made.has_value());
-  EXPECT_EQ(made.error().message,
-            "cannot create folder " + (root.path() / "plain" / "container").string() +
-                ": Not a directory");
+  EXPECT_EQ(made.error().message, "cannot create folder " +
+                                      (root.path() / "plain" / "container").string() +
+                                      ": Not a directory");
 
   auto written = writeFileAtomically(root.path() / "plain" / "container" / "f", "x");
   ASSERT_FALSE(written.has_value());

@@ -89,9 +89,8 @@ TEST(PlistDefaultsTest, CorruptFilesReadAsEmptyWithOneLineAndAreReplacedByTheNex
     writeFileBytes(defaults.file, corrupt);
     defaults.lines.clear();
     EXPECT_FALSE(defaults.suite.data(kKey).has_value());
-    EXPECT_THAT(defaults.lines,
-                ElementsAre("Pluvo shared defaults at " + defaults.file.string() +
-                            " is not a property list; reading it as empty"));
+    EXPECT_THAT(defaults.lines, ElementsAre("Pluvo shared defaults at " + defaults.file.string() +
+                                            " is not a property list; reading it as empty"));
   }
 
   defaults.lines.clear();

@@ -27,14 +27,14 @@ namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using model::PluvoWidgetSnapshot;
 using ::testing::AllOf;
+using testing::at;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::EndsWith;
 using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
-using ::testing::StartsWith;
-using testing::at;
 using testing::readFileBytes;
+using ::testing::StartsWith;
 using testing::TemporaryDirectory;
 using testing::TestEnvironment;
 using testing::writeFileBytes;
@@ -116,7 +116,8 @@ TEST(SnapshotStoreTest, OutsideTheExtensionSavesOnlyTheAppGroupFileAndTheDefault
 
   store.save(snapshot, false);
 
-  EXPECT_THAT(env.attemptedWrites(), ElementsAre(env.containerPath() / "pluvo-widget-snapshot.json"));
+  EXPECT_THAT(env.attemptedWrites(),
+              ElementsAre(env.containerPath() / "pluvo-widget-snapshot.json"));
   EXPECT_FALSE(fs::exists(env.cachesPath() / "pluvo-widget-snapshot.json"));
   EXPECT_EQ(defaultsValue(env), encoded(snapshot));
   EXPECT_THAT(env.logger.lines(), IsEmpty());
@@ -134,8 +135,9 @@ TEST(SnapshotStoreTest, WithoutTheAppGroupTheExtensionStillSavesItsCachesCopyAnd
 
   EXPECT_THAT(env.attemptedWrites(), ElementsAre(env.cachesPath() / "pluvo-widget-snapshot.json"));
   EXPECT_EQ(decodedFile(env.cachesPath() / "pluvo-widget-snapshot.json"), snapshot);
-  EXPECT_THAT(env.logger.lines(),
-              ElementsAre("Pluvo widget snapshot defaults save skipped: app group defaults unavailable"));
+  EXPECT_THAT(
+      env.logger.lines(),
+      ElementsAre("Pluvo widget snapshot defaults save skipped: app group defaults unavailable"));
   EXPECT_EQ(env.widgets.kinds(), kAllKinds);
   EXPECT_EQ(store.load(), snapshot) << "the caches copy is read when the container is missing";
 }
@@ -150,9 +152,10 @@ TEST(SnapshotStoreTest, WithoutAnySharedStorageTheMainAppSavesNothingAndDoesNotR
   runLoopFor(env, 900ms);
 
   EXPECT_THAT(env.attemptedWrites(), IsEmpty());
-  EXPECT_THAT(env.logger.lines(),
-              ElementsAre("Pluvo widget snapshot defaults save skipped: app group defaults unavailable",
-                          "Pluvo widget snapshot save skipped: no available shared storage"));
+  EXPECT_THAT(
+      env.logger.lines(),
+      ElementsAre("Pluvo widget snapshot defaults save skipped: app group defaults unavailable",
+                  "Pluvo widget snapshot save skipped: no available shared storage"));
   EXPECT_THAT(env.widgets.kinds(), IsEmpty());
   EXPECT_FALSE(fs::exists(env.defaultsPath()));
 }
@@ -167,8 +170,9 @@ TEST(SnapshotStoreTest, WithoutDefaultsTheFilesStillCarryTheSnapshot) {
   store.save(snapshot, false);
 
   EXPECT_EQ(decodedFile(env.containerPath() / "pluvo-widget-snapshot.json"), snapshot);
-  EXPECT_THAT(env.logger.lines(),
-              ElementsAre("Pluvo widget snapshot defaults save skipped: app group defaults unavailable"));
+  EXPECT_THAT(
+      env.logger.lines(),
+      ElementsAre("Pluvo widget snapshot defaults save skipped: app group defaults unavailable"));
   EXPECT_FALSE(fs::exists(env.defaultsPath()));
 }
 
@@ -189,8 +193,7 @@ TEST(SnapshotStoreTest, FailedWritesKeepTheOldCopiesWholeAndAreLoggedPerFile) {
   const std::string temporary = "/\\.pluvo-widget-snapshot\\.json\\.[0-9]+-[0-9]+\\.tmp";
   EXPECT_THAT(lines[0], MatchesRegex("Pluvo widget snapshot file save failed at "
                                      "pluvo-widget-snapshot\\.json: cannot rename .*" +
-                                     temporary + " to " + shared.string() +
-                                     ": Permission denied"));
+                                     temporary + " to " + shared.string() + ": Permission denied"));
   EXPECT_THAT(lines[1], MatchesRegex("Pluvo widget snapshot file save failed at "
                                      "pluvo-widget-snapshot\\.json: cannot rename .*" +
                                      temporary + " to " + local.string() + ": Permission denied"));
@@ -212,9 +215,11 @@ TEST(SnapshotStoreTest, FailedWritesKeepTheOldCopiesWholeAndAreLoggedPerFile) {
   store.save(next, /*reloadTimelines=*/true);
   EXPECT_THAT(env.logger.lines(),
               ElementsAre("Pluvo widget snapshot file save failed at pluvo-widget-snapshot.json: "
-                          "cannot write " + shared.string() + ": No space left on device",
+                          "cannot write " +
+                              shared.string() + ": No space left on device",
                           "Pluvo widget snapshot file save failed at pluvo-widget-snapshot.json: "
-                          "cannot write " + local.string() + ": No space left on device",
+                          "cannot write " +
+                              local.string() + ": No space left on device",
                           "Pluvo widget snapshot defaults save failed: cannot write " +
                               env.defaultsPath().string() + ": No space left on device"));
   EXPECT_EQ(decodedFile(shared), old);
@@ -318,11 +323,13 @@ TEST(SnapshotStoreTest, FirstRunFindsNothingAndSaysWhereItLooked) {
   EXPECT_EQ(store.load(), std::nullopt);
   EXPECT_THAT(env.logger.lines(),
               ElementsAre("Pluvo widget snapshot load failed at pluvo-widget-snapshot.json: "
-                          "cannot open " + (env.containerPath() / "pluvo-widget-snapshot.json").string() +
-                          ": No such file or directory",
+                          "cannot open " +
+                              (env.containerPath() / "pluvo-widget-snapshot.json").string() +
+                              ": No such file or directory",
                           "Pluvo widget snapshot load failed at pluvo-widget-snapshot.json: "
-                          "cannot open " + (env.cachesPath() / "pluvo-widget-snapshot.json").string() +
-                          ": No such file or directory"));
+                          "cannot open " +
+                              (env.cachesPath() / "pluvo-widget-snapshot.json").string() +
+                              ": No such file or directory"));
 }
 
 TEST(SnapshotStoreTest, SavesInABurstCauseOneBatchOfReloadsAfterTheLastSave) {
@@ -412,8 +419,8 @@ TEST(SnapshotStoreCrashTest, KilledWritersLeaveEveryCopyWholeOldOrNew) {
   // Temporaries of killed writers are swept by the next write of the same file.
   SnapshotStore(parentEnv).save(first, false);
   int temporaries = 0;
-  for (const fs::path& folder :
-       {parentEnv.containerPath(), parentEnv.cachesPath(), parentEnv.defaultsPath().parent_path()}) {
+  for (const fs::path& folder : {parentEnv.containerPath(), parentEnv.cachesPath(),
+                                 parentEnv.defaultsPath().parent_path()}) {
     for (const auto& entry : fs::directory_iterator(folder)) {
       if (entry.path().extension() == ".tmp") ++temporaries;
     }

@@ -126,7 +126,7 @@ std::optional<std::string> TestEnvironment::FaultyDefaults::data(std::string_vie
 }
 
 Expected<void> TestEnvironment::FaultyDefaults::setData(std::string_view key,
-                                                         std::string_view bytes) {
+                                                        std::string_view bytes) {
   if (owner_.faults.diskFull) {
     return std::unexpected(platform::systemError("cannot write", owner_.defaultsPath(), ENOSPC));
   }
