@@ -1,0 +1,344 @@
+#include "service/http_transport.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <optional>
+#include <string_view>
+#include <thread>
+
+namespace pluvo::service {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+std::string describeDuration(milliseconds duration) {
+  std::array<char, 32> text{};
+  double seconds = static_cast<double>(duration.count()) / 1000.0;
+  auto result = std::to_chars(text.data(), text.data() + text.size(), seconds);
+  return std::string(text.data(), result.ptr) + " s";
+}
+
+std::string describeSize(std::size_t bytes) {
+  if (bytes >= 1024 * 1024 && bytes % (1024 * 1024) == 0) {
+    return std::to_string(bytes / (1024 * 1024)) + " MiB";
+  }
+  if (bytes >= 1024 && bytes % 1024 == 0) return std::to_string(bytes / 1024) + " KiB";
+  return std::to_string(bytes) + " bytes";
+}
+
+bool startsWithIgnoringCase(std::string_view text, std::string_view prefix) {
+  if (text.size() < prefix.size()) return false;
+  for (size_t i = 0; i < prefix.size(); ++i) {
+    auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    if (lower(text[i]) != lower(prefix[i])) return false;
+  }
+  return true;
+}
+
+// What one curl transfer gathers; touched only by the thread running it.
+struct Transfer {
+  std::string body;
+  HttpHeaders headers;
+  std::size_t maxBytes = 0;
+  bool tooLarge = false;
+  milliseconds idleLimit{0};
+  Clock::time_point lastActivity;
+  curl_off_t lastDownloaded = 0;
+  curl_off_t lastUploaded = 0;
+  bool idle = false;
+};
+
+size_t onBody(char* data, size_t size, size_t count, void* user) {
+  auto* transfer = static_cast<Transfer*>(user);
+  size_t bytes = size * count;
+  // Checked here because curl enforces its own size limit only when a Content-Length came.
+  if (bytes > transfer->maxBytes - std::min(transfer->maxBytes, transfer->body.size())) {
+    transfer->tooLarge = true;
+    return 0;
+  }
+  transfer->body.append(data, bytes);
+  transfer->lastActivity = Clock::now();
+  return bytes;
+}
+
+size_t onHeader(char* data, size_t size, size_t count, void* user) {
+  auto* transfer = static_cast<Transfer*>(user);
+  size_t bytes = size * count;
+  transfer->lastActivity = Clock::now();
+  std::string_view line(data, bytes);
+  while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.remove_suffix(1);
+  if (line.starts_with("HTTP/")) {
+    transfer->headers.clear();  // a new response begins (after an interim 1xx)
+    return bytes;
+  }
+  size_t colon = line.find(':');
+  if (colon == std::string_view::npos || colon == 0) return bytes;
+  std::string_view value = line.substr(colon + 1);
+  while (!value.empty() && (value.front() == ' ' || value.front() == '\t')) value.remove_prefix(1);
+  while (!value.empty() && (value.back() == ' ' || value.back() == '\t')) value.remove_suffix(1);
+  transfer->headers.emplace_back(line.substr(0, colon), value);
+  return bytes;
+}
+
+// The idle limit is kept here rather than with curl's low-speed limit: curl averages the speed
+// over a window of up to five seconds, so after a burst of data a stall was noticed several
+// seconds late.
+int onProgress(void* user, curl_off_t, curl_off_t downloaded, curl_off_t, curl_off_t uploaded) {
+  auto* transfer = static_cast<Transfer*>(user);
+  Clock::time_point now = Clock::now();
+  if (downloaded != transfer->lastDownloaded || uploaded != transfer->lastUploaded) {
+    transfer->lastDownloaded = downloaded;
+    transfer->lastUploaded = uploaded;
+    transfer->lastActivity = now;
+    return 0;
+  }
+  if (now - transfer->lastActivity >= transfer->idleLimit) {
+    transfer->idle = true;
+    return 1;
+  }
+  return 0;
+}
+
+void lockShare(CURL*, curl_lock_data data, curl_lock_access, void* user) {
+  auto* locks = static_cast<std::array<std::mutex, CURL_LOCK_DATA_LAST>*>(user);
+  (*locks)[static_cast<size_t>(data)].lock();
+}
+
+void unlockShare(CURL*, curl_lock_data data, void* user) {
+  auto* locks = static_cast<std::array<std::mutex, CURL_LOCK_DATA_LAST>*>(user);
+  (*locks)[static_cast<size_t>(data)].unlock();
+}
+
+// Failures that mean "no network yet" rather than "the server said no".
+bool waitsForConnectivity(CURLcode code, long osErrno) {
+  if (code == CURLE_COULDNT_RESOLVE_HOST || code == CURLE_COULDNT_RESOLVE_PROXY) return true;
+  if (code != CURLE_COULDNT_CONNECT) return false;
+  return osErrno == ENETUNREACH || osErrno == EHOSTUNREACH || osErrno == ENETDOWN ||
+         osErrno == EHOSTDOWN;
+}
+
+bool isRedirect(long status) {
+  return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
+}
+
+// The absolute form of a Location field, read against the URL that sent it.
+std::optional<std::string> resolveLocation(const std::string& base, const std::string& location) {
+  internal::CurlUrl url = internal::parseUrl(base);
+  if (!url) return std::nullopt;
+  if (curl_url_set(url.get(), CURLUPART_URL, location.c_str(), CURLU_NON_SUPPORT_SCHEME) !=
+      CURLUE_OK) {
+    return std::nullopt;
+  }
+  return internal::urlPart(url.get(), CURLUPART_URL);
+}
+
+// Fields that describe one message on the wire, not the stored answer (curl has already
+// decoded the body).
+HttpHeaders withoutMessageFields(const HttpHeaders& headers) {
+  constexpr std::array<std::string_view, 5> kMessageFields = {
+      "Content-Length", "Content-Encoding", "Transfer-Encoding", "Connection", "Keep-Alive"};
+  HttpHeaders kept;
+  for (const auto& field : headers) {
+    bool message = std::any_of(kMessageFields.begin(), kMessageFields.end(), [&](auto name) {
+      return field.first.size() == name.size() && startsWithIgnoringCase(field.first, name);
+    });
+    if (!message) kept.push_back(field);
+  }
+  return kept;
+}
+
+}  // namespace
+
+HttpTransport::HttpTransport(TransportConfiguration configuration)
+    : configuration_(std::move(configuration)), cache_(configuration_.cache) {
+  internal::ensureCurlInitialized();
+  share_.reset(curl_share_init());
+  if (!share_) std::abort();
+  curl_share_setopt(share_.get(), CURLSHOPT_LOCKFUNC, lockShare);
+  curl_share_setopt(share_.get(), CURLSHOPT_UNLOCKFUNC, unlockShare);
+  curl_share_setopt(share_.get(), CURLSHOPT_USERDATA, &shareLocks_);
+  curl_share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT);
+  curl_share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS);
+  curl_share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
+}
+
+HttpTransport::~HttpTransport() = default;
+
+WallTime HttpTransport::wallNow() const {
+  return configuration_.clock ? configuration_.clock() : std::chrono::system_clock::now();
+}
+
+Expected<HttpResponse> HttpTransport::get(const std::string& url,
+                                          const std::vector<std::string>& headerLines,
+                                          CachePolicy policy) {
+  const Deadline deadline = Clock::now() + configuration_.resourceTimeout;
+  std::string current = url;
+  for (int redirects = 0;; ++redirects) {
+    Expected<HttpResponse> response = getOne(current, headerLines, policy, deadline);
+    if (!response) return response;
+    std::optional<std::string> location =
+        isRedirect(response->status) ? headerValue(response->headers, "Location") : std::nullopt;
+    if (!location) return response;
+    if (redirects >= configuration_.maxRedirects) {
+      return fail("request to " + url + " failed: more than " +
+                  std::to_string(configuration_.maxRedirects) + " redirects");
+    }
+    std::optional<std::string> target = resolveLocation(current, *location);
+    internal::CurlUrl parsed = target ? internal::parseUrl(*target) : nullptr;
+    std::optional<std::string> scheme =
+        parsed ? internal::urlPart(parsed.get(), CURLUPART_SCHEME) : std::nullopt;
+    if (!scheme || (*scheme != "http" && *scheme != "https")) {
+      return fail("request to " + current + " failed: redirect to an unsupported location \"" +
+                  *location + "\"");
+    }
+    if (*scheme == "http" && startsWithIgnoringCase(current, "https:")) {
+      return fail("request to " + current + " failed: redirect from HTTPS to plain HTTP (" +
+                  *target + ") refused");
+    }
+    current = std::move(*target);
+  }
+}
+
+Expected<HttpResponse> HttpTransport::getOne(const std::string& url,
+                                             const std::vector<std::string>& headerLines,
+                                             CachePolicy policy, Deadline deadline) {
+  std::optional<CachedResponse> stored;
+  std::vector<std::string> lines = headerLines;
+  if (policy == CachePolicy::useProtocolCachePolicy) {
+    stored = cache_.find(url);
+    if (stored && isFresh(*stored, wallNow())) {
+      return HttpResponse{stored->status, stored->headers, std::move(stored->body), url, true};
+    }
+    if (stored) {
+      std::vector<std::string> conditions = revalidationHeaders(*stored);
+      if (conditions.empty()) stored.reset();  // stale without a validator: just ask again
+      lines.insert(lines.end(), conditions.begin(), conditions.end());
+    }
+  }
+
+  const WallTime requestTime = wallNow();
+  Expected<Exchange> answer = exchange(url, lines, deadline);
+  if (!answer) return std::unexpected(std::move(answer.error()));
+  const WallTime responseTime = wallNow();
+
+  if (answer->status == 304 && stored) {
+    CachedResponse merged = mergeNotModified(*stored, answer->headers, requestTime, responseTime);
+    cache_.store(url, merged);
+    return HttpResponse{merged.status, std::move(merged.headers), std::move(merged.body), url,
+                        false};
+  }
+  HttpHeaders kept = withoutMessageFields(answer->headers);
+  if (isStorable(answer->status, kept)) {
+    cache_.store(url,
+                 CachedResponse{answer->status, kept, answer->body, requestTime, responseTime});
+  } else if (answer->status >= 200 && answer->status < 300) {
+    cache_.remove(url);  // superseded by an answer that may not be kept
+  }
+  return HttpResponse{answer->status, std::move(answer->headers), std::move(answer->body), url,
+                      false};
+}
+
+Expected<HttpTransport::Exchange> HttpTransport::exchange(
+    const std::string& url, const std::vector<std::string>& headerLines, Deadline deadline) {
+  internal::CurlSlist headers;
+  for (const std::string& line : headerLines) {
+    curl_slist* extended = curl_slist_append(headers.get(), line.c_str());
+    if (extended == nullptr) return fail("request to " + url + " failed: out of memory");
+    headers.release();
+    headers.reset(extended);
+  }
+
+  for (;;) {
+    const Clock::time_point started = Clock::now();
+    if (started >= deadline) {
+      return fail("request to " + url + " timed out: not finished within " +
+                  describeDuration(configuration_.resourceTimeout));
+    }
+    auto remaining = std::chrono::duration_cast<milliseconds>(deadline - started);
+
+    internal::CurlEasy easy(curl_easy_init());
+    if (!easy) return fail("request to " + url + " failed: out of memory");
+    Transfer transfer;
+    transfer.maxBytes = configuration_.maxResponseBytes;
+    transfer.idleLimit = configuration_.requestTimeout;
+    transfer.lastActivity = started;
+
+    CURL* h = easy.get();
+    curl_easy_setopt(h, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(h, CURLOPT_SHARE, share_.get());
+    curl_easy_setopt(h, CURLOPT_HTTPGET, 1L);
+    curl_easy_setopt(h, CURLOPT_HTTPHEADER, headers.get());
+    curl_easy_setopt(h, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(h, CURLOPT_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(h, CURLOPT_REDIR_PROTOCOLS_STR, "https");
+    curl_easy_setopt(h, CURLOPT_FOLLOWLOCATION, 0L);  // followed by `get`, hop by hop
+    curl_easy_setopt(h, CURLOPT_SSL_VERIFYPEER, 1L);
+    curl_easy_setopt(h, CURLOPT_SSL_VERIFYHOST, 2L);
+    curl_easy_setopt(h, CURLOPT_ACCEPT_ENCODING, "");  // every encoding curl can decode
+    curl_easy_setopt(h, CURLOPT_TIMEOUT_MS,
+                     static_cast<long>(std::max<milliseconds::rep>(remaining.count(), 1)));
+    curl_easy_setopt(h, CURLOPT_MAXFILESIZE_LARGE,
+                     static_cast<curl_off_t>(configuration_.maxResponseBytes));
+    curl_easy_setopt(h, CURLOPT_WRITEFUNCTION, onBody);
+    curl_easy_setopt(h, CURLOPT_WRITEDATA, &transfer);
+    curl_easy_setopt(h, CURLOPT_HEADERFUNCTION, onHeader);
+    curl_easy_setopt(h, CURLOPT_HEADERDATA, &transfer);
+    curl_easy_setopt(h, CURLOPT_XFERINFOFUNCTION, onProgress);
+    curl_easy_setopt(h, CURLOPT_XFERINFODATA, &transfer);
+    curl_easy_setopt(h, CURLOPT_NOPROGRESS, 0L);
+
+    CURLcode code = curl_easy_perform(h);
+    if (code == CURLE_OK) {
+      Exchange result;
+      curl_easy_getinfo(h, CURLINFO_RESPONSE_CODE, &result.status);
+      result.headers = std::move(transfer.headers);
+      result.body = std::move(transfer.body);
+      return result;
+    }
+    if (transfer.tooLarge || code == CURLE_FILESIZE_EXCEEDED) {
+      return fail("request to " + url + " failed: the response is larger than " +
+                  describeSize(configuration_.maxResponseBytes));
+    }
+    if (transfer.idle) {
+      return fail("request to " + url + " timed out: no data for " +
+                  describeDuration(configuration_.requestTimeout));
+    }
+    if (code == CURLE_OPERATION_TIMEDOUT) {
+      return fail("request to " + url + " timed out: not finished within " +
+                  describeDuration(configuration_.resourceTimeout));
+    }
+    long osErrno = 0;
+    curl_easy_getinfo(h, CURLINFO_OS_ERRNO, &osErrno);
+    if (!waitsForConnectivity(code, osErrno)) {
+      return fail("request to " + url + " failed: " + curl_easy_strerror(code));
+    }
+    auto pause = std::min<Clock::duration>(configuration_.connectivityRetryInterval,
+                                           deadline - Clock::now());
+    if (pause <= Clock::duration::zero()) {
+      return fail("request to " + url + " failed: " + curl_easy_strerror(code) +
+                  " (no connectivity within " + describeDuration(configuration_.resourceTimeout) +
+                  ")");
+    }
+    std::this_thread::sleep_for(pause);
+    if (Clock::now() >= deadline) {
+      return fail("request to " + url + " failed: " + curl_easy_strerror(code) +
+                  " (no connectivity within " + describeDuration(configuration_.resourceTimeout) +
+                  ")");
+    }
+  }
+}
+
+HttpTransport& sharedTransport(platform::Environment& env) {
+  static HttpTransport* const transport = [&env] {
+    TransportConfiguration configuration;
+    if (std::optional<std::filesystem::path> caches = env.cachesDirectory()) {
+      configuration.cache.directory = *caches / "http-cache";
+    }
+    return new HttpTransport(std::move(configuration));  // lives as long as the process
+  }();
+  return *transport;
+}
+
+}  // namespace pluvo::service

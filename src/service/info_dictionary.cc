@@ -1,0 +1,93 @@
+#include "service/info_dictionary.h"
+
+#include <plist/plist.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <limits>
+#include <memory>
+#include <sstream>
+#include <system_error>
+
+namespace pluvo::service {
+namespace {
+
+struct PlistDeleter {
+  void operator()(void* node) const { plist_free(static_cast<plist_t>(node)); }
+};
+using PlistNode = std::unique_ptr<void, PlistDeleter>;
+
+// libplist 2.2 hands out its strings and iterators from malloc.
+struct MallocDeleter {
+  void operator()(void* block) const { std::free(block); }
+};
+using MallocText = std::unique_ptr<char, MallocDeleter>;
+using MallocIterator = std::unique_ptr<void, MallocDeleter>;
+
+}  // namespace
+
+const std::string* InfoDictionary::text(std::string_view key) const {
+  auto found = entries.find(key);
+  if (found == entries.end() || !found->second) return nullptr;
+  return &*found->second;
+}
+
+Expected<InfoDictionary> parseInfoDictionary(std::string_view bytes) {
+  if (bytes.empty()) return fail("not a property list (the file is empty)");
+  if (bytes.size() > std::numeric_limits<uint32_t>::max())
+    return fail("not a property list (too large)");
+  plist_t raw = nullptr;
+  plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &raw);
+  PlistNode root(raw);
+  if (!root) return fail("not a property list");
+  if (plist_get_node_type(root.get()) != PLIST_DICT) {
+    return fail("the property list's top level is not a dictionary");
+  }
+
+  InfoDictionary dictionary;
+  plist_dict_iter rawIterator = nullptr;
+  plist_dict_new_iter(root.get(), &rawIterator);
+  MallocIterator iterator(rawIterator);
+  for (;;) {
+    char* rawKey = nullptr;
+    plist_t value = nullptr;
+    plist_dict_next_item(root.get(), iterator.get(), &rawKey, &value);
+    MallocText key(rawKey);
+    if (!key || value == nullptr) break;
+    std::optional<std::string> text;
+    if (plist_get_node_type(value) == PLIST_STRING) {
+      char* rawText = nullptr;
+      plist_get_string_val(value, &rawText);
+      MallocText owned(rawText);
+      text = std::string(owned ? owned.get() : "");
+    }
+    dictionary.entries.insert_or_assign(std::string(key.get()), std::move(text));
+  }
+  return dictionary;
+}
+
+Expected<InfoDictionary> loadInfoDictionary(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) {
+    return fail("cannot read " + path.string() + ": " + std::strerror(errno));
+  }
+  std::ostringstream bytes;
+  bytes << in.rdbuf();
+  if (in.bad()) return fail("cannot read " + path.string() + ": read error");
+  auto dictionary = parseInfoDictionary(bytes.view());
+  if (!dictionary) return fail(path.string() + ": " + dictionary.error().message);
+  return dictionary;
+}
+
+std::filesystem::path bundleInfoDictionaryPath() {
+  std::error_code error;
+  std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (error) return "Info.plist";
+  return executable.parent_path() / "Info.plist";
+}
+
+}  // namespace pluvo::service

@@ -1,0 +1,45 @@
+// The extension bundle's information dictionary (its Info.plist).
+//
+// The build places the widget host's executable in `PluvoWidgetExtension.appex/` beside an
+// `Info.plist`, as the phone's bundle does; the CLI's --info names another file. Only the
+// top-level entries are kept: text values as text, every other value as "present, not text", so
+// that a lookup can tell a mistyped key from an absent one. Property lists in XML and binary form
+// are both read (libplist).
+//
+//   Expected<InfoDictionary> info = loadInfoDictionary("PluvoWidgetExtension.appex/Info.plist");
+//   if (info) if (const std::string* base = info->text("PluvoAPIBaseURL")) ...
+//
+// Thread safety: plain values and free functions; may run on any thread.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/error.h"
+
+namespace pluvo::service {
+
+struct InfoDictionary {
+  // Key -> text value; nullopt for a value of another type (number, array, dictionary, ...).
+  std::map<std::string, std::optional<std::string>, std::less<>> entries;
+
+  // The text under `key`; nullptr when the key is absent or its value is not text.
+  const std::string* text(std::string_view key) const;
+
+  bool operator==(const InfoDictionary&) const = default;
+};
+
+// Reads a property list whose top level is a dictionary; the error says what is wrong.
+Expected<InfoDictionary> parseInfoDictionary(std::string_view bytes);
+
+// Reads and parses a file; errors name the file ("cannot read /x/Info.plist: No such file ...").
+Expected<InfoDictionary> loadInfoDictionary(const std::filesystem::path& path);
+
+// Where this process's bundle keeps its dictionary: `Info.plist` beside the running executable.
+std::filesystem::path bundleInfoDictionaryPath();
+
+}  // namespace pluvo::service

@@ -1,0 +1,129 @@
+// A stand-in for the forecast service on 127.0.0.1, for the tests and the demo.
+//
+// `StubForecastServer` answers every GET with the reply set for its path (or the default reply):
+// a chart packet from memory or from a file (read on every request, so it can be swapped), any
+// status, extra header fields such as Cache-Control, an ETag it honours with 304, an empty or a
+// garbage body, or a body that trickles out one byte per interval. It counts requests and keeps
+// the last one's path, query and header fields. `SilentListener` accepts connections and never
+// answers. Both listen on 127.0.0.1 only; port 0 picks a free port.
+//
+//   StubForecastServer server;
+//   server.setReply({.body = readSample("minimal.json"), .headers = {{"Cache-Control",
+//   "max-age=60"}}}); fetch(server.url() + "/api/mobile/weather-chart?location=Oslo");
+//   server.requestCount();             // 1
+//   server.lastRequest()->param("location");  // "Oslo"
+//
+// Thread safety: every method may be called from any thread while requests are served; the
+// destructor stops serving and joins the server's threads.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace httplib {
+class Server;
+struct Request;
+struct Response;
+}  // namespace httplib
+
+namespace pluvo::testing {
+
+using HeaderFields = std::vector<std::pair<std::string, std::string>>;
+
+struct StubReply {
+  int status = 200;
+  std::string body{};
+  std::optional<std::filesystem::path> bodyFile{};  // read per request; replaces `body`
+  // With a parameter, as the service sends it; plain "application/json" makes the stub compress
+  // the body when the request accepts it (gzip, brotli), which costs time on every request.
+  std::string contentType = "application/json; charset=utf-8";
+  HeaderFields headers{};
+  // When set: sent as the ETag, and a request whose If-None-Match equals it gets 304.
+  std::string etag{};
+  // When positive, the body goes out one byte per interval.
+  std::chrono::milliseconds trickleInterval{0};
+  // Sent in chunked transfer coding, without a Content-Length.
+  bool chunked = false;
+};
+
+struct StubRequest {
+  std::string path;
+  std::string query;                               // as sent, still percent-encoded
+  std::multimap<std::string, std::string> params;  // decoded query items
+  HeaderFields headers;
+
+  std::optional<std::string> header(std::string_view name) const;  // any case
+  std::optional<std::string> param(std::string_view name) const;
+};
+
+class StubForecastServer {
+ public:
+  // Listens on 127.0.0.1:`port`, 0 for a free port; see `listening` and `error`.
+  explicit StubForecastServer(int port = 0);
+  ~StubForecastServer();
+  StubForecastServer(const StubForecastServer&) = delete;
+  StubForecastServer& operator=(const StubForecastServer&) = delete;
+
+  bool listening() const { return port_ > 0; }
+  const std::string& error() const { return error_; }
+  int port() const { return port_; }
+  std::string url() const;  // "http://127.0.0.1:<port>"
+
+  void setReply(StubReply reply);                           // for every path
+  void setReply(const std::string& path, StubReply reply);  // for one path, before the default
+
+  int requestCount() const;
+  std::optional<StubRequest> lastRequest() const;
+  // Called after each answer with the request and the status sent (the program logs it).
+  void onRequest(std::function<void(const StubRequest&, int status)> observer);
+
+ private:
+  void handle(const httplib::Request& request, httplib::Response& response);
+  // Waits `interval` or until the server stops; false when it stops.
+  bool pause(std::chrono::milliseconds interval);
+
+  std::unique_ptr<httplib::Server> server_;
+  std::thread thread_;
+  int port_ = 0;
+  std::string error_;
+
+  mutable std::mutex mutex_;
+  // Guarded by mutex_: defaultReply_, pathReplies_, requestCount_, lastRequest_, observer_,
+  // stopping_ (also read through stopped_).
+  StubReply defaultReply_;
+  std::map<std::string, StubReply> pathReplies_;
+  int requestCount_ = 0;
+  std::optional<StubRequest> lastRequest_;
+  std::function<void(const StubRequest&, int)> observer_;
+  bool stopping_ = false;
+  std::condition_variable stopped_;
+};
+
+// Accepts connections (the kernel completes them) and never reads or answers.
+class SilentListener {
+ public:
+  SilentListener();
+  ~SilentListener();
+  SilentListener(const SilentListener&) = delete;
+  SilentListener& operator=(const SilentListener&) = delete;
+  int port() const { return port_; }
+  std::string url() const;
+
+ private:
+  int socket_ = -1;
+  int port_ = 0;
+};
+
+}  // namespace pluvo::testing
