@@ -9,6 +9,7 @@
 #include <iostream>
 
 #include "commands.h"
+#include "service/base_url.h"
 
 namespace {
 
@@ -27,6 +28,9 @@ int main(int argc, char** argv) {
   app.add_option("--now", nowText, "The current instant, ISO 8601 (default: the system clock)");
   app.add_option("--time-zone", zoneName, "The device's IANA time zone (default: $TZ or the system's)");
   app.add_option("-o,--output", outputPath, "Write the data to FILE instead of standard output");
+  std::string infoPath;
+  app.add_option("--info", infoPath,
+                 "The information dictionary (default: Info.plist beside the executable)");
 
   auto* packet = app.add_subcommand("packet", "Chart packets from the forecast service");
   packet->require_subcommand(1);
@@ -62,6 +66,15 @@ int main(int argc, char** argv) {
     std::cerr << "pluvo-widget: --time-zone \"" << zoneName
               << "\" is not a known IANA time zone; try America/Chicago or UTC\n";
     return 2;
+  }
+
+  if (!infoPath.empty()) {
+    auto info = pluvo::service::loadInfoDictionary(infoPath);
+    if (!info) {
+      std::cerr << "pluvo-widget: --info: " << info.error().message << "\n";
+      return 2;
+    }
+    pluvo::service::useInfoDictionary(std::move(*info));
   }
 
   if (*packetDecode) return pluvo::cli::packetDecode(context, packetPath);

@@ -116,5 +116,24 @@ TEST(BaseURLTest, ProcessBaseURLIsResolvedOnceFromTheChosenDictionary) {
   EXPECT_EQ(defaultBaseURL(), "https://staging.pluvo.test");
 }
 
+TEST(BaseURLTest, CommandLineRefusesAnUnusableInformationDictionary) {
+  pluvo::testing::TemporaryDirectory folder;
+  const std::filesystem::path garbage = folder.path() / "Info.plist";
+  pluvo::testing::writeFileBytes(garbage, "PluvoAPIBaseURL=https://x.test");
+
+  pluvo::testing::CommandResult missing = pluvo::testing::runCommand(
+      {PLUVO_CLI, "--info", (folder.path() / "none.plist").string(), "snapshot", "placeholder"});
+  pluvo::testing::CommandResult malformed = pluvo::testing::runCommand(
+      {PLUVO_CLI, "--info", garbage.string(), "snapshot", "placeholder"});
+
+  EXPECT_EQ(missing.exitCode, 2);
+  EXPECT_EQ(missing.err, "pluvo-widget: --info: cannot read " +
+                             (folder.path() / "none.plist").string() +
+                             ": No such file or directory\n");
+  EXPECT_EQ(malformed.exitCode, 2);
+  EXPECT_EQ(malformed.err, "pluvo-widget: --info: " + garbage.string() + ": not a property list\n");
+  EXPECT_EQ(malformed.out, "");
+}
+
 }  // namespace
 }  // namespace pluvo::service
