@@ -276,6 +276,10 @@ Expected<HttpTransport::Exchange> HttpTransport::exchange(
     curl_easy_setopt(h, CURLOPT_FOLLOWLOCATION, 0L);  // followed by `get`, hop by hop
     curl_easy_setopt(h, CURLOPT_SSL_VERIFYPEER, 1L);
     curl_easy_setopt(h, CURLOPT_SSL_VERIFYHOST, 2L);
+    if (configuration_.trustedCertificates) {
+      curl_easy_setopt(h, CURLOPT_CAINFO, configuration_.trustedCertificates->c_str());
+      curl_easy_setopt(h, CURLOPT_CAPATH, nullptr);
+    }
     curl_easy_setopt(h, CURLOPT_ACCEPT_ENCODING, "");  // every encoding curl can decode
     curl_easy_setopt(h, CURLOPT_TIMEOUT_MS,
                      static_cast<long>(std::max<milliseconds::rep>(remaining.count(), 1)));

@@ -28,8 +28,10 @@
 #include <array>
 #include <chrono>
 #include <cstddef>
+#include <filesystem>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -52,6 +54,9 @@ struct TransportConfiguration {
   std::size_t maxResponseBytes = kMaxResponseBytes;
   int maxRedirects = 5;
   CacheConfiguration cache;
+  // A PEM file of the certificate authorities to trust instead of the system's (a loopback test
+  // server's own certificate). Verification itself is never switched off.
+  std::optional<std::filesystem::path> trustedCertificates;
   // The wall clock that ages cached answers; the system clock when empty.
   std::function<WallTime()> clock;
 };

@@ -117,6 +117,46 @@ TEST(HttpTransportTest, FollowsRedirectsToAnotherPortAndStopsRedirectLoops) {
   EXPECT_THAT(env.lines(), IsEmpty());
 }
 
+TEST(HttpTransportTest, VerifiesTlsAndNeverFollowsARedirectDownToPlainHttp) {
+  const std::filesystem::path data = PLUVO_TEST_DATA_DIR;
+  const std::filesystem::path certificate = data / "loopback-tls-self-signed-cert.pem";
+  StubForecastServer secure(
+      0, testing::StubTls{certificate, data / "loopback-tls-self-signed-key.pem"});
+  StubForecastServer plain;
+  ASSERT_TRUE(secure.listening()) << secure.error();
+  secure.setReply({.body = "secret"});
+  secure.setReply("/old", {.status = 301, .headers = {{"Location", plain.url() + "/new"}}});
+  TransportConfiguration trusting;
+  trusting.trustedCertificates = certificate;
+  HttpTransport trustingTransport(trusting);
+  HttpTransport systemTrust;
+  const std::string byName = "https://localhost:" + std::to_string(secure.port()) + "/x";
+
+  auto trusted = trustingTransport.get(secure.url() + "/x", kHeaders,
+                                       CachePolicy::reloadIgnoringLocalCacheData);
+  auto unknownIssuer =
+      systemTrust.get(secure.url() + "/x", kHeaders, CachePolicy::reloadIgnoringLocalCacheData);
+  auto wrongName =
+      trustingTransport.get(byName, kHeaders, CachePolicy::reloadIgnoringLocalCacheData);
+  auto downgraded = trustingTransport.get(secure.url() + "/old", kHeaders,
+                                          CachePolicy::reloadIgnoringLocalCacheData);
+
+  ASSERT_TRUE(trusted.has_value()) << trusted.error().message;
+  EXPECT_EQ(trusted->body, "secret");
+  ASSERT_FALSE(unknownIssuer.has_value());
+  EXPECT_EQ(unknownIssuer.error().message,
+            "request to " + secure.url() +
+                "/x failed: SSL peer certificate or SSH remote key was not OK");
+  ASSERT_FALSE(wrongName.has_value());  // the certificate names 127.0.0.1 only
+  EXPECT_EQ(wrongName.error().message,
+            "request to " + byName + " failed: SSL peer certificate or SSH remote key was not OK");
+  ASSERT_FALSE(downgraded.has_value());
+  EXPECT_EQ(downgraded.error().message, "request to " + secure.url() +
+                                            "/old failed: redirect from HTTPS to plain HTTP (" +
+                                            plain.url() + "/new) refused");
+  EXPECT_EQ(plain.requestCount(), 0);
+}
+
 class HttpCacheTest : public ::testing::Test {
  protected:
   Expected<HttpResponse> get(HttpTransport& transport, CachePolicy policy) {

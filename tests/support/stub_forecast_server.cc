@@ -44,7 +44,19 @@ std::optional<std::string> StubRequest::param(std::string_view name) const {
   return found->second;
 }
 
-StubForecastServer::StubForecastServer(int port) : server_(std::make_unique<httplib::Server>()) {
+StubForecastServer::StubForecastServer(int port, std::optional<StubTls> tls) {
+  if (tls) {
+    auto secure =
+        std::make_unique<httplib::SSLServer>(tls->certificate.c_str(), tls->privateKey.c_str());
+    if (!secure->is_valid()) {
+      error_ = "cannot load the certificate " + tls->certificate.string() + " and its key";
+      return;
+    }
+    server_ = std::move(secure);
+    tls_ = true;
+  } else {
+    server_ = std::make_unique<httplib::Server>();
+  }
   server_->set_keep_alive_timeout(1);
   server_->set_tcp_nodelay(true);
   server_->Get(".*", [this](const httplib::Request& request, httplib::Response& response) {
@@ -68,6 +80,7 @@ StubForecastServer::StubForecastServer(int port) : server_(std::make_unique<http
 }
 
 StubForecastServer::~StubForecastServer() {
+  if (!server_) return;
   {
     std::lock_guard lock(mutex_);
     stopping_ = true;
@@ -77,7 +90,9 @@ StubForecastServer::~StubForecastServer() {
   if (thread_.joinable()) thread_.join();
 }
 
-std::string StubForecastServer::url() const { return "http://127.0.0.1:" + std::to_string(port_); }
+std::string StubForecastServer::url() const {
+  return (tls_ ? "https://127.0.0.1:" : "http://127.0.0.1:") + std::to_string(port_);
+}
 
 void StubForecastServer::setReply(StubReply reply) {
   std::lock_guard lock(mutex_);

@@ -5,7 +5,8 @@
 // status, extra header fields such as Cache-Control, an ETag it honours with 304, an empty or a
 // garbage body, or a body that trickles out one byte per interval. It counts requests and keeps
 // the last one's path, query and header fields. `SilentListener` accepts connections and never
-// answers. Both listen on 127.0.0.1 only; port 0 picks a free port.
+// answers. Both listen on 127.0.0.1 only; port 0 picks a free port. Given a certificate, the
+// server speaks HTTPS (tests/data holds a self-signed one for 127.0.0.1).
 //
 //   StubForecastServer server;
 //   server.setReply({.body = readSample("minimal.json"), .headers = {{"Cache-Control",
@@ -68,10 +69,17 @@ struct StubRequest {
   std::optional<std::string> param(std::string_view name) const;
 };
 
+// A certificate and its private key (PEM files) for serving HTTPS.
+struct StubTls {
+  std::filesystem::path certificate;
+  std::filesystem::path privateKey;
+};
+
 class StubForecastServer {
  public:
-  // Listens on 127.0.0.1:`port`, 0 for a free port; see `listening` and `error`.
-  explicit StubForecastServer(int port = 0);
+  // Listens on 127.0.0.1:`port`, 0 for a free port, speaking HTTPS when `tls` is given; see
+  // `listening` and `error`.
+  explicit StubForecastServer(int port = 0, std::optional<StubTls> tls = std::nullopt);
   ~StubForecastServer();
   StubForecastServer(const StubForecastServer&) = delete;
   StubForecastServer& operator=(const StubForecastServer&) = delete;
@@ -79,7 +87,7 @@ class StubForecastServer {
   bool listening() const { return port_ > 0; }
   const std::string& error() const { return error_; }
   int port() const { return port_; }
-  std::string url() const;  // "http://127.0.0.1:<port>"
+  std::string url() const;  // "http://127.0.0.1:<port>", or https
 
   void setReply(StubReply reply);                           // for every path
   void setReply(const std::string& path, StubReply reply);  // for one path, before the default
@@ -97,6 +105,7 @@ class StubForecastServer {
   std::unique_ptr<httplib::Server> server_;
   std::thread thread_;
   int port_ = 0;
+  bool tls_ = false;
   std::string error_;
 
   mutable std::mutex mutex_;
