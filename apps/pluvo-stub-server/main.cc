@@ -10,6 +10,7 @@
 
 #include <charconv>
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 #include <string>
 #include <string_view>
@@ -56,6 +57,12 @@ int main(int argc, char** argv) {
     } else {
       return usage("unknown option " + std::string(option));
     }
+  }
+
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(*reply.bodyFile, error)) {
+    std::cerr << "pluvo-stub-server: no packet file at " << reply.bodyFile->string() << "\n";
+    return 1;
   }
 
   // Blocked before the server's threads start, so that they inherit the mask and the signal

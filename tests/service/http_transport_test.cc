@@ -236,18 +236,22 @@ TEST_F(HttpCacheTest, DiskCopyServesANewTransport) {
 }
 
 TEST(SharedTransportTest, KeepsItsCacheInTheEnvironmentsCachesFolder) {
-  pluvo::testing::TemporaryDirectory caches;
+  // The shared transport outlives every test, so its folder does too.
+  static pluvo::testing::TemporaryDirectory caches;
   LoggingEnvironment env(caches.path());
   StubForecastServer server;
   server.setReply({.body = "shared", .headers = {{"Cache-Control", "max-age=600"}}});
+  const std::string url = server.url() + "/x";
 
   HttpTransport& transport = sharedTransport(env);
-  auto response = transport.get(server.url() + "/x", kHeaders, CachePolicy::useProtocolCachePolicy);
+  auto response = transport.get(url, kHeaders, CachePolicy::useProtocolCachePolicy);
 
   ASSERT_TRUE(response.has_value()) << response.error().message;
   EXPECT_EQ(&sharedTransport(env), &transport);
-  EXPECT_EQ(transport.cache().usage().diskEntries, 1u);
-  EXPECT_FALSE(std::filesystem::is_empty(caches.path() / "http-cache"));
+  ResponseCache onDisk({.directory = caches.path() / "http-cache", .memoryCapacity = 0});
+  std::optional<CachedResponse> stored = onDisk.find(url);
+  ASSERT_TRUE(stored.has_value());
+  EXPECT_EQ(stored->body, "shared");
 }
 
 }  // namespace
