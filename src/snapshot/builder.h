@@ -3,15 +3,20 @@
 //
 // Pure functions of their inputs: no I/O, no clock (the current instant is an argument), no
 // globals. The device's zone is an argument too; it stands in when the snapshot names no known
-// zone. Units are the packet's (°F, inches, mph, percent).
+// zone. Units are the packet's (°F, inches, mph, percent). Nothing here fails: missing optional
+// values give absent fields, an empty packet gives a snapshot without days.
 //
-//   PluvoWidgetSnapshot s = makeWidgetSnapshot(packet, {.displayLocation = "Galveston, TX",
-//                                                       .dayCount = 5}, now);
+//   BuildOptions options;
+//   options.displayLocation = "Galveston, TX";
+//   options.dayCount = 5;
+//   PluvoWidgetSnapshot s = makeWidgetSnapshot(packet, options, now);
 //   PluvoWidgetSnapshot shown = displaySnapshot(normalized(s), now, deviceZone);
+//   s.days[0].rainDetail;  // "0.31\" · peak 4p-5p"
 //
 // Thread safety: pure; call from any thread.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -34,15 +39,40 @@ struct BuildOptions {
 model::PluvoWidgetSnapshot makeWidgetSnapshot(const model::ChartPacket& packet,
                                               const BuildOptions& options, Instant now);
 
-// The snapshot as shown at `at`: current conditions re-derived from the nearest hourly point of
-// the day that `at` falls on in the snapshot's zone.
+// The snapshot as shown at `at`: current conditions re-derived from the hourly point nearest to
+// the hour of `at` on the day `at` falls on, both read in the snapshot's zone (`deviceZone` when
+// the snapshot names no known zone). Unchanged when there is no such day or it has no points.
 model::PluvoWidgetSnapshot displaySnapshot(const model::PluvoWidgetSnapshot& snapshot, Instant at,
                                            TimeZone deviceZone);
 
-// The snapshot brought into the builder's form: symbols, rain texts and summaries re-derived.
+// The snapshot brought into the builder's form: condition texts and symbols of days, points and
+// current conditions, the days' rain texts and the summary values re-derived. Idempotent, and a
+// snapshot fresh from `makeWidgetSnapshot` is already in this form.
 model::PluvoWidgetSnapshot normalized(const model::PluvoWidgetSnapshot& snapshot);
 
-// A place name tidied: trimmed, its comma-separated parts rejoined with ", ".
+// A place name tidied: trimmed of white space and line breaks, its comma-separated parts trimmed,
+// empty parts dropped, the rest rejoined with ", " (" Galveston ,TX " -> "Galveston, TX").
 std::string normalizedLocationName(std::string_view name);
+
+// --- Building blocks, public for the widgets and for tests ---------------------------------
+
+// Below this heaviest hourly amount (2 mm in an hour, in inches) a rainy condition takes the app's
+// own "pluvo.light-rain" symbol instead of "cloud.rain.fill".
+inline constexpr double kLightRainHourlyInches = 2.0 / 25.4;
+
+// A condition text and the symbol it leads to.
+struct ConditionDescription {
+  std::optional<std::string> text;  // absent when nothing describes the sky
+  std::string symbolName;
+  bool operator==(const ConditionDescription&) const = default;
+};
+
+// The condition rule of the builder. `text` wins whenever it is not blank (it is kept verbatim and chooses the
+// symbol by its keywords); otherwise `cloudCover` (percent) chooses the symbol and one of the texts
+// "Clear", "Partly cloudy" or "Cloudy" that lead back to the same symbol; with neither, no text and
+// "cloud.sun.fill". `heaviestHourlyInches` decides light rain against `kLightRainHourlyInches`.
+ConditionDescription describeCondition(std::optional<std::string_view> text,
+                                       std::optional<double> cloudCover,
+                                       double heaviestHourlyInches);
 
 }  // namespace pluvo::snapshot

@@ -57,6 +57,8 @@ struct StubReply {
   std::chrono::milliseconds trickleInterval{0};
   // Sent in chunked transfer coding, without a Content-Length.
   bool chunked = false;
+  // The answer starts after this long, so that concurrent requests overlap.
+  std::chrono::milliseconds delay{0};
 };
 
 struct StubRequest {
