@@ -9,11 +9,12 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
-#include <fstream>
 #include <iterator>
 #include <limits>
 #include <sstream>
 #include <system_error>
+
+#include "platform/atomic_file.h"
 
 namespace pluvo::service {
 namespace {
@@ -24,8 +25,8 @@ using std::chrono::seconds;
 
 constexpr std::string_view kFileMagic = "PluvoHTTPCache 1";
 constexpr std::string_view kEntrySuffix = ".response";
-constexpr std::string_view kTemporaryMarker = ".tmp-";
-// A temporary file this old was left by a process that stopped mid-write.
+// Atomic replacement writes ".<name>.<pid>-<serial>.tmp" beside the entry; one this old was
+// left by a process that stopped mid-write.
 constexpr auto kStaleTemporaryAge = std::chrono::hours(1);
 constexpr seconds kMaxHeuristicLifetime = std::chrono::hours(24);
 
@@ -216,24 +217,6 @@ std::optional<ParsedEntry> deserialize(std::string_view bytes) {
   return entry;
 }
 
-std::optional<std::string> readWholeFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return std::nullopt;
-  std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) return std::nullopt;
-  return bytes;
-}
-
-bool writeAll(int fd, std::string_view bytes) {
-  while (!bytes.empty()) {
-    ssize_t written = ::write(fd, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    bytes.remove_prefix(static_cast<size_t>(written));
-  }
-  return true;
-}
-
 std::int64_t nowNanoseconds() {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(
              std::chrono::system_clock::now().time_since_epoch())
@@ -346,11 +329,7 @@ ResponseCache::ResponseCache(CacheConfiguration configuration)
 void ResponseCache::loadDiskIndex() {
   const std::filesystem::path& directory = *configuration_.directory;
   std::error_code error;
-  if (std::filesystem::create_directories(directory, error)) {
-    std::filesystem::permissions(directory, std::filesystem::perms::owner_all,
-                                 std::filesystem::perm_options::replace, error);
-  }
-  if (!std::filesystem::is_directory(directory, error)) {
+  if (!platform::makeFolders(directory)) {
     diskAvailable_ = false;
     return;
   }
@@ -368,7 +347,7 @@ void ResponseCache::loadDiskIndex() {
     std::string name = it->path().filename().string();
     struct stat info {};
     if (::stat(it->path().c_str(), &info) != 0 || !S_ISREG(info.st_mode)) continue;
-    if (name.find(kTemporaryMarker) != std::string::npos) {
+    if (name.starts_with('.') && name.ends_with(".tmp")) {
       auto age = std::chrono::nanoseconds(now - modificationNanoseconds(info));
       if (age > kStaleTemporaryAge) ::unlink(it->path().c_str());
       continue;
@@ -399,7 +378,7 @@ std::optional<CachedResponse> ResponseCache::find(std::string_view url) {
     return hit->second.response;
   }
   if (!disk_.contains(fileName)) return std::nullopt;
-  std::optional<std::string> bytes = readWholeFile(*configuration_.directory / fileName);
+  Expected<std::string> bytes = platform::readWholeFile(*configuration_.directory / fileName);
   std::optional<ParsedEntry> entry = bytes ? deserialize(*bytes) : std::nullopt;
   if (!entry) {
     forgetOnDisk(fileName);  // unreadable or torn
@@ -447,19 +426,8 @@ void ResponseCache::storeInMemory(std::string_view url, const CachedResponse& re
 void ResponseCache::storeOnDisk(const std::string& fileName, const std::string& bytes) {
   forgetOnDisk(fileName);
   if (bytes.size() > configuration_.diskCapacity) return;
-  const std::filesystem::path& directory = *configuration_.directory;
-  std::filesystem::path target = directory / fileName;
-  std::filesystem::path temporary =
-      directory / (fileName + std::string(kTemporaryMarker) + std::to_string(::getpid()) + "-" +
-                   std::to_string(++temporaryCounter_));
-  int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  if (fd < 0) return;  // the cache is best effort: a full or read-only disk only costs requests
-  bool written = writeAll(fd, bytes) && ::fsync(fd) == 0;
-  written = ::close(fd) == 0 && written;
-  if (!written || ::rename(temporary.c_str(), target.c_str()) != 0) {
-    ::unlink(temporary.c_str());
-    return;
-  }
+  // The cache is best effort: a full or read-only disk only costs requests.
+  if (!platform::writeFileAtomically(*configuration_.directory / fileName, bytes)) return;
   diskUses_.push_back(fileName);
   disk_[fileName] = DiskEntry{bytes.size(), std::prev(diskUses_.end())};
   diskBytes_ += bytes.size();

@@ -127,7 +127,7 @@ class ResponseCache {
   bool diskAvailable_ = false;  // settled by the constructor, constant afterwards
   mutable std::mutex mutex_;
   // Guarded by mutex_: memory_, memoryUses_, memoryBytes_, disk_, diskUses_, diskBytes_,
-  // lastUseStamp_, temporaryCounter_. Use lists run from least to most recently used.
+  // lastUseStamp_. Use lists run from least to most recently used.
   std::unordered_map<std::string, MemoryEntry> memory_;
   std::list<std::string> memoryUses_;  // URLs
   std::size_t memoryBytes_ = 0;
@@ -135,7 +135,6 @@ class ResponseCache {
   std::list<std::string> diskUses_;                  // file names
   std::size_t diskBytes_ = 0;
   std::int64_t lastUseStamp_ = 0;  // nanoseconds; disk files carry their last use as mtime
-  std::uint64_t temporaryCounter_ = 0;
 };
 
 }  // namespace pluvo::service
