@@ -5,11 +5,16 @@
 // clear error line to standard error, and returns the process exit code.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 
 #include "platform/calendar.h"
 #include "platform/instant.h"
+
+namespace pluvo::platform {
+class SystemEnvironment;
+}  // namespace pluvo::platform
 
 namespace pluvo::cli {
 
@@ -17,6 +22,8 @@ struct CommandContext {
   Instant now;
   TimeZone deviceZone = nullptr;
   std::string outputPath;  // empty: standard output
+  std::string containerPath;  // --container; empty: the app group container under $XDG_DATA_HOME
+  std::string cachesPath;     // --caches; empty: the caches folder under $XDG_CACHE_HOME
 };
 
 // Writes `data` plus a newline to the context's output; false (with an error line) on failure.
@@ -27,6 +34,18 @@ std::optional<std::string> readInputFile(const std::string& path);
 
 int packetDecode(const CommandContext& context, const std::string& path);
 int snapshotPlaceholder(const CommandContext& context);
+
+// The storage commands (storage_commands.cc). The environment they run in: the context's
+// folders, its --now as a clock that stands still, its device zone, and log lines on standard
+// error while standard output carries data.
+std::unique_ptr<platform::SystemEnvironment> makeEnvironment(const CommandContext& context);
+
+// `recover [--newer-than T]`: the forecast cache recovery against the container. Prints the
+// rebuilt snapshot; exit 1, with the recovery's log line, when nothing was recovered.
+struct RecoverArguments {
+  std::optional<std::string> newerThan;  // the updatedAt of the snapshot already shown
+};
+int recover(const CommandContext& context, const RecoverArguments& arguments);
 
 // The newcomer's first run: a readable tour of the bundled samples.
 int demo(const CommandContext& context, const std::string& samplesDir);

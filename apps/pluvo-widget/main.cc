@@ -31,6 +31,10 @@ int main(int argc, char** argv) {
   std::string infoPath;
   app.add_option("--info", infoPath,
                  "The information dictionary (default: Info.plist beside the executable)");
+  std::string containerPath, cachesPath;
+  app.add_option("--container", containerPath,
+                 "The app group container folder (default: under $XDG_DATA_HOME)");
+  app.add_option("--caches", cachesPath, "The extension's caches folder (default: under $XDG_CACHE_HOME)");
 
   auto* packet = app.add_subcommand("packet", "Chart packets from the forecast service");
   packet->require_subcommand(1);
@@ -46,10 +50,18 @@ int main(int argc, char** argv) {
   std::string samplesDir = PLUVO_SAMPLES_DIR;
   demo->add_option("--samples", samplesDir, "The folder of sample packets");
 
+  pluvo::cli::RecoverArguments recoverArguments;
+  auto* recover = app.add_subcommand("recover", "Rebuild a snapshot from the main app's forecast cache");
+  recover->add_option_function<std::string>(
+      "--newer-than", [&](const std::string& at) { recoverArguments.newerThan = at; },
+      "The updatedAt of the snapshot already shown, ISO 8601 (default: none)");
+
   CLI11_PARSE(app, argc, argv);
 
   CommandContext context;
   context.outputPath = outputPath;
+  context.containerPath = containerPath;
+  context.cachesPath = cachesPath;
   if (nowText.empty()) {
     context.now = pluvo::Instant::fromSys(
         std::chrono::time_point_cast<std::chrono::seconds>(std::chrono::system_clock::now()));
@@ -80,5 +92,6 @@ int main(int argc, char** argv) {
   if (*packetDecode) return pluvo::cli::packetDecode(context, packetPath);
   if (*snapshotPlaceholder) return pluvo::cli::snapshotPlaceholder(context);
   if (*demo) return pluvo::cli::demo(context, samplesDir);
+  if (*recover) return pluvo::cli::recover(context, recoverArguments);
   return 2;
 }

@@ -66,14 +66,6 @@ TEST(AtomicFileTest, WritesPrivateFilesInPrivateFoldersAndLeavesNoTemporaryBehin
             std::vector<std::string>{"pluvo-widget-snapshot.json"});
 }
 
-TEST(AtomicFileTest, ExistingFoldersKeepTheirMode) {
-  TemporaryDirectory root;
-  fs::create_directory(root.path() / "shared");
-  fs::permissions(root.path() / "shared", fs::perms(0755));
-  ASSERT_TRUE(writeFileAtomically(root.path() / "shared" / "f", "x").has_value());
-  EXPECT_EQ(modeOf(root.path() / "shared"), 0755);
-}
-
 TEST(AtomicFileTest, StagedFileIsInvisibleUntilCommittedAndVanishesWhenDropped) {
   TemporaryDirectory root;
   fs::path target = root.path() / "pluvo-widget-snapshot.json";

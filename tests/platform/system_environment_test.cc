@@ -116,30 +116,5 @@ TEST(SystemEnvironmentTest, ExtensionBundleIsAFolderEndingInAppex) {
                   .isRunningInExtension());
 }
 
-TEST(SystemEnvironmentTest, FixedClockAndDeviceZoneOptions) {
-  Instant fixed = Instant::fromUnixSeconds(1'793'304'000);
-  SystemEnvironment frozen({.fixedNow = fixed, .deviceZone = findTimeZone("Asia/Tokyo")});
-  EXPECT_EQ(frozen.now(), fixed);
-  EXPECT_EQ(frozen.deviceTimeZone()->name(), "Asia/Tokyo");
-
-  SystemEnvironment live;
-  Instant before = live.now();
-  Instant after = live.now();
-  EXPECT_LE(before, after);
-  EXPECT_GT(before, fixed - 86400.0 * 365 * 10) << "the real clock reads the system time";
-}
-
-TEST(SystemEnvironmentTest, WidgetCenterReachesCurrentListenersOnly) {
-  LocalWidgetCenter center;
-  std::vector<std::string> first, second;
-  auto firstId = center.addListener([&](std::string_view kind) { first.emplace_back(kind); });
-  center.addListener([&](std::string_view kind) { second.emplace_back(kind); });
-  center.reloadTimelines("PluvoCurrentSmallWidget");
-  center.removeListener(firstId);
-  center.reloadTimelines("PluvoFiveDayLargeWidget");
-  EXPECT_THAT(first, ElementsAre("PluvoCurrentSmallWidget"));
-  EXPECT_THAT(second, ElementsAre("PluvoCurrentSmallWidget", "PluvoFiveDayLargeWidget"));
-}
-
 }  // namespace
 }  // namespace pluvo::platform
