@@ -5,6 +5,7 @@
 // clear error line to standard error, and returns the process exit code.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -34,6 +35,19 @@ std::optional<std::string> readInputFile(const std::string& path);
 
 int packetDecode(const CommandContext& context, const std::string& path);
 int snapshotPlaceholder(const CommandContext& context);
+
+// `snapshot build | normalize | display` (snapshot_commands.cc). `metrics` is a comma-separated
+// list of metric keys; absent, the snapshot records none (the widgets' default set).
+struct SnapshotBuildArguments {
+  std::string packetPath;
+  std::string location;
+  std::int64_t days = 7;
+  std::string unit = "F";
+  std::optional<std::string> metrics;
+};
+int snapshotBuild(const CommandContext& context, const SnapshotBuildArguments& arguments);
+int snapshotNormalize(const CommandContext& context, const std::string& path);
+int snapshotDisplay(const CommandContext& context, const std::string& path, const std::string& at);
 
 // The storage commands (storage_commands.cc). The environment they run in: the context's
 // folders, its --now as a clock that stands still, its device zone, and log lines on standard

@@ -45,6 +45,22 @@ int main(int argc, char** argv) {
   auto* snapshot = app.add_subcommand("snapshot", "Widget snapshots");
   snapshot->require_subcommand(1);
   auto* snapshotPlaceholder = snapshot->add_subcommand("placeholder", "Print the placeholder snapshot");
+  pluvo::cli::SnapshotBuildArguments buildArguments;
+  auto* snapshotBuild = snapshot->add_subcommand("build", "Build a snapshot from a chart packet (at --now)");
+  snapshotBuild->add_option("PACKET", buildArguments.packetPath, "The packet's JSON file")->required();
+  snapshotBuild->add_option("--location", buildArguments.location, "The display name (default: the packet's)");
+  snapshotBuild->add_option("--days", buildArguments.days, "Days wanted, clamped to 1 ... the packet's")
+      ->capture_default_str();
+  snapshotBuild->add_option("--unit", buildArguments.unit, "Temperature unit, F or C")->capture_default_str();
+  snapshotBuild->add_option_function<std::string>(
+      "--metrics", [&](const std::string& keys) { buildArguments.metrics = keys; },
+      "Selected metric keys, comma-separated (default: none recorded)");
+  std::string snapshotPath, displayAt;
+  auto* snapshotNormalize = snapshot->add_subcommand("normalize", "Print a snapshot in the builder's form");
+  snapshotNormalize->add_option("FILE", snapshotPath, "The snapshot's JSON file")->required();
+  auto* snapshotDisplay = snapshot->add_subcommand("display", "Print a snapshot as shown at an instant");
+  snapshotDisplay->add_option("FILE", snapshotPath, "The snapshot's JSON file")->required();
+  snapshotDisplay->add_option("--at", displayAt, "The instant, ISO 8601")->required();
 
   auto* demo = app.add_subcommand("demo", "A readable tour of the bundled sample forecast");
   std::string samplesDir = PLUVO_SAMPLES_DIR;
@@ -91,6 +107,9 @@ int main(int argc, char** argv) {
 
   if (*packetDecode) return pluvo::cli::packetDecode(context, packetPath);
   if (*snapshotPlaceholder) return pluvo::cli::snapshotPlaceholder(context);
+  if (*snapshotBuild) return pluvo::cli::snapshotBuild(context, buildArguments);
+  if (*snapshotNormalize) return pluvo::cli::snapshotNormalize(context, snapshotPath);
+  if (*snapshotDisplay) return pluvo::cli::snapshotDisplay(context, snapshotPath, displayAt);
   if (*demo) return pluvo::cli::demo(context, samplesDir);
   if (*recover) return pluvo::cli::recover(context, recoverArguments);
   return 2;
