@@ -61,6 +61,16 @@ struct RecoverArguments {
 };
 int recover(const CommandContext& context, const RecoverArguments& arguments);
 
+// `refresh`: one network refresh through the refresh coordinator, from the stored snapshot (or,
+// with nothing stored, for --location at --lat/--lon). Prints the new snapshot, which is saved;
+// exit 1, with the refresh's log line, when it failed.
+struct RefreshArguments {
+  std::optional<std::string> location;
+  std::optional<double> latitude;
+  std::optional<double> longitude;
+};
+int refresh(const CommandContext& context, const RefreshArguments& arguments);
+
 // The newcomer's first run: a readable tour of the bundled samples.
 int demo(const CommandContext& context, const std::string& samplesDir);
 

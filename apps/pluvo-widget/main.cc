@@ -62,6 +62,16 @@ int main(int argc, char** argv) {
   snapshotDisplay->add_option("FILE", snapshotPath, "The snapshot's JSON file")->required();
   snapshotDisplay->add_option("--at", displayAt, "The instant, ISO 8601")->required();
 
+  pluvo::cli::RefreshArguments refreshArguments;
+  auto* refresh = app.add_subcommand("refresh", "Fetch a new forecast for the stored snapshot's place and save it");
+  refresh->add_option_function<std::string>(
+      "--location", [&](const std::string& name) { refreshArguments.location = name; },
+      "The place to ask for when nothing is stored");
+  refresh->add_option_function<double>(
+      "--lat", [&](double degrees) { refreshArguments.latitude = degrees; }, "Its latitude, degrees north");
+  refresh->add_option_function<double>(
+      "--lon", [&](double degrees) { refreshArguments.longitude = degrees; }, "Its longitude, degrees east");
+
   auto* demo = app.add_subcommand("demo", "A readable tour of the bundled sample forecast");
   std::string samplesDir = PLUVO_SAMPLES_DIR;
   demo->add_option("--samples", samplesDir, "The folder of sample packets");
@@ -112,5 +122,6 @@ int main(int argc, char** argv) {
   if (*snapshotDisplay) return pluvo::cli::snapshotDisplay(context, snapshotPath, displayAt);
   if (*demo) return pluvo::cli::demo(context, samplesDir);
   if (*recover) return pluvo::cli::recover(context, recoverArguments);
+  if (*refresh) return pluvo::cli::refresh(context, refreshArguments);
   return 2;
 }

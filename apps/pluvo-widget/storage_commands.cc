@@ -5,7 +5,11 @@
 #include "commands.h"
 #include "model/widget_snapshot.h"
 #include "platform/system_environment.h"
+#include "service/chart_api_client.h"
+#include "snapshot/builder.h"
 #include "snapshot/recovery.h"
+#include "snapshot/store.h"
+#include "timeline/refresh_coordinator.h"
 
 namespace pluvo::cli {
 
@@ -38,6 +42,38 @@ int recover(const CommandContext& context, const RecoverArguments& arguments) {
   auto json = model::encodeWidgetSnapshot(*recovered);
   if (!json) {
     std::cerr << "pluvo-widget: cannot encode the recovered snapshot: " << json.error().message
+              << '\n';
+    return 1;
+  }
+  return writeOutput(context, *json) ? 0 : 1;
+}
+
+int refresh(const CommandContext& context, const RefreshArguments& arguments) {
+  auto environment = makeEnvironment(context);
+  snapshot::SnapshotStore store(*environment);
+  std::optional<model::PluvoWidgetSnapshot> previous = store.load();
+  if (previous) {
+    previous = snapshot::normalized(*previous);
+  } else if (arguments.location) {
+    // Nothing stored yet: ask for the place given, with the placeholder's five days and units.
+    previous = model::makePlaceholderSnapshot(context.now, context.deviceZone);
+    previous->locationName = *arguments.location;
+    previous->latitude = arguments.latitude;
+    previous->longitude = arguments.longitude;
+  } else {
+    std::cerr << "pluvo-widget: no stored snapshot to refresh in "
+              << environment->appGroupContainer().value_or("(no container)").string()
+              << "; name a place with --location\n";
+    return 1;
+  }
+
+  timeline::PluvoWidgetRefreshCoordinator coordinator(*environment, store,
+                                                      service::ChartAPIClient(*environment));
+  auto fresh = coordinator.refresh(*previous);
+  if (!fresh) return 1;  // the coordinator logged why
+  auto json = model::encodeWidgetSnapshot(*fresh);
+  if (!json) {
+    std::cerr << "pluvo-widget: cannot encode the refreshed snapshot: " << json.error().message
               << '\n';
     return 1;
   }

@@ -5,6 +5,7 @@
 
 #include "model/chart_packet.h"
 #include "model/widget_snapshot.h"
+#include "support/stub_forecast_server.h"
 #include "support/test_support.h"
 
 namespace pluvo {
@@ -74,6 +75,56 @@ TEST(Cli, BadClockOrZoneIsOneClearLine) {
   EXPECT_THAT(badZone.err, HasSubstr("\"Mars/Olympus\" is not a known IANA time zone"));
   auto noCommand = runCommand({kCli});
   EXPECT_NE(noCommand.exitCode, 0);
+}
+
+}  // namespace
+}  // namespace pluvo
+
+namespace pluvo {
+namespace {
+
+// `refresh` against a stand-in forecast service named by an information dictionary.
+TEST(Cli, RefreshFetchesSavesAndReportsFailures) {
+  testing::StubForecastServer server;
+  server.setReply({.body = testing::readSample("rainy-week.json")});
+  testing::TemporaryDirectory dir;
+  const auto info = dir.path() / "Info.plist";
+  testing::writeFileBytes(info, "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>"
+                                "<key>PluvoAPIBaseURL</key><string>" + server.url() +
+                                    "</string></dict></plist>");
+  const std::string container = (dir.path() / "container").string();
+  auto run = [&](std::vector<std::string> extra) {
+    std::vector<std::string> argv = {kCli,          "refresh",   "--container", container,
+                                     "--info",      info.string(), "--now",     "2026-10-29T20:00:00Z",
+                                     "--time-zone", "America/Chicago"};
+    argv.insert(argv.end(), extra.begin(), extra.end());
+    return runCommand(argv);
+  };
+
+  auto nothingStored = run({});
+  EXPECT_EQ(nothingStored.exitCode, 1);
+  EXPECT_THAT(nothingStored.err, HasSubstr("no stored snapshot to refresh in " + container));
+  EXPECT_EQ(server.requestCount(), 0);
+
+  auto first = run({"--location", "Galveston, TX", "--lat", "29.3013", "--lon", "-94.7977"});
+  ASSERT_EQ(first.exitCode, 0) << first.err;
+  auto fresh = model::decodeWidgetSnapshot(first.out);
+  ASSERT_TRUE(fresh.has_value()) << fresh.error().message;
+  EXPECT_EQ(fresh->days.size(), 5U);  // the placeholder's five days stand in for the settings
+  EXPECT_EQ(server.lastRequest()->param("lat"), "29.3013");
+  EXPECT_EQ(testing::readFileBytes(dir.path() / "container/pluvo-widget-snapshot.json"),
+            first.out.substr(0, first.out.size() - 1));
+
+  // The next refresh starts from what was stored; a failing service leaves it as it was.
+  server.setReply({.status = 503});
+  auto failed = run({});
+  EXPECT_EQ(failed.exitCode, 1);
+  EXPECT_THAT(failed.err, HasSubstr("Pluvo API request failed: 503 " + server.url() +
+                                    "/api/mobile/weather-chart?location=Galveston%2c+TX"));
+  EXPECT_THAT(failed.err, HasSubstr("Pluvo widget forecast refresh failed: bad server response\n"));
+  EXPECT_EQ(server.requestCount(), 2);
+  EXPECT_EQ(testing::readFileBytes(dir.path() / "container/pluvo-widget-snapshot.json"),
+            first.out.substr(0, first.out.size() - 1));
 }
 
 }  // namespace
