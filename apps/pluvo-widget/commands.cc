@@ -57,13 +57,17 @@ int packetDecode(const CommandContext& context, const std::string& path) {
   return writeOutput(context, *json) ? 0 : 1;
 }
 
-int snapshotPlaceholder(const CommandContext& context) {
-  auto json = model::encodeWidgetSnapshot(model::makePlaceholderSnapshot(context.now, context.deviceZone));
+int printSnapshot(const CommandContext& context, const model::PluvoWidgetSnapshot& snapshot) {
+  auto json = model::encodeWidgetSnapshot(snapshot);
   if (!json) {
-    std::cerr << "pluvo-widget: cannot encode the placeholder: " << json.error().message << '\n';
+    std::cerr << "pluvo-widget: cannot encode the snapshot: " << json.error().message << '\n';
     return 1;
   }
   return writeOutput(context, *json) ? 0 : 1;
+}
+
+int snapshotPlaceholder(const CommandContext& context) {
+  return printSnapshot(context, model::makePlaceholderSnapshot(context.now, context.deviceZone));
 }
 
 }  // namespace pluvo::cli

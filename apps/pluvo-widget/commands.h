@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 
+#include "model/widget_snapshot.h"
 #include "platform/calendar.h"
 #include "platform/instant.h"
 
@@ -29,6 +30,9 @@ struct CommandContext {
 
 // Writes `data` plus a newline to the context's output; false (with an error line) on failure.
 bool writeOutput(const CommandContext& context, const std::string& data);
+
+// Prints a snapshot as JSON to the context's output; the command's exit status.
+int printSnapshot(const CommandContext& context, const model::PluvoWidgetSnapshot& snapshot);
 
 // Reads a whole file; nullopt with an error line naming the file on failure.
 std::optional<std::string> readInputFile(const std::string& path);

@@ -21,12 +21,6 @@ int reportError(const std::string& message) {
   return 1;
 }
 
-int printSnapshot(const CommandContext& context, const model::PluvoWidgetSnapshot& snapshot) {
-  auto json = model::encodeWidgetSnapshot(snapshot);
-  if (!json) return reportError("cannot encode the snapshot: " + json.error().message);
-  return writeOutput(context, *json) ? 0 : 1;
-}
-
 std::optional<model::PluvoWidgetSnapshot> readSnapshot(const std::string& path) {
   auto bytes = readInputFile(path);
   if (!bytes) return std::nullopt;

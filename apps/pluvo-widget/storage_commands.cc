@@ -39,13 +39,7 @@ int recover(const CommandContext& context, const RecoverArguments& arguments) {
   // The reason for an empty result is the recovery's own log line.
   auto recovered = snapshot::ForecastCacheRecovery(*environment).recover(newerThan, context.now);
   if (!recovered) return 1;
-  auto json = model::encodeWidgetSnapshot(*recovered);
-  if (!json) {
-    std::cerr << "pluvo-widget: cannot encode the recovered snapshot: " << json.error().message
-              << '\n';
-    return 1;
-  }
-  return writeOutput(context, *json) ? 0 : 1;
+  return printSnapshot(context, *recovered);
 }
 
 int refresh(const CommandContext& context, const RefreshArguments& arguments) {
@@ -71,13 +65,7 @@ int refresh(const CommandContext& context, const RefreshArguments& arguments) {
                                                       service::ChartAPIClient(*environment));
   auto fresh = coordinator.refresh(*previous);
   if (!fresh) return 1;  // the coordinator logged why
-  auto json = model::encodeWidgetSnapshot(*fresh);
-  if (!json) {
-    std::cerr << "pluvo-widget: cannot encode the refreshed snapshot: " << json.error().message
-              << '\n';
-    return 1;
-  }
-  return writeOutput(context, *json) ? 0 : 1;
+  return printSnapshot(context, *fresh);
 }
 
 }  // namespace pluvo::cli
