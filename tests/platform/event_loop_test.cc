@@ -1,3 +1,6 @@
+// The main loop: posted tasks in order, delayed tasks by deadline and never early, cancelled
+// timers that never run (from outside or from a task), and a stop from another thread that
+// leaves queued work, posted from several threads, for the next run.
 #include "platform/event_loop.h"
 
 #include <gmock/gmock.h>
@@ -14,62 +17,53 @@ namespace {
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 
-TEST(EventLoopTest, RunsPostedTasksInOrderAndTimersByDeadline) {
+TEST(EventLoopTest, RunsTasksInOrderTimersByDeadlineAndNeverCancelledOnes) {
   EventLoop loop;
   std::vector<std::string> ran;
+  EventLoop::Clock::time_point posted = EventLoop::now(), earlyFired;
+  MainLoop::TimerId cancelledByTask = 0;
   loop.postDelayed(60ms, [&] { ran.push_back("late"); });
-  loop.postDelayed(20ms, [&] { ran.push_back("early"); });
+  loop.postDelayed(20ms, [&] {
+    ran.push_back("early");
+    earlyFired = EventLoop::now();
+    loop.cancel(cancelledByTask);
+  });
   loop.postDelayed(20ms, [&] { ran.push_back("early, posted second"); });
+  cancelledByTask = loop.postDelayed(40ms, [&] { ran.push_back("cancelled by a task"); });
+  MainLoop::TimerId cancelled = loop.postDelayed(10ms, [&] { ran.push_back("cancelled"); });
   loop.post([&] { ran.push_back("first"); });
   loop.post([&] {
     ran.push_back("second");
     loop.post([&] { ran.push_back("posted by a task"); });
   });
+  loop.cancel(cancelled);
+  loop.cancel(cancelled);  // twice: harmless
   loop.postDelayed(100ms, [&] { loop.stop(); });
   loop.run();
+
   EXPECT_THAT(ran, ElementsAre("first", "second", "posted by a task", "early",
                                "early, posted second", "late"));
+  EXPECT_GE(earlyFired - posted, 20ms);
 }
 
-TEST(EventLoopTest, TimersNeverFireEarlyByTheLoopsClock) {
+TEST(EventLoopTest, StopFromAnotherThreadEndsRunAndQueuedWorkWaitsForTheNextRun) {
   EventLoop loop;
-  EventLoop::Clock::time_point posted = EventLoop::now(), fired;
-  loop.postDelayed(50ms, [&] {
-    fired = EventLoop::now();
-    loop.stop();
-  });
-  loop.run();
-  EXPECT_GE(fired - posted, 50ms);
-}
-
-TEST(EventLoopTest, CancelledTimersDoNotRunAndCancellingTwiceIsHarmless) {
-  EventLoop loop;
-  std::vector<std::string> ran;
-  auto cancelled = loop.postDelayed(10ms, [&] { ran.push_back("cancelled"); });
-  auto cancelledByTask = loop.postDelayed(30ms, [&] { ran.push_back("cancelled by a task"); });
-  loop.postDelayed(20ms, [&] {
-    ran.push_back("kept");
-    loop.cancel(cancelledByTask);
-  });
-  loop.cancel(cancelled);
-  loop.cancel(cancelled);
-  loop.cancel(12345);
-  loop.postDelayed(60ms, [&] { loop.stop(); });
-  loop.run();
-  EXPECT_THAT(ran, ElementsAre("kept"));
-}
-
-TEST(EventLoopTest, StopFromAnotherThreadEndsRunAndQueuedWorkSurvivesForTheNextRun) {
-  EventLoop loop;
-  bool ranLater = false;
+  int count = 0;  // touched by loop tasks only
   loop.postDelayed(24h, [] {});
   std::thread stopper([&] {
-    std::this_thread::sleep_for(20ms);
+    std::vector<std::jthread> posters;
+    for (int t = 0; t < 4; ++t) {
+      posters.emplace_back([&] {
+        for (int i = 0; i < 250; ++i) loop.post([&] { ++count; });
+      });
+    }
+    for (auto& poster : posters) poster.join();
     loop.stop();
   });
   loop.run();  // would wait a day without the stop
   stopper.join();
 
+  bool ranLater = false;
   loop.stop();  // a stop before run: run returns at once, keeping the queue
   loop.post([&] { ranLater = true; });
   loop.run();
@@ -77,20 +71,6 @@ TEST(EventLoopTest, StopFromAnotherThreadEndsRunAndQueuedWorkSurvivesForTheNextR
   loop.post([&] { loop.stop(); });
   loop.run();
   EXPECT_TRUE(ranLater);
-}
-
-TEST(EventLoopTest, TasksPostedFromOtherThreadsAllRun) {
-  EventLoop loop;
-  int count = 0;  // touched by loop tasks only
-  std::vector<std::thread> posters;
-  for (int t = 0; t < 4; ++t) {
-    posters.emplace_back([&] {
-      for (int i = 0; i < 250; ++i) loop.post([&] { ++count; });
-    });
-  }
-  for (auto& poster : posters) poster.join();
-  loop.post([&] { loop.stop(); });
-  loop.run();
   EXPECT_EQ(count, 1000);
 }
 

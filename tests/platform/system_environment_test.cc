@@ -1,3 +1,7 @@
+// The production environment's folders and bundle detection, on temporary folders: the XDG
+// variables (relative values ignored in favour of the home folder), folders created private, a
+// container that cannot be made reported once and taking the defaults suite with it, and the
+// ".appex" folder that marks the extension.
 #include "platform/system_environment.h"
 
 #include <gmock/gmock.h>
@@ -16,104 +20,73 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using testing::TemporaryDirectory;
-using testing::writeFileBytes;
 
-// Sets environment variables for one test and restores them afterwards.
-class ScopedVariables {
- public:
-  void set(const char* name, const std::string& value) {
-    remember(name);
-    ::setenv(name, value.c_str(), 1);
+// Sets (or, given nullptr, unsets) one environment variable until the end of the scope.
+struct ScopedVariable {
+  ScopedVariable(const char* name, const char* value) : name(name) {
+    if (const char* old = std::getenv(name)) saved = old;
+    value ? ::setenv(name, value, 1) : ::unsetenv(name);
   }
-  void unset(const char* name) {
-    remember(name);
-    ::unsetenv(name);
-  }
-  ~ScopedVariables() {
-    for (auto it = saved_.rbegin(); it != saved_.rend(); ++it) {
-      if (it->second) {
-        ::setenv(it->first.c_str(), it->second->c_str(), 1);
-      } else {
-        ::unsetenv(it->first.c_str());
-      }
-    }
-  }
-
- private:
-  void remember(const char* name) {
-    const char* value = std::getenv(name);
-    saved_.emplace_back(name, value ? std::optional<std::string>(value) : std::nullopt);
-  }
-  std::vector<std::pair<std::string, std::optional<std::string>>> saved_;
+  ~ScopedVariable() { saved ? ::setenv(name, saved->c_str(), 1) : ::unsetenv(name); }
+  const char* name;
+  std::optional<std::string> saved;
 };
 
-mode_t modeOf(const fs::path& path) {
-  struct stat info {};
-  EXPECT_EQ(::stat(path.c_str(), &info), 0) << path;
-  return info.st_mode & 07777;
-}
-
-TEST(SystemEnvironmentTest, FoldersFollowTheXdgVariablesAndAreCreatedPrivate) {
-  TemporaryDirectory root;
-  ScopedVariables variables;
-  variables.set("XDG_DATA_HOME", (root.path() / "data").string());
-  variables.set("XDG_CACHE_HOME", (root.path() / "cache").string());
+class SystemEnvironmentTest : public ::testing::Test {
+ protected:
+  testing::TemporaryDirectory root;
   std::vector<std::string> lines;
-  SystemEnvironment env({.logSink = [&](std::string_view line) { lines.emplace_back(line); }});
+  std::function<void(std::string_view)> sink = [this](auto line) { lines.emplace_back(line); };
+};
 
-  fs::path container = root.path() / "data" / "pluvo" / "AppGroup" / "group.app.pluvo.shared";
-  fs::path caches = root.path() / "cache" / "app.pluvo.PluvoWidgetExtension";
+TEST_F(SystemEnvironmentTest, FoldersFollowTheXdgVariablesOrHomeAndAreCreatedPrivate) {
+  const std::string home = (root.path() / "home").string(), data = (root.path() / "data").string();
+  ScopedVariable homeVariable("HOME", home.c_str());
+  ScopedVariable dataVariable("XDG_DATA_HOME", data.c_str());
+  ScopedVariable cacheVariable("XDG_CACHE_HOME", "relative/cache");  // ignored: not absolute
+  SystemEnvironment env({.logSink = sink});
+
+  const fs::path container = root.path() / "data" / "pluvo" / "AppGroup" / "group.app.pluvo.shared";
+  const fs::path caches = root.path() / "home" / ".cache" / "app.pluvo.PluvoWidgetExtension";
   EXPECT_EQ(env.appGroupContainer(), container);
   EXPECT_EQ(env.cachesDirectory(), caches);
-  EXPECT_EQ(modeOf(container), 0700);
-  EXPECT_EQ(modeOf(root.path() / "data" / "pluvo"), 0700);
-  EXPECT_EQ(modeOf(caches), 0700);
-  ASSERT_NE(env.sharedDefaults(), nullptr);
-  ASSERT_TRUE(env.sharedDefaults()->setData("k", "v").has_value());
-  EXPECT_TRUE(fs::exists(container / "Library" / "Preferences" / "group.app.pluvo.shared.plist"));
+  for (const fs::path& folder : {container, root.path() / "data" / "pluvo", caches}) {
+    struct stat info {};
+    EXPECT_TRUE(::stat(folder.c_str(), &info) == 0 && (info.st_mode & 07777) == 0700) << folder;
+  }
+  {
+    ScopedVariable noData("XDG_DATA_HOME", nullptr);
+    EXPECT_EQ(SystemEnvironment({.logSink = sink}).containerPath(),
+              root.path() / "home" / ".local" / "share" / "pluvo" / "AppGroup" /
+                  "group.app.pluvo.shared");
+  }
   EXPECT_THAT(lines, IsEmpty());
 }
 
-TEST(SystemEnvironmentTest, RelativeXdgValuesAreIgnoredInFavourOfHome) {
-  TemporaryDirectory root;
-  ScopedVariables variables;
-  variables.set("HOME", root.path().string());
-  variables.set("XDG_DATA_HOME", "relative/data");
-  variables.unset("XDG_CACHE_HOME");
-  SystemEnvironment env({.logSink = [](std::string_view) {}});
-  EXPECT_EQ(env.containerPath(),
-            root.path() / ".local" / "share" / "pluvo" / "AppGroup" / "group.app.pluvo.shared");
-  EXPECT_EQ(env.cachesPath(), root.path() / ".cache" / "app.pluvo.PluvoWidgetExtension");
-}
+TEST_F(SystemEnvironmentTest, ContainerThatCannotBeCreatedIsUnavailableWithOneLine) {
+  testing::writeFileBytes(root.path() / "plain", "x");
+  const fs::path container = root.path() / "plain" / "container";
+  SystemEnvironment env(
+      {.container = container, .caches = root.path() / "caches", .logSink = sink});
 
-TEST(SystemEnvironmentTest, ContainerThatCannotBeCreatedIsUnavailableWithOneLine) {
-  TemporaryDirectory root;
-  writeFileBytes(root.path() / "plain", "x");
-  fs::path container = root.path() / "plain" / "container";
-  std::vector<std::string> lines;
-  SystemEnvironment env({.container = container,
-                         .caches = root.path() / "caches",
-                         .logSink = [&](std::string_view line) { lines.emplace_back(line); }});
-
-  EXPECT_FALSE(env.appGroupContainer().has_value());
+  EXPECT_EQ(env.appGroupContainer(), std::nullopt);
   EXPECT_EQ(env.sharedDefaults(), nullptr);
-  EXPECT_FALSE(env.appGroupContainer().has_value());
+  EXPECT_EQ(env.appGroupContainer(), std::nullopt);
   EXPECT_EQ(env.cachesDirectory(), root.path() / "caches");
   EXPECT_THAT(lines, ElementsAre("Pluvo app group container unavailable: cannot create folder " +
                                  container.string() + ": Not a directory"));
 }
 
-TEST(SystemEnvironmentTest, ExtensionBundleIsAFolderEndingInAppex) {
+TEST_F(SystemEnvironmentTest, ExtensionBundleIsAFolderEndingInAppex) {
   EXPECT_TRUE(isExtensionBundleExecutable("/opt/pluvo/PluvoWidgetExtension.appex/pluvo-widget"));
-  EXPECT_FALSE(isExtensionBundleExecutable("/opt/pluvo/PluvoWidgetExtension.APPEX/pluvo-widget"));
-  EXPECT_FALSE(isExtensionBundleExecutable("/opt/pluvo/.appex/pluvo-widget"));
-  EXPECT_FALSE(isExtensionBundleExecutable("/opt/pluvo.appex.old/pluvo-widget"));
-  EXPECT_FALSE(isExtensionBundleExecutable("/usr/bin/pluvo-widget"));
+  for (const char* outside :
+       {"/opt/pluvo/PluvoWidgetExtension.APPEX/pluvo-widget", "/opt/pluvo/.appex/pluvo-widget",
+        "/opt/pluvo.appex.old/pluvo-widget", "/usr/bin/pluvo-widget"}) {
+    EXPECT_FALSE(isExtensionBundleExecutable(outside)) << outside;
+  }
   // This test program is not in a bundle; the option overrides what the path says.
-  EXPECT_FALSE(SystemEnvironment({.logSink = [](std::string_view) {}}).isRunningInExtension());
-  EXPECT_TRUE(SystemEnvironment({.inExtension = true, .logSink = [](std::string_view) {}})
-                  .isRunningInExtension());
+  EXPECT_FALSE(SystemEnvironment({.logSink = sink}).isRunningInExtension());
+  EXPECT_TRUE(SystemEnvironment({.inExtension = true, .logSink = sink}).isRunningInExtension());
 }
 
 }  // namespace

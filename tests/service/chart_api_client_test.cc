@@ -1,176 +1,122 @@
+// The chart client through a real transport against the stub service on 127.0.0.1: concurrent
+// fetches of a packet with the widget's headers and query, the exact errors and log lines of the
+// answers that give none (status outside 200-299, bodies that are not packets) and of a refused
+// connection, and the request URL the widget builds from a base URL.
 #include "service/chart_api_client.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <thread>
+#include <tuple>
 
-#include "service/logging_environment.h"
 #include "support/stub_forecast_server.h"
+#include "support/test_environment.h"
 #include "support/test_support.h"
 
 namespace pluvo::service {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using testing::LoggingEnvironment;
-using ::testing::MatchesRegex;
 using ::testing::Optional;
 using ::testing::StartsWith;
-using testing::StubForecastServer;
 using testing::StubReply;
+
+constexpr CachePolicy kReload = CachePolicy::reloadIgnoringLocalCacheData;
 
 class ChartAPIClientTest : public ::testing::Test {
  protected:
-  ChartAPIClientTest() {
-    TransportConfiguration configuration;
-    configuration.requestTimeout = std::chrono::seconds(5);
-    configuration.resourceTimeout = std::chrono::seconds(10);
-    transport = std::make_unique<HttpTransport>(configuration);
-  }
-
-  std::string chartURL() { return server.url() + std::string(kChartPath) + "?location=Oslo"; }
-
-  StubForecastServer server;
-  LoggingEnvironment env;
-  std::unique_ptr<HttpTransport> transport;
-  const std::string sample = pluvo::testing::readSample("minimal.json");
+  testing::TemporaryDirectory root;
+  testing::TestEnvironment env{root.path()};
+  testing::StubForecastServer server;
+  HttpTransport transport;
+  ChartAPIClient client{env, server.url(), transport};
+  const std::string url = server.url() + std::string(kChartPath) + "?location=Oslo";
+  const std::string sample = testing::readSample("minimal.json");
 };
 
-TEST_F(ChartAPIClientTest, FetchesThePacketWithTheWidgetQueryAndHeaders) {
-  ASSERT_TRUE(server.listening()) << server.error();
-  // Plain "application/json": the stub compresses the packet, as the service does.
-  server.setReply({.body = sample, .contentType = "application/json"});
-  ChartAPIClient client(env, server.url() + "/", *transport);
-  // A place name with every character that has a meaning in a query, and a non-ASCII one.
-  const std::string place = "Saint-Jean & Co = 100% +1 Zürich/Nord?";
-  Instant now = pluvo::testing::at("2026-10-29T20:00:00Z") + 0.75;
-  Expected<std::string> url =
-      chartRequestURL(client.baseURL(),
-                      {.location = place, .latitude = 47.6062, .longitude = -122.3321, .now = now});
-  ASSERT_TRUE(url.has_value()) << url.error().message;
-
-  Expected<model::ChartPacket> packet =
-      client.fetchChart(*url, CachePolicy::reloadIgnoringLocalCacheData);
-
-  ASSERT_TRUE(packet.has_value()) << packet.error().message;
-  EXPECT_EQ(*packet, *model::decodeChartPacket(sample));
-  EXPECT_THAT(env.lines(), IsEmpty());
-  std::optional<testing::StubRequest> request = server.lastRequest();
-  ASSERT_TRUE(request.has_value());
-  EXPECT_EQ(request->path, "/api/mobile/weather-chart");
-  EXPECT_THAT(request->query,
-              MatchesRegex("location=[^&]+&provider=openmeteo&lat=47\\.6062&lon=-122\\.3321"
-                           "&refresh=1793304000"));
-  EXPECT_THAT(request->param("location"), Optional(place));
-  EXPECT_THAT(request->header("Accept"), Optional(std::string("application/json")));
-  EXPECT_THAT(request->header("User-Agent"), Optional(std::string("Pluvo-iOS/1.0")));
-}
-
-TEST(ChartRequestURLTest, AppendsThePathToTheBaseAndSendsCoordinatesOnlyInPairs) {
-  Instant now = Instant::fromUnixSeconds(1'793'304'000.9);
-  EXPECT_THAT(chartRequestURL("https://example.com/pluvo/", {.location = "Oslo", .now = now}),
-              Optional(std::string("https://example.com/pluvo/api/mobile/weather-chart"
-                                   "?location=Oslo&provider=openmeteo&refresh=1793304000")));
-  // A base URL's own query and fragment do not survive: the widget's items replace them.
-  EXPECT_THAT(chartRequestURL("https://api.pluvo.app?debug=1#top",
-                              {.location = "Oslo", .latitude = 59.91, .now = now}),
-              Optional(std::string("https://api.pluvo.app/api/mobile/weather-chart"
-                                   "?location=Oslo&provider=openmeteo&refresh=1793304000")));
-  EXPECT_THAT(chartRequestURL("https://api.pluvo.app",
-                              {.location = "Oslo", .latitude = 0.1, .longitude = 1e-7, .now = now}),
-              Optional(HasSubstr("&lat=0.1&lon=1e-07&refresh=")));
-
-  Expected<std::string> bad = chartRequestURL("localhost:3000", {.location = "Oslo", .now = now});
-  ASSERT_FALSE(bad.has_value());
-  EXPECT_EQ(bad.error().message,
-            "bad URL: cannot form the chart request from \"localhost:3000\" (not an absolute URL)");
-}
-
-TEST_F(ChartAPIClientTest, EmptyBodyPassesTheStatusCheckAndFailsToDecode) {
-  server.setReply({.status = 204});
-  ChartAPIClient client(env, server.url(), *transport);
-
-  Expected<model::ChartPacket> packet =
-      client.fetchChart(chartURL(), CachePolicy::reloadIgnoringLocalCacheData);
-
-  ASSERT_FALSE(packet.has_value());
-  EXPECT_THAT(packet.error().message, StartsWith("invalid JSON: "));
-  EXPECT_THAT(env.lines(), ElementsAre("Pluvo API decode failed for " + chartURL() + ": " +
-                                       packet.error().message));
-}
-
-TEST_F(ChartAPIClientTest, StatusOutside200To299IsABadServerResponse) {
-  ChartAPIClient client(env, server.url(), *transport);
-  for (int status : {304, 500, 404}) {
-    server.setReply({.status = status, .body = sample});
-    Expected<model::ChartPacket> packet =
-        client.fetchChart(chartURL(), CachePolicy::reloadIgnoringLocalCacheData);
-    ASSERT_FALSE(packet.has_value()) << status;
-    EXPECT_EQ(packet.error().message, "bad server response");
-  }
-  EXPECT_THAT(env.lines(), ElementsAre("Pluvo API request failed: 304 " + chartURL(),
-                                       "Pluvo API request failed: 500 " + chartURL(),
-                                       "Pluvo API request failed: 404 " + chartURL()));
-}
-
-TEST_F(ChartAPIClientTest, BodiesThatAreNotPacketsLogTheDecodingError) {
-  ChartAPIClient client(env, server.url(), *transport);
-  server.setReply({.body = "<html>Service Unavailable</html>", .contentType = "text/html"});
-  Expected<model::ChartPacket> garbage =
-      client.fetchChart(chartURL(), CachePolicy::reloadIgnoringLocalCacheData);
-  server.setReply({.body = R"({"version": 1, "generatedAt": "2026-10-29T19:00:00Z"})"});
-  Expected<model::ChartPacket> incomplete =
-      client.fetchChart(chartURL(), CachePolicy::reloadIgnoringLocalCacheData);
-
-  ASSERT_FALSE(garbage.has_value());
-  ASSERT_FALSE(incomplete.has_value());
-  EXPECT_THAT(garbage.error().message, StartsWith("invalid JSON"));
-  EXPECT_THAT(incomplete.error().message, HasSubstr("location"));
-  EXPECT_THAT(
-      env.lines(),
-      ElementsAre("Pluvo API decode failed for " + chartURL() + ": " + garbage.error().message,
-                  "Pluvo API decode failed for " + chartURL() + ": " + incomplete.error().message));
-}
-
-TEST_F(ChartAPIClientTest, TransportFailuresComeBackUnloggedWithTheirCause) {
-  int closedPort = 0;
-  {
-    testing::SilentListener listener;  // a port that was free a moment ago and is closed now
-    closedPort = listener.port();
-  }
-  ChartAPIClient client(env, "http://127.0.0.1:" + std::to_string(closedPort), *transport);
-  std::string url = client.baseURL() + "/api/mobile/weather-chart?location=Oslo";
-
-  Expected<model::ChartPacket> packet =
-      client.fetchChart(url, CachePolicy::reloadIgnoringLocalCacheData);
-
-  ASSERT_FALSE(packet.has_value());
-  EXPECT_EQ(packet.error().message, "request to " + url + " failed: Couldn't connect to server");
-  EXPECT_THAT(env.lines(), IsEmpty());
-}
-
-TEST_F(ChartAPIClientTest, ConcurrentFetchesShareOneTransport) {
+TEST_F(ChartAPIClientTest, ConcurrentFetchesGetThePacketWithTheWidgetsHeadersAndQuery) {
   server.setReply({.body = sample});
-  ChartAPIClient client(env, server.url(), *transport);
-  constexpr int kThreads = 4, kFetchesEach = 3;
-  std::vector<std::string> failures(kThreads);
+  const model::ChartPacket expected = model::decodeChartPacket(sample).value();
+  // Every character that has a meaning in a URL, and a non-ASCII one, arrives as it was.
+  const std::string place = "Saint-Jean & Co = 100% +1 Zürich/Nord?#";
+  const std::string placeURL =
+      chartRequestURL(client.baseURL(), {.location = place, .now = env.now()}).value();
+  std::atomic<int> packets = 0;
   {
     std::vector<std::jthread> threads;
-    for (int t = 0; t < kThreads; ++t) {
+    for (int t = 0; t < 4; ++t) {
       threads.emplace_back([&, t] {
-        for (int i = 0; i < kFetchesEach; ++i) {
-          auto packet = client.fetchChart(chartURL() + "&n=" + std::to_string(t * 10 + i),
-                                          CachePolicy::useProtocolCachePolicy);
-          if (!packet) failures[t] += packet.error().message + "; ";
+        for (int i = 0; i < 3; ++i) {
+          std::string each = placeURL + "&n=" + std::to_string(t * 10 + i);
+          packets += client.fetchChart(each, CachePolicy::useProtocolCachePolicy) == expected;
         }
       });
     }
   }
-  EXPECT_THAT(failures, ::testing::Each(IsEmpty()));
-  EXPECT_EQ(server.requestCount(), kThreads * kFetchesEach);
+  EXPECT_EQ(packets, 12);
+  EXPECT_EQ(server.requestCount(), 12);
+  const testing::StubRequest request = server.lastRequest().value();
+  EXPECT_THAT(request.param("location"), Optional(place));
+  EXPECT_THAT(request.header("Accept"), Optional(std::string("application/json")));
+  EXPECT_THAT(request.header("User-Agent"), Optional(std::string("Pluvo-iOS/1.0")));
+  EXPECT_THAT(env.logger.lines(), IsEmpty());
+}
+
+TEST_F(ChartAPIClientTest, StatusAndDecodeFailuresLogOneLineAndTransportFailuresNone) {
+  // 204 passes the status check and fails to decode; 304 is a failure like 500.
+  for (const StubReply& reply :
+       {StubReply{.status = 204}, StubReply{.body = "<html>Unavailable</html>"},
+        StubReply{.status = 304, .body = sample}, StubReply{.status = 500, .body = sample}}) {
+    SCOPED_TRACE(reply.status);
+    env.logger.clear();
+    server.setReply(reply);
+    Expected<model::ChartPacket> packet = client.fetchChart(url, kReload);
+    const std::string error = packet ? "no error" : packet.error().message;
+    if (reply.status < 300) {
+      EXPECT_THAT(error, StartsWith("invalid JSON"));
+      EXPECT_THAT(env.logger.lines(),
+                  ElementsAre("Pluvo API decode failed for " + url + ": " + error));
+    } else {
+      EXPECT_EQ(error, "bad server response");
+      EXPECT_THAT(
+          env.logger.lines(),
+          ElementsAre("Pluvo API request failed: " + std::to_string(reply.status) + " " + url));
+    }
+  }
+  // A transport failure comes back with its cause and is not logged here.
+  env.logger.clear();
+  const std::string closed =
+      "http://127.0.0.1:" + std::to_string(testing::SilentListener().port()) + "/x";
+  Expected<model::ChartPacket> refused = client.fetchChart(closed, kReload);
+  EXPECT_EQ(refused ? "no error" : refused.error().message,
+            "request to " + closed + " failed: Couldn't connect to server");
+  EXPECT_THAT(env.logger.lines(), IsEmpty());
+}
+
+TEST(ChartRequestURLTest, AppendsThePathAndTheQueryItemsToTheBase) {
+  const Instant now = Instant::fromUnixSeconds(1'793'304'000.9);  // sent in whole seconds
+  const ChartQuery oslo{.location = "Oslo", .now = now};
+  const ChartQuery halfPosition{.location = "Oslo", .latitude = 59.91, .now = now};
+  const ChartQuery position{.location = "Oslo", .latitude = 0.1, .longitude = 1e-7, .now = now};
+  const std::string path = "/api/mobile/weather-chart?location=Oslo&provider=openmeteo";
+  const std::tuple<std::string, ChartQuery, std::string> cases[] = {
+      {"https://example.com/pluvo/", oslo,
+       "https://example.com/pluvo" + path + "&refresh=1793304000"},
+      // The base's own query and fragment give way; half a position is no position.
+      {"https://api.pluvo.app?debug=1#top", halfPosition,
+       "https://api.pluvo.app" + path + "&refresh=1793304000"},
+      {"https://api.pluvo.app", position,
+       "https://api.pluvo.app" + path + "&lat=0.1&lon=1e-07&refresh=1793304000"},
+      {"localhost:3000", oslo,
+       "bad URL: cannot form the chart request from \"localhost:3000\" (not an absolute URL)"},
+  };
+  for (const auto& [base, query, expected] : cases) {
+    Expected<std::string> built = chartRequestURL(base, query);
+    EXPECT_EQ(built ? *built : built.error().message, expected) << base;
+  }
 }
 
 }  // namespace

@@ -1,257 +1,162 @@
+// The HTTP transport against real servers on 127.0.0.1: the idle and total limits, the size cap,
+// redirects across ports and their loops, TLS verification with the loopback test certificate
+// and the refused HTTPS-to-HTTP redirect, and the two cache policies with the response cache
+// behind them, on disk in the caches folder for the process's shared transport.
 #include "service/http_transport.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "service/chart_api_client.h"
-#include "service/logging_environment.h"
+#include <functional>
+#include <tuple>
+
 #include "support/stub_forecast_server.h"
+#include "support/test_environment.h"
 #include "support/test_support.h"
 
 namespace pluvo::service {
 namespace {
 
-using ::testing::IsEmpty;
-using testing::LoggingEnvironment;
+using namespace std::chrono_literals;
 using ::testing::Optional;
 using testing::StubForecastServer;
-using testing::StubReply;
-using Clock = std::chrono::steady_clock;
 
-const std::vector<std::string> kHeaders = {"Accept: application/json"};
+constexpr CachePolicy kReload = CachePolicy::reloadIgnoringLocalCacheData;
+constexpr CachePolicy kProtocol = CachePolicy::useProtocolCachePolicy;
 
-TransportConfiguration shortLimits(std::chrono::milliseconds idle,
-                                   std::chrono::milliseconds total) {
+// "<status> fetched|cached: <body or its size>", or the failure's message.
+std::string fetch(HttpTransport& transport, const std::string& url, CachePolicy policy = kReload) {
+  Expected<HttpResponse> response = transport.get(url, {"Accept: application/json"}, policy);
+  if (!response) return response.error().message;
+  const std::string& body = response->body;
+  return std::to_string(response->status) + (response->fromCache ? " cached: " : " fetched: ") +
+         (body.size() > 40 ? std::to_string(body.size()) + " bytes" : body);
+}
+
+// The default configuration with the changes a test needs.
+TransportConfiguration configured(const std::function<void(TransportConfiguration&)>& change) {
   TransportConfiguration configuration;
-  configuration.requestTimeout = idle;
-  configuration.resourceTimeout = total;
+  change(configuration);
   return configuration;
 }
 
-TEST(HttpTransportTest, IdleLimitFiresWhenTheServerNeverAnswers) {
-  testing::SilentListener listener;
-  ASSERT_GT(listener.port(), 0);
-  HttpTransport transport(shortLimits(std::chrono::seconds(1), std::chrono::seconds(30)));
-  std::string url = listener.url() + "/api/mobile/weather-chart";
-
-  Clock::time_point start = Clock::now();
-  Expected<HttpResponse> response =
-      transport.get(url, kHeaders, CachePolicy::reloadIgnoringLocalCacheData);
-
-  ASSERT_FALSE(response.has_value());
-  EXPECT_EQ(response.error().message, "request to " + url + " timed out: no data for 1 s");
-  EXPECT_LT(Clock::now() - start, std::chrono::seconds(20)) << "the total limit fired instead";
-}
-
-TEST(HttpTransportTest, TotalLimitFiresWhileTheBodyTrickles) {
+class HttpTransportTest : public ::testing::Test {
+ protected:
   StubForecastServer server;
+  const std::string url = server.url() + "/api/mobile/weather-chart?location=Oslo";
+};
+
+TEST_F(HttpTransportTest, IdleAndTotalLimitsFireAsConfigured) {
+  testing::SilentListener silent;
   // 300 bytes at one per 50 ms would take 15 s; bytes keep moving, so only the total limit fits.
-  server.setReply(
-      {.body = std::string(300, 'x'), .trickleInterval = std::chrono::milliseconds(50)});
-  HttpTransport transport(shortLimits(std::chrono::seconds(1), std::chrono::seconds(2)));
-  std::string url = server.url() + "/slow";
+  server.setReply({.body = std::string(300, 'x'), .trickleInterval = 50ms});
+  HttpTransport impatient(configured([](auto& c) {
+    c.requestTimeout = 1s;
+    c.resourceTimeout = 2s;
+  }));
 
-  Expected<HttpResponse> response =
-      transport.get(url, kHeaders, CachePolicy::reloadIgnoringLocalCacheData);
-
-  ASSERT_FALSE(response.has_value());
-  EXPECT_EQ(response.error().message, "request to " + url + " timed out: not finished within 2 s");
+  EXPECT_EQ(fetch(impatient, silent.url() + "/x"),
+            "request to " + silent.url() + "/x timed out: no data for 1 s");
+  EXPECT_EQ(fetch(impatient, url), "request to " + url + " timed out: not finished within 2 s");
 }
 
-TEST(HttpTransportTest, RefusesBodiesOverTheCapWithOrWithoutALength) {
-  StubForecastServer server;
-  TransportConfiguration configuration;
-  configuration.maxResponseBytes = 1000;
-  HttpTransport transport(configuration);
-  const std::string body(4000, 'x');
-
-  server.setReply({.body = body});
-  Expected<HttpResponse> announced =
-      transport.get(server.url() + "/a", kHeaders, CachePolicy::reloadIgnoringLocalCacheData);
-  server.setReply({.body = body, .chunked = true});
-  Expected<HttpResponse> streamed =
-      transport.get(server.url() + "/b", kHeaders, CachePolicy::reloadIgnoringLocalCacheData);
-  server.setReply({.body = std::string(1000, 'x'), .chunked = true});
-  Expected<HttpResponse> atTheCap =
-      transport.get(server.url() + "/c", kHeaders, CachePolicy::reloadIgnoringLocalCacheData);
-
-  ASSERT_FALSE(announced.has_value());
-  ASSERT_FALSE(streamed.has_value());
-  EXPECT_EQ(announced.error().message,
-            "request to " + server.url() + "/a failed: the response is larger than 1000 bytes");
-  EXPECT_EQ(streamed.error().message,
-            "request to " + server.url() + "/b failed: the response is larger than 1000 bytes");
-  ASSERT_TRUE(atTheCap.has_value()) << atTheCap.error().message;
-  EXPECT_EQ(atTheCap->body.size(), 1000u);
+TEST_F(HttpTransportTest, RefusesBodiesOverTheCapWithOrWithoutALength) {
+  HttpTransport capped(configured([](auto& c) { c.maxResponseBytes = 1000; }));
+  const std::string refused =
+      "request to " + url + " failed: the response is larger than 1000 bytes";
+  const std::string whole = "200 fetched: 1000 bytes";
+  // Size and chunked coding (no Content-Length, so found while it streams).
+  for (const auto& [size, chunked, expected] :
+       {std::tuple(4000, false, refused), std::tuple(4000, true, refused),
+        std::tuple(1000, false, whole), std::tuple(1000, true, whole)}) {
+    SCOPED_TRACE(::testing::Message() << size << (chunked ? " chunked" : ""));
+    server.setReply({.body = std::string(size, 'x'), .chunked = chunked});
+    EXPECT_EQ(fetch(capped, url), expected);
+  }
 }
 
-TEST(HttpTransportTest, FollowsRedirectsToAnotherPortAndStopsRedirectLoops) {
-  StubForecastServer first, second;
-  const std::string packet = pluvo::testing::readSample("minimal.json");
-  second.setReply({.body = packet});
-  first.setReply("/api/mobile/weather-chart",
-                 {.status = 301, .headers = {{"Location", "/moved?location=Oslo"}}});
-  first.setReply("/moved",
-                 {.status = 307, .headers = {{"Location", second.url() + "/final?location=Oslo"}}});
-  first.setReply("/loop", {.status = 302, .headers = {{"Location", "/loop"}}});
-  LoggingEnvironment env;
+TEST_F(HttpTransportTest, FollowsRedirectsToAnotherPortAndStopsLoops) {
   HttpTransport transport;
-  ChartAPIClient client(env, first.url(), transport);
+  StubForecastServer second;
+  second.setReply({.body = "packet"});
+  server.setReply(
+      {.status = 307, .headers = {{"Location", second.url() + "/final?location=Oslo"}}});
+  EXPECT_EQ(fetch(transport, url), "200 fetched: packet");
+  const testing::StubRequest arrived = second.lastRequest().value();
+  EXPECT_EQ(arrived.path + "?" + arrived.query, "/final?location=Oslo");
+  EXPECT_THAT(arrived.header("Accept"), Optional(std::string("application/json")));
 
-  Expected<model::ChartPacket> fetched = client.fetchChart(
-      first.url() + "/api/mobile/weather-chart", CachePolicy::reloadIgnoringLocalCacheData);
-  Expected<HttpResponse> looped =
-      transport.get(first.url() + "/loop", kHeaders, CachePolicy::reloadIgnoringLocalCacheData);
-
-  ASSERT_TRUE(fetched.has_value()) << fetched.error().message;
-  EXPECT_EQ(*fetched, *model::decodeChartPacket(packet));
-  std::optional<testing::StubRequest> arrived = second.lastRequest();
-  ASSERT_TRUE(arrived.has_value());
-  EXPECT_EQ(arrived->path, "/final");
-  EXPECT_EQ(arrived->query, "location=Oslo");
-  EXPECT_THAT(arrived->header("User-Agent"), Optional(std::string("Pluvo-iOS/1.0")));
-  ASSERT_FALSE(looped.has_value());
-  EXPECT_EQ(looped.error().message,
-            "request to " + first.url() + "/loop failed: more than 5 redirects");
-  EXPECT_EQ(first.requestCount(), 2 + 6);  // two hops, then the loop's first request and 5 more
-  EXPECT_THAT(env.lines(), IsEmpty());
+  server.setReply({.status = 302, .headers = {{"Location", "/loop"}}});  // relative, to itself
+  EXPECT_EQ(fetch(transport, url), "request to " + url + " failed: more than 5 redirects");
+  EXPECT_EQ(server.requestCount(), 1 + 6);  // the first hop, then the loop's request and 5 more
 }
 
-TEST(HttpTransportTest, VerifiesTlsAndNeverFollowsARedirectDownToPlainHttp) {
+TEST_F(HttpTransportTest, VerifiesTlsAndNeverFollowsARedirectDownToPlainHttp) {
   const std::filesystem::path data = PLUVO_TEST_DATA_DIR;
   const std::filesystem::path certificate = data / "loopback-tls-self-signed-cert.pem";
   StubForecastServer secure(
       0, testing::StubTls{certificate, data / "loopback-tls-self-signed-key.pem"});
-  StubForecastServer plain;
   ASSERT_TRUE(secure.listening()) << secure.error();
-  secure.setReply({.body = "secret"});
-  secure.setReply("/old", {.status = 301, .headers = {{"Location", plain.url() + "/new"}}});
-  TransportConfiguration trusting;
-  trusting.trustedCertificates = certificate;
-  HttpTransport trustingTransport(trusting);
+  HttpTransport trusting(configured([&](auto& c) { c.trustedCertificates = certificate; }));
   HttpTransport systemTrust;
+  const std::string secureURL = secure.url() + "/x";
   const std::string byName = "https://localhost:" + std::to_string(secure.port()) + "/x";
+  const std::string notOK = " failed: SSL peer certificate or SSH remote key was not OK";
 
-  auto trusted = trustingTransport.get(secure.url() + "/x", kHeaders,
-                                       CachePolicy::reloadIgnoringLocalCacheData);
-  auto unknownIssuer =
-      systemTrust.get(secure.url() + "/x", kHeaders, CachePolicy::reloadIgnoringLocalCacheData);
-  auto wrongName =
-      trustingTransport.get(byName, kHeaders, CachePolicy::reloadIgnoringLocalCacheData);
-  auto downgraded = trustingTransport.get(secure.url() + "/old", kHeaders,
-                                          CachePolicy::reloadIgnoringLocalCacheData);
+  secure.setReply({.body = "secret"});
+  EXPECT_EQ(fetch(trusting, secureURL), "200 fetched: secret");
+  EXPECT_EQ(fetch(systemTrust, secureURL), "request to " + secureURL + notOK);
+  EXPECT_EQ(fetch(trusting, byName), "request to " + byName + notOK);  // it names 127.0.0.1 only
 
-  ASSERT_TRUE(trusted.has_value()) << trusted.error().message;
-  EXPECT_EQ(trusted->body, "secret");
-  ASSERT_FALSE(unknownIssuer.has_value());
-  EXPECT_EQ(unknownIssuer.error().message,
-            "request to " + secure.url() +
-                "/x failed: SSL peer certificate or SSH remote key was not OK");
-  ASSERT_FALSE(wrongName.has_value());  // the certificate names 127.0.0.1 only
-  EXPECT_EQ(wrongName.error().message,
-            "request to " + byName + " failed: SSL peer certificate or SSH remote key was not OK");
-  ASSERT_FALSE(downgraded.has_value());
-  EXPECT_EQ(downgraded.error().message, "request to " + secure.url() +
-                                            "/old failed: redirect from HTTPS to plain HTTP (" +
-                                            plain.url() + "/new) refused");
-  EXPECT_EQ(plain.requestCount(), 0);
+  secure.setReply({.status = 301, .headers = {{"Location", url}}});
+  EXPECT_EQ(fetch(trusting, secureURL), "request to " + secureURL +
+                                            " failed: redirect from HTTPS to plain HTTP (" + url +
+                                            ") refused");
+  EXPECT_EQ(server.requestCount(), 0);
 }
 
-class HttpCacheTest : public ::testing::Test {
- protected:
-  Expected<HttpResponse> get(HttpTransport& transport, CachePolicy policy) {
-    return transport.get(server.url() + "/api/mobile/weather-chart?location=Oslo", kHeaders,
-                         policy);
-  }
-  StubForecastServer server;
-};
-
-TEST_F(HttpCacheTest, FreshAnswerIsServedWithoutARequestUnlessTheReloadPolicyAsks) {
+TEST_F(HttpTransportTest, ProtocolPolicyServesFreshAnswersAndTheReloadPolicyAlwaysAsks) {
   HttpTransport transport;
   server.setReply({.body = "first", .headers = {{"Cache-Control", "max-age=600"}}});
-  auto fetched = get(transport, CachePolicy::useProtocolCachePolicy);
-  auto cached = get(transport, CachePolicy::useProtocolCachePolicy);
-  ASSERT_TRUE(fetched.has_value() && cached.has_value());
+  EXPECT_EQ(fetch(transport, url, kProtocol), "200 fetched: first");
+  EXPECT_EQ(fetch(transport, url, kProtocol), "200 cached: first");
   EXPECT_EQ(server.requestCount(), 1);
-  EXPECT_TRUE(cached->fromCache);
-  EXPECT_EQ(cached->body, "first");
 
-  // The widget's reload policy always asks, and what it gets replaces the stored answer.
+  // The widget's reload policy asks, and what it gets replaces the stored answer.
   server.setReply({.body = "second", .headers = {{"Cache-Control", "max-age=600"}}});
-  auto reloaded = get(transport, CachePolicy::reloadIgnoringLocalCacheData);
-  server.setReply({.status = 500, .body = "down"});
-  auto afterReload = get(transport, CachePolicy::useProtocolCachePolicy);
-
-  ASSERT_TRUE(reloaded.has_value() && afterReload.has_value());
+  EXPECT_EQ(fetch(transport, url, kReload), "200 fetched: second");
+  server.setReply({.status = 500});
+  EXPECT_EQ(fetch(transport, url, kProtocol), "200 cached: second");
   EXPECT_EQ(server.requestCount(), 2);
-  EXPECT_FALSE(reloaded->fromCache);
-  EXPECT_EQ(reloaded->body, "second");
-  EXPECT_EQ(afterReload->body, "second");
+
+  server.setReply({.body = "private", .headers = {{"Cache-Control", "no-store, max-age=600"}}});
+  EXPECT_EQ(fetch(transport, url + "&n=2", kProtocol), "200 fetched: private");
+  EXPECT_EQ(fetch(transport, url + "&n=2", kProtocol), "200 fetched: private");
 }
 
-TEST_F(HttpCacheTest, StaleAnswerIsRevalidatedWithItsETag) {
+TEST_F(HttpTransportTest, StaleAnswerIsRevalidatedWithItsETagUnderTheProtocolPolicyOnly) {
   HttpTransport transport;
   server.setReply({.body = "packet", .headers = {{"Cache-Control", "no-cache"}}, .etag = "\"v1\""});
-
-  auto first = get(transport, CachePolicy::useProtocolCachePolicy);
-  auto revalidated = get(transport, CachePolicy::useProtocolCachePolicy);
-
-  ASSERT_TRUE(first.has_value() && revalidated.has_value());
-  EXPECT_EQ(server.requestCount(), 2);
+  EXPECT_EQ(fetch(transport, url, kProtocol), "200 fetched: packet");
+  // The server answers 304; the stored answer is served in its place.
+  EXPECT_EQ(fetch(transport, url, kProtocol), "200 fetched: packet");
   EXPECT_THAT(server.lastRequest()->header("If-None-Match"), Optional(std::string("\"v1\"")));
-  EXPECT_EQ(revalidated->status, 200);  // the server said 304; the stored answer is served
-  EXPECT_EQ(revalidated->body, "packet");
-
-  auto reloaded = get(transport, CachePolicy::reloadIgnoringLocalCacheData);
-  ASSERT_TRUE(reloaded.has_value());
+  EXPECT_EQ(fetch(transport, url, kReload), "200 fetched: packet");
   EXPECT_EQ(server.lastRequest()->header("If-None-Match"), std::nullopt);
-  EXPECT_EQ(reloaded->body, "packet");
 }
 
-TEST_F(HttpCacheTest, NoStoreAnswersAreNeitherKeptNorServed) {
-  HttpTransport transport;
-  server.setReply({.body = "private", .headers = {{"Cache-Control", "no-store, max-age=600"}}});
-  get(transport, CachePolicy::useProtocolCachePolicy);
-  get(transport, CachePolicy::useProtocolCachePolicy);
-  EXPECT_EQ(server.requestCount(), 2);
-  EXPECT_EQ(transport.cache().usage().memoryEntries, 0u);
-}
-
-TEST_F(HttpCacheTest, DiskCopyServesANewTransport) {
-  pluvo::testing::TemporaryDirectory caches;
-  TransportConfiguration configuration;
-  configuration.cache.directory = caches.path() / "http-cache";
+TEST_F(HttpTransportTest, SharedTransportKeepsItsCacheInTheCachesFolder) {
+  static testing::TemporaryDirectory root;  // the shared transport outlives every test
+  testing::TestEnvironment env(root.path());
   server.setReply({.body = "kept", .headers = {{"Cache-Control", "max-age=600"}}});
-  {
-    HttpTransport earlier(configuration);
-    ASSERT_TRUE(get(earlier, CachePolicy::reloadIgnoringLocalCacheData).has_value());
-  }
-  HttpTransport later(configuration);
-  auto served = get(later, CachePolicy::useProtocolCachePolicy);
+  HttpTransport& shared = sharedTransport(env);
+  EXPECT_EQ(&sharedTransport(env), &shared);
+  EXPECT_EQ(fetch(shared, url), "200 fetched: kept");
 
-  ASSERT_TRUE(served.has_value()) << served.error().message;
-  EXPECT_TRUE(served->fromCache);
-  EXPECT_EQ(served->body, "kept");
+  HttpTransport later(
+      configured([&](auto& c) { c.cache.directory = env.cachesPath() / "http-cache"; }));
+  EXPECT_EQ(fetch(later, url, kProtocol), "200 cached: kept");
   EXPECT_EQ(server.requestCount(), 1);
-}
-
-TEST(SharedTransportTest, KeepsItsCacheInTheEnvironmentsCachesFolder) {
-  // The shared transport outlives every test, so its folder does too.
-  static pluvo::testing::TemporaryDirectory caches;
-  LoggingEnvironment env(caches.path());
-  StubForecastServer server;
-  server.setReply({.body = "shared", .headers = {{"Cache-Control", "max-age=600"}}});
-  const std::string url = server.url() + "/x";
-
-  HttpTransport& transport = sharedTransport(env);
-  auto response = transport.get(url, kHeaders, CachePolicy::useProtocolCachePolicy);
-
-  ASSERT_TRUE(response.has_value()) << response.error().message;
-  EXPECT_EQ(&sharedTransport(env), &transport);
-  ResponseCache onDisk({.directory = caches.path() / "http-cache", .memoryCapacity = 0});
-  std::optional<CachedResponse> stored = onDisk.find(url);
-  ASSERT_TRUE(stored.has_value());
-  EXPECT_EQ(stored->body, "shared");
 }
 
 }  // namespace

@@ -3,11 +3,12 @@
 #include <arpa/inet.h>
 #include <httplib.h>
 #include <netinet/in.h>
+#include <strings.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 // Debian's cpp-httplib is a prebuilt library without ThreadSanitizer instrumentation: the
 // sanitizer sees its workers' memcpy and memcmp calls but not the atomics that order them, and
@@ -17,50 +18,30 @@ extern "C" const char* __tsan_default_suppressions() {
 }
 
 namespace pluvo::testing {
-namespace {
 
-bool equalsIgnoringCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i) {
-    if (std::tolower(static_cast<unsigned char>(a[i])) !=
-        std::tolower(static_cast<unsigned char>(b[i]))) {
-      return false;
-    }
-  }
-  return true;
-}
-
-std::optional<std::string> readFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return std::nullopt;
-  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
-}  // namespace
+// With a parameter, as the service sends it: plain "application/json" would make the stub
+// compress bodies, which costs time on every request.
+constexpr const char* kContentType = "application/json; charset=utf-8";
 
 std::optional<std::string> StubRequest::header(std::string_view name) const {
   for (const auto& [field, value] : headers) {
-    if (equalsIgnoringCase(field, name)) return value;
+    if (field.size() == name.size() && ::strncasecmp(field.data(), name.data(), name.size()) == 0) {
+      return value;
+    }
   }
   return std::nullopt;
 }
 
-std::optional<std::string> StubRequest::param(std::string_view name) const {
-  auto found = params.find(std::string(name));
-  if (found == params.end()) return std::nullopt;
-  return found->second;
+std::optional<std::string> StubRequest::param(const std::string& name) const {
+  auto found = params.find(name);
+  return found == params.end() ? std::nullopt : std::optional(found->second);
 }
 
-StubForecastServer::StubForecastServer(int port, std::optional<StubTls> tls) {
+StubForecastServer::StubForecastServer(int port, std::optional<StubTls> tls)
+    : tls_(tls.has_value()) {
   if (tls) {
-    auto secure =
+    server_ =
         std::make_unique<httplib::SSLServer>(tls->certificate.c_str(), tls->privateKey.c_str());
-    if (!secure->is_valid()) {
-      error_ = "cannot load the certificate " + tls->certificate.string() + " and its key";
-      return;
-    }
-    server_ = std::move(secure);
-    tls_ = true;
   } else {
     server_ = std::make_unique<httplib::Server>();
   }
@@ -69,11 +50,12 @@ StubForecastServer::StubForecastServer(int port, std::optional<StubTls> tls) {
   server_->Get(".*", [this](const httplib::Request& request, httplib::Response& response) {
     handle(request, response);
   });
-  if (port == 0) {
-    port_ = server_->bind_to_any_port("127.0.0.1");
-  } else if (server_->bind_to_port("127.0.0.1", port)) {
-    port_ = port;
+  if (tls && !server_->is_valid()) {
+    error_ = "cannot load the certificate " + tls->certificate.string() + " and its key";
+    return;
   }
+  port_ = port == 0 ? server_->bind_to_any_port("127.0.0.1")
+                    : (server_->bind_to_port("127.0.0.1", port) ? port : 0);
   if (port_ <= 0) {
     port_ = 0;
     error_ = "cannot listen on 127.0.0.1:" + std::to_string(port);
@@ -87,7 +69,6 @@ StubForecastServer::StubForecastServer(int port, std::optional<StubTls> tls) {
 }
 
 StubForecastServer::~StubForecastServer() {
-  if (!server_) return;
   {
     std::lock_guard lock(mutex_);
     stopping_ = true;
@@ -103,12 +84,7 @@ std::string StubForecastServer::url() const {
 
 void StubForecastServer::setReply(StubReply reply) {
   std::lock_guard lock(mutex_);
-  defaultReply_ = std::move(reply);
-}
-
-void StubForecastServer::setReply(const std::string& path, StubReply reply) {
-  std::lock_guard lock(mutex_);
-  pathReplies_.insert_or_assign(path, std::move(reply));
+  reply_ = std::move(reply);
 }
 
 int StubForecastServer::requestCount() const {
@@ -132,98 +108,71 @@ bool StubForecastServer::pause(std::chrono::milliseconds interval) {
 }
 
 void StubForecastServer::handle(const httplib::Request& request, httplib::Response& response) {
-  StubRequest recorded;
-  recorded.path = request.path;
+  StubRequest recorded{request.path,
+                       "",
+                       {request.params.begin(), request.params.end()},
+                       {request.headers.begin(), request.headers.end()}};
   if (size_t mark = request.target.find('?'); mark != std::string::npos) {
     recorded.query = request.target.substr(mark + 1);
   }
-  recorded.params.insert(request.params.begin(), request.params.end());
-  recorded.headers.assign(request.headers.begin(), request.headers.end());
-
   StubReply reply;
   std::function<void(const StubRequest&, int)> observer;
   {
     std::lock_guard lock(mutex_);
     ++requestCount_;
     lastRequest_ = recorded;
-    auto found = pathReplies_.find(request.path);
-    reply = found != pathReplies_.end() ? found->second : defaultReply_;
+    reply = reply_;
     observer = observer_;
   }
-
   if (reply.delay.count() > 0 && !pause(reply.delay)) return;
 
-  std::string body = reply.body;
   if (reply.bodyFile) {
-    std::optional<std::string> bytes = readFile(*reply.bodyFile);
-    if (!bytes) {
-      reply.status = 500;
-      reply.contentType = "text/plain";
-      reply.trickleInterval = std::chrono::milliseconds(0);
-      body = "cannot read " + reply.bodyFile->string() + "\n";
-    } else {
-      body = std::move(*bytes);
-    }
+    std::ifstream in(*reply.bodyFile, std::ios::binary);
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    reply.body = in ? bytes.str() : "cannot read " + reply.bodyFile->string() + "\n";
+    if (!in) reply.status = 500;
   }
-
+  auto body = std::make_shared<std::string>(std::move(reply.body));
   for (const auto& [name, value] : reply.headers) response.set_header(name, value);
   response.status = reply.status;
   if (!reply.etag.empty()) {
     response.set_header("ETag", reply.etag);
-    if (recorded.header("If-None-Match") == reply.etag) {
-      response.status = 304;
-      if (observer) observer(recorded, response.status);
-      return;
-    }
+    if (recorded.header("If-None-Match") == reply.etag) response.status = 304;
   }
   if (response.status == 204 || response.status == 304) {
-    if (observer) observer(recorded, response.status);
-    return;
-  }
-  if (reply.trickleInterval.count() > 0 && !body.empty()) {
-    auto shared = std::make_shared<std::string>(std::move(body));
-    std::chrono::milliseconds interval = reply.trickleInterval;
-    response.set_content_provider(
-        shared->size(), reply.contentType,
-        [this, shared, interval](size_t offset, size_t, httplib::DataSink& sink) {
-          if (!pause(interval)) return false;
-          return sink.write(shared->data() + offset, 1);
-        });
+    // No body.
+  } else if (reply.trickleInterval.count() > 0 && !body->empty()) {
+    response.set_content_provider(body->size(), kContentType,
+                                  [this, body, interval = reply.trickleInterval](
+                                      size_t offset, size_t, httplib::DataSink& sink) {
+                                    return pause(interval) && sink.write(body->data() + offset, 1);
+                                  });
   } else if (reply.chunked) {
-    auto shared = std::make_shared<std::string>(std::move(body));
-    response.set_chunked_content_provider(
-        reply.contentType, [shared](size_t offset, httplib::DataSink& sink) {
-          if (offset < shared->size()) {
-            return sink.write(shared->data() + offset, shared->size() - offset);
-          }
-          sink.done();
-          return true;
-        });
+    response.set_chunked_content_provider(kContentType, [body](size_t, httplib::DataSink& sink) {
+      sink.write(body->data(), body->size());
+      sink.done();
+      return true;
+    });
   } else {
-    response.set_content(body, reply.contentType);
+    response.set_content(*body, kContentType);
   }
   if (observer) observer(recorded, response.status);
 }
 
 SilentListener::SilentListener() {
   socket_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = 0;
+  sockaddr_in address{.sin_family = AF_INET, .sin_port = 0, .sin_addr = {htonl(INADDR_LOOPBACK)}};
   socklen_t length = sizeof(address);
-  if (socket_ < 0 || ::bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
-      ::listen(socket_, 16) != 0 ||
-      ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-    return;
+  auto* raw = reinterpret_cast<sockaddr*>(&address);
+  if (socket_ >= 0 && ::bind(socket_, raw, sizeof(address)) == 0 && ::listen(socket_, 16) == 0 &&
+      ::getsockname(socket_, raw, &length) == 0) {
+    port_ = ntohs(address.sin_port);
   }
-  port_ = ntohs(address.sin_port);
 }
 
 SilentListener::~SilentListener() {
   if (socket_ >= 0) ::close(socket_);
 }
-
-std::string SilentListener::url() const { return "http://127.0.0.1:" + std::to_string(port_); }
 
 }  // namespace pluvo::testing

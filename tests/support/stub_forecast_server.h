@@ -1,24 +1,22 @@
 // A stand-in for the forecast service on 127.0.0.1, for the tests and the demo.
 //
-// `StubForecastServer` answers every GET with the reply set for its path (or the default reply):
-// a chart packet from memory or from a file (read on every request, so it can be swapped), any
-// status, extra header fields such as Cache-Control, an ETag it honours with 304, an empty or a
-// garbage body, or a body that trickles out one byte per interval. It counts requests and keeps
-// the last one's path, query and header fields. `SilentListener` accepts connections and never
-// answers. Both listen on 127.0.0.1 only; port 0 picks a free port. Given a certificate, the
-// server speaks HTTPS (tests/data holds a self-signed one for 127.0.0.1).
+// `StubForecastServer` answers every GET with the reply last set: a chart packet from memory or
+// from a file (read on every request, so it can be swapped), any status, extra header fields
+// such as Cache-Control or Location, an ETag it honours with 304, or a body that trickles out one
+// byte per interval, comes in chunks or starts late. It counts requests and keeps the last one's
+// path, query and header fields. `SilentListener` accepts connections and never answers. Both
+// listen on 127.0.0.1 only; port 0 picks a free port. Given a certificate, the server speaks
+// HTTPS (tests/data holds a self-signed one for 127.0.0.1).
 //
 //   StubForecastServer server;
-//   server.setReply({.body = readSample("minimal.json"), .headers = {{"Cache-Control",
-//   "max-age=60"}}}); fetch(server.url() + "/api/mobile/weather-chart?location=Oslo");
-//   server.requestCount();             // 1
+//   server.setReply({.body = readSample("minimal.json"), .etag = "\"v1\""});
+//   fetch(server.url() + "/api/mobile/weather-chart?location=Oslo");
 //   server.lastRequest()->param("location");  // "Oslo"
 //
 // Thread safety: every method may be called from any thread while requests are served; the
 // destructor stops serving and joins the server's threads.
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
@@ -47,18 +45,11 @@ struct StubReply {
   int status = 200;
   std::string body{};
   std::optional<std::filesystem::path> bodyFile{};  // read per request; replaces `body`
-  // With a parameter, as the service sends it; plain "application/json" makes the stub compress
-  // the body when the request accepts it (gzip, brotli), which costs time on every request.
-  std::string contentType = "application/json; charset=utf-8";
   HeaderFields headers{};
-  // When set: sent as the ETag, and a request whose If-None-Match equals it gets 304.
-  std::string etag{};
-  // When positive, the body goes out one byte per interval.
-  std::chrono::milliseconds trickleInterval{0};
-  // Sent in chunked transfer coding, without a Content-Length.
-  bool chunked = false;
-  // The answer starts after this long, so that concurrent requests overlap.
-  std::chrono::milliseconds delay{0};
+  std::string etag{};  // sent as the ETag; a request whose If-None-Match equals it gets 304
+  std::chrono::milliseconds trickleInterval{0};  // when positive, one body byte per interval
+  bool chunked = false;                          // chunked transfer coding, no Content-Length
+  std::chrono::milliseconds delay{0};            // the answer starts after this long
 };
 
 struct StubRequest {
@@ -68,7 +59,7 @@ struct StubRequest {
   HeaderFields headers;
 
   std::optional<std::string> header(std::string_view name) const;  // any case
-  std::optional<std::string> param(std::string_view name) const;
+  std::optional<std::string> param(const std::string& name) const;
 };
 
 // A certificate and its private key (PEM files) for serving HTTPS.
@@ -79,8 +70,7 @@ struct StubTls {
 
 class StubForecastServer {
  public:
-  // Listens on 127.0.0.1:`port`, 0 for a free port, speaking HTTPS when `tls` is given; see
-  // `listening` and `error`.
+  // Listens on 127.0.0.1:`port`, 0 for a free port; see `listening` and `error`.
   explicit StubForecastServer(int port = 0, std::optional<StubTls> tls = std::nullopt);
   ~StubForecastServer();
   StubForecastServer(const StubForecastServer&) = delete;
@@ -91,9 +81,7 @@ class StubForecastServer {
   int port() const { return port_; }
   std::string url() const;  // "http://127.0.0.1:<port>", or https
 
-  void setReply(StubReply reply);                           // for every path
-  void setReply(const std::string& path, StubReply reply);  // for one path, before the default
-
+  void setReply(StubReply reply);
   int requestCount() const;
   std::optional<StubRequest> lastRequest() const;
   // Called after each answer with the request and the status sent (the program logs it).
@@ -110,11 +98,8 @@ class StubForecastServer {
   bool tls_ = false;
   std::string error_;
 
-  mutable std::mutex mutex_;
-  // Guarded by mutex_: defaultReply_, pathReplies_, requestCount_, lastRequest_, observer_,
-  // stopping_ (also read through stopped_).
-  StubReply defaultReply_;
-  std::map<std::string, StubReply> pathReplies_;
+  mutable std::mutex mutex_;  // guards the members below; stopped_ waits on it
+  StubReply reply_;
   int requestCount_ = 0;
   std::optional<StubRequest> lastRequest_;
   std::function<void(const StubRequest&, int)> observer_;
@@ -130,7 +115,7 @@ class SilentListener {
   SilentListener(const SilentListener&) = delete;
   SilentListener& operator=(const SilentListener&) = delete;
   int port() const { return port_; }
-  std::string url() const;
+  std::string url() const { return "http://127.0.0.1:" + std::to_string(port_); }
 
  private:
   int socket_ = -1;
