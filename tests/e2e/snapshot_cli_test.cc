@@ -11,12 +11,13 @@
 namespace pluvo {
 namespace {
 
-using ::testing::HasSubstr;
-using testing::runCommand;
-
-const std::string kCli = PLUVO_CLI;
 const std::string kRainy = std::string(PLUVO_SAMPLES_DIR) + "/rainy-week.json";
 const std::string kNow = "2026-10-29T19:05:00Z";
+
+testing::CommandResult snapshotCommand(std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), {PLUVO_CLI, "snapshot"});
+  return testing::runCommand(arguments);
+}
 
 model::PluvoWidgetSnapshot decoded(const testing::CommandResult& run) {
   EXPECT_EQ(run.exitCode, 0) << run.err;
@@ -26,86 +27,58 @@ model::PluvoWidgetSnapshot decoded(const testing::CommandResult& run) {
   return snapshot.value_or(model::PluvoWidgetSnapshot{});
 }
 
-TEST(SnapshotCli, BuildPrintsTheBuildersSnapshot) {
+TEST(SnapshotCli, BuildNormalizeAndDisplayPrintTheLibrarysSnapshots) {
   auto packet = model::decodeChartPacket(testing::readSample("rainy-week.json")).value();
-  snapshot::BuildOptions options;
-  options.displayLocation = "Galveston Island";
-  options.dayCount = 3;
-  options.temperatureUnit = "C";
-  options.selectedMetricKeys = std::vector<std::string>{"tide", "precip"};
-  EXPECT_EQ(decoded(runCommand({kCli, "snapshot", "build", kRainy, "--now", kNow, "--location",
-                                "Galveston Island", "--days", "3", "--unit", "c", "--metrics",
-                                "tide, precip"})),
-            snapshot::makeWidgetSnapshot(packet, options, testing::at(kNow)));
+  EXPECT_EQ(
+      decoded(snapshotCommand({"build", kRainy, "--now", kNow, "--location", "Galveston Island",
+                               "--days", "3", "--unit", "c", "--metrics", "tide, precip"})),
+      snapshot::makeWidgetSnapshot(
+          packet, {"Galveston Island", 3, "C", std::vector<std::string>{"tide", "precip"}},
+          testing::at(kNow)));
 
-  model::PluvoWidgetSnapshot plain =
-      decoded(runCommand({kCli, "snapshot", "build", kRainy, "--now", kNow}));
-  EXPECT_EQ(plain.days.size(), 7u);
-  EXPECT_EQ(plain.locationName, "Galveston, TX");
-  EXPECT_EQ(plain.temperatureUnit, "F");
-  EXPECT_FALSE(plain.selectedMetricKeys.has_value());
-}
-
-TEST(SnapshotCli, BuildRejectsBadChoicesInOneLine) {
-  auto metrics = runCommand({kCli, "snapshot", "build", kRainy, "--metrics", "precip,snow"});
-  EXPECT_EQ(metrics.exitCode, 1);
-  EXPECT_EQ(metrics.out, "");
-  EXPECT_EQ(metrics.err,
-            "pluvo-widget: --metrics: \"snow\" is not a metric key; use precip, temp, wind, "
-            "humidity, dewpoint, cloudcover, pressure, airquality, tide, solunar, sun\n");
-  auto unit = runCommand({kCli, "snapshot", "build", kRainy, "--unit", "K"});
-  EXPECT_EQ(unit.exitCode, 1);
-  EXPECT_EQ(unit.err, "pluvo-widget: --unit \"K\" is not a temperature unit; use F or C\n");
-  auto notAPacket = runCommand({kCli, "snapshot", "build", std::string(PLUVO_CLI)});
-  EXPECT_EQ(notAPacket.exitCode, 1);
-  EXPECT_THAT(notAPacket.err, HasSubstr(" is not a chart packet: "));
-}
-
-TEST(SnapshotCli, NormalizeAndDisplayReadStoredSnapshots) {
   testing::TemporaryDirectory dir;
-  auto path = dir.path() / "snapshot.json";
-  auto built = runCommand({kCli, "snapshot", "build", kRainy, "--now", kNow, "-o", path.string()});
+  auto path = (dir.path() / "snapshot.json").string();
+  auto built = snapshotCommand({"build", kRainy, "--now", kNow, "-o", path});
   ASSERT_EQ(built.exitCode, 0) << built.err;
-  model::PluvoWidgetSnapshot stored =
-      model::decodeWidgetSnapshot(testing::readFileBytes(path)).value();
-
-  std::string damaged = testing::readFileBytes(path);
-  damaged.replace(damaged.find("\"symbolName\":\"cloud.bolt.rain.fill\""), 35,
-                  "\"symbolName\":\"sun.max.fill\"");
-  testing::writeFileBytes(path, damaged);
-  EXPECT_EQ(decoded(runCommand({kCli, "snapshot", "normalize", path.string()})), stored);
-
-  auto shown = decoded(runCommand({kCli, "snapshot", "display", path.string(), "--at",
-                                   "2026-10-31T19:10:00Z", "--time-zone", "Asia/Tokyo"}));
-  EXPECT_EQ(shown, snapshot::displaySnapshot(model::decodeWidgetSnapshot(damaged).value(),
-                                             testing::at("2026-10-31T19:10:00Z"),
-                                             findTimeZone("Asia/Tokyo")));
-  EXPECT_EQ(shown.current.temperature, stored.days[2].hourlyPoints->at(14).temperature);
+  std::string bytes = testing::readFileBytes(path);
+  auto stored = model::decodeWidgetSnapshot(bytes).value();
+  // By default: every day, the packet's place, in °F, with no charts chosen.
+  EXPECT_EQ(stored,
+            snapshot::makeWidgetSnapshot(packet, {"", 7, "F", std::nullopt}, testing::at(kNow)));
+  bytes.replace(bytes.find("\"symbolName\":\"cloud.bolt.rain.fill\""), 35,
+                "\"symbolName\":\"sun.max.fill\"");
+  testing::writeFileBytes(path, bytes);
+  EXPECT_EQ(decoded(snapshotCommand({"normalize", path})), stored);
+  EXPECT_EQ(
+      decoded(snapshotCommand(
+          {"display", path, "--at", "2026-10-31T19:10:00Z", "--time-zone", "Asia/Tokyo"})),
+      snapshot::displaySnapshot(model::decodeWidgetSnapshot(bytes).value(),
+                                testing::at("2026-10-31T19:10:00Z"), findTimeZone("Asia/Tokyo")));
 }
 
-TEST(SnapshotCli, NormalizeAndDisplayRejectBadInputInOneLine) {
+TEST(SnapshotCli, BadChoicesAndInputsAreOneLine) {
   testing::TemporaryDirectory dir;
-  auto path = dir.path() / "broken.json";
-  auto built = runCommand({kCli, "snapshot", "build", kRainy, "--days", "1"});
-  std::string json = built.out;
-  json.replace(json.find("\"id\":0,"), 7, "");
-  testing::writeFileBytes(path, json);
-  for (std::vector<std::string> args :
-       {std::vector<std::string>{"normalize"}, std::vector<std::string>{"display", "--at", kNow}}) {
-    std::string command = args[0];
-    args.insert(args.begin(), {kCli, "snapshot"});
-    args.insert(args.begin() + 3, path.string());
-    auto run = runCommand(args);
-    EXPECT_EQ(run.exitCode, 1) << command;
+  const std::string array = (dir.path() / "array.json").string();
+  testing::writeFileBytes(array, "[]");
+  const std::string notASnapshot =
+      array + " is not a widget snapshot: expected an object, found an array";
+  const std::pair<std::vector<std::string>, std::string> cases[] = {
+      {{"build", kRainy, "--metrics", "precip,snow"},
+       "--metrics: \"snow\" is not a metric key; use precip, temp, wind, humidity, dewpoint, "
+       "cloudcover, pressure, airquality, tide, solunar, sun"},
+      {{"build", kRainy, "--unit", "K"}, "--unit \"K\" is not a temperature unit; use F or C"},
+      {{"build", array}, array + " is not a chart packet: expected an object, found an array"},
+      {{"normalize", array}, notASnapshot},
+      {{"display", array, "--at", kNow}, notASnapshot},
+      {{"display", array, "--at", "noon"},
+       "--at \"noon\" is not an ISO 8601 instant; write it like 2026-11-21T15:00:00Z"},
+  };
+  for (const auto& [arguments, error] : cases) {
+    auto run = snapshotCommand(arguments);
+    EXPECT_EQ(run.exitCode, 1) << arguments[0];
     EXPECT_EQ(run.out, "");
-    EXPECT_EQ(run.err, "pluvo-widget: " + path.string() +
-                           " is not a widget snapshot: days[0].id: missing required key\n");
+    EXPECT_EQ(run.err, "pluvo-widget: " + error + "\n");
   }
-  auto badAt = runCommand({kCli, "snapshot", "display", path.string(), "--at", "noon"});
-  EXPECT_EQ(badAt.exitCode, 1);
-  EXPECT_EQ(badAt.err,
-            "pluvo-widget: --at \"noon\" is not an ISO 8601 instant; write it like "
-            "2026-11-21T15:00:00Z\n");
 }
 
 }  // namespace

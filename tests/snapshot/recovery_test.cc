@@ -1,13 +1,19 @@
+// Forecast cache recovery on a real cache file in a temporary container, with the environment's
+// clock and device zone: the snapshot built from the bundled cache, every refusal with its exact
+// line and the order of the checks, the 36-hour, cut-off and 60-second boundaries to the second,
+// the day count, today in the place's zone or the device's, unreadable caches, and the `recover`
+// command that prints the rebuilt snapshot or the reason on standard error.
 #include "snapshot/recovery.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "model/forecast_cache_record.h"
-#include "snapshot/store.h"
+#include "snapshot/builder.h"
 #include "support/test_environment.h"
 #include "support/test_support.h"
 
@@ -19,259 +25,150 @@ using model::ForecastCacheRecoveryRecord;
 using testing::at;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using testing::readSample;
-using ::testing::StartsWith;
-using testing::TemporaryDirectory;
-using testing::TestEnvironment;
-using testing::writeFileBytes;
+
+const std::string kSkipped = "Pluvo widget snapshot recovery skipped: ";
+const std::string kStale = kSkipped + "forecast cache is stale";
+const std::string kPredates = kSkipped + "forecast cache predates rain integrity fix";
+const std::string kNotNewer = kSkipped + "forecast cache is not newer than snapshot";
+const std::string kNotToday = kSkipped + "forecast cache does not cover today";
 
 // The bundled cache: completed 2026-10-29T19:06:40Z for " Galveston ,TX ", seven days from
-// 2026-10-29 to 2026-11-04 in America/Chicago.
+// 2026-10-29 to 2026-11-04 in America/Chicago; the rainy-week sample is its packet.
 ForecastCacheRecoveryRecord sampleRecord() {
-  auto record = model::decodeForecastCacheRecoveryRecord(readSample("forecast-cache.json"));
-  EXPECT_TRUE(record.has_value()) << record.error().message;
-  return record.value_or(ForecastCacheRecoveryRecord{});
+  return model::decodeForecastCacheRecoveryRecord(testing::readSample("forecast-cache.json"))
+      .value();
 }
 
 class RecoveryTest : public ::testing::Test {
  protected:
-  RecoveryTest() : env(root.path(), {.now = at("2026-10-29T20:00:00Z")}), recovery(env) {}
+  RecoveryTest() { fs::create_directories(env.containerPath()); }
 
   fs::path cacheFile() const { return env.containerPath() / "pluvo-last-forecast.json"; }
 
-  void writeCache(const ForecastCacheRecoveryRecord& record) {
-    auto json = model::encodeForecastCacheRecoveryRecord(record);
-    ASSERT_TRUE(json.has_value()) << json.error().message;
-    fs::create_directories(env.containerPath());
-    writeFileBytes(cacheFile(), *json);
-  }
-
-  void writeCacheCompletedAt(std::string_view completedAt) {
+  // Writes the bundled cache, changed by `edit` first.
+  void writeCache(const std::function<void(ForecastCacheRecoveryRecord&)>& edit = {}) {
     ForecastCacheRecoveryRecord record = sampleRecord();
-    record.completedAt = at(completedAt);
-    writeCache(record);
+    if (edit) edit(record);
+    testing::writeFileBytes(cacheFile(), model::encodeForecastCacheRecoveryRecord(record).value());
   }
 
-  // Recovers with the clock at `clock`, returning the result and clearing the log for the next.
+  // Recovers with the clock at `clock` (today is that day too), with a clean log.
   std::optional<model::PluvoWidgetSnapshot> recoverAt(std::string_view clock,
-                                                      std::optional<Instant> newerThan = {}) {
+                                                      const char* newerThan = nullptr) {
     env.logger.clear();
     env.clock.set(at(clock));
-    return recovery.recover(newerThan, at(clock));
+    return recovery.recover(newerThan ? std::optional(at(newerThan)) : std::nullopt, at(clock));
   }
 
-  std::vector<std::string> lines() const { return env.logger.lines(); }
-
-  TemporaryDirectory root;
-  TestEnvironment env;
-  ForecastCacheRecovery recovery;
+  testing::TemporaryDirectory root;
+  testing::TestEnvironment env{root.path()};
+  ForecastCacheRecovery recovery{env};
 };
 
-constexpr const char* kStale = "Pluvo widget snapshot recovery skipped: forecast cache is stale";
-constexpr const char* kPredates =
-    "Pluvo widget snapshot recovery skipped: forecast cache predates rain integrity fix";
-constexpr const char* kNotNewer =
-    "Pluvo widget snapshot recovery skipped: forecast cache is not newer than snapshot";
-constexpr const char* kNotToday =
-    "Pluvo widget snapshot recovery skipped: forecast cache does not cover today";
-
-TEST_F(RecoveryTest, BuildsAWeekInFahrenheitWithTheDefaultChartsAndATidyPlaceName) {
-  writeCache(sampleRecord());
-  const std::string cacheBytes = testing::readFileBytes(cacheFile());
+TEST_F(RecoveryTest, BuildsUpToAWeekInFahrenheitWithTheDefaultChartsAndATidyPlaceName) {
+  writeCache();
+  const std::string written = testing::readFileBytes(cacheFile());
   // 35 h 59 min after completion, on 2026-10-31 in Chicago.
-  auto snapshot = recoverAt("2026-10-31T07:05:40Z", at("2026-10-29T12:00:00Z"));
+  auto snapshot = recoverAt("2026-10-31T07:05:40Z", "2026-10-29T12:00:00Z");
+  EXPECT_THAT(env.logger.lines(), IsEmpty());
+  auto packet = model::decodeChartPacket(testing::readSample("rainy-week.json")).value();
+  EXPECT_EQ(snapshot,
+            makeWidgetSnapshot(
+                packet, {"Galveston, TX", 7, "F", std::vector<std::string>{"precip", "temp"}},
+                at("2026-10-31T07:05:40Z")));
+  EXPECT_EQ(testing::readFileBytes(cacheFile()), written);  // only read
 
+  writeCache([](auto& r) { r.packet.days.resize(10, r.packet.days.back()); });
+  snapshot = recoverAt("2026-10-29T20:00:00Z");
   ASSERT_TRUE(snapshot.has_value());
-  EXPECT_THAT(lines(), IsEmpty());
-  EXPECT_EQ(snapshot->locationName, "Galveston, TX");
-  EXPECT_EQ(snapshot->temperatureUnit, "F");
-  EXPECT_EQ(snapshot->selectedMetricKeys, (std::vector<std::string>{"precip", "temp"}));
-  EXPECT_EQ(snapshot->updatedAt, at("2026-10-31T07:05:40Z")) << "built at the clock's instant";
-  EXPECT_EQ(snapshot->timezone, "America/Chicago");
-  ASSERT_EQ(snapshot->days.size(), 7u);
-  EXPECT_EQ(snapshot->days.front().fullDate, "2026-10-29");
+  EXPECT_EQ(snapshot->days.size(), 7u);
   EXPECT_EQ(snapshot->days.back().fullDate, "2026-11-04");
-  // The cache file is only read.
-  EXPECT_TRUE(testing::readFileBytes(cacheFile()) == cacheBytes);
+  // No days at all: built as asked for one, and then found not to cover today.
+  writeCache([](auto& r) { r.packet.days.clear(); });
+  EXPECT_FALSE(recoverAt("2026-10-29T20:00:00Z"));
+  EXPECT_THAT(env.logger.lines(), ElementsAre(kNotToday));
 }
 
-TEST_F(RecoveryTest, StalenessIsMeasuredToTheSecondOnTheClockReadAfresh) {
-  writeCache(sampleRecord());  // completed 2026-10-29T19:06:40Z
-  EXPECT_TRUE(recoverAt("2026-10-31T07:06:39Z").has_value()) << "35:59:59 old";
-  EXPECT_FALSE(recoverAt("2026-10-31T07:06:40Z").has_value()) << "exactly 36 h old";
-  EXPECT_THAT(lines(), ElementsAre(kStale));
+TEST_F(RecoveryTest, EachCheckRefusesWithItsLineInOrderAndToTheSecond) {
+  const char* const kNow = "2026-10-29T20:00:00Z";
+  const char* const kShown = "2026-10-29T12:00:00Z";  // the caller's snapshot
+  const struct {
+    const char *completedAt, *clock, *newerThan;
+    std::string line;  // empty when the cache is used
+  } cases[] = {
+      {"2026-10-29T19:06:40Z", "2026-10-31T07:06:39Z", nullptr, ""},  // 35:59:59 old
+      {"2026-10-29T19:06:40Z", "2026-10-31T07:06:40Z", nullptr, kStale},
+      {"2026-10-29T19:06:40Z", "2026-10-29T18:00:00Z", nullptr, ""},  // completed in the future
+      {"2026-06-24T00:54:27Z", "2026-06-24T01:00:00Z", nullptr, kPredates},
+      // Exactly at the cut-off passes, to be refused next: October's days do not cover June.
+      {"2026-06-24T00:54:28Z", "2026-06-24T01:00:00Z", nullptr, kNotToday},
+      {"2026-06-01T00:00:00Z", kNow, nullptr, kStale},  // staleness is checked first
+      {"2026-10-29T12:01:00Z", kNow, kShown, kNotNewer},
+      {"2026-10-29T12:01:01Z", kNow, kShown, ""},
+      {"2026-10-29T12:01:00Z", kNow, nullptr, ""},  // no snapshot shown, nothing to be newer than
+      // 22:00 on 2026-11-04 in Chicago, though 2026-11-05 in UTC; then midnight in Chicago.
+      {"2026-11-05T02:00:00Z", "2026-11-05T04:00:00Z", nullptr, ""},
+      {"2026-11-05T02:00:00Z", "2026-11-05T06:00:00Z", nullptr, kNotToday},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.completedAt) + " at " + c.clock);
+    writeCache([&](auto& r) { r.completedAt = at(c.completedAt); });
+    EXPECT_EQ(recoverAt(c.clock, c.newerThan).has_value(), c.line.empty());
+    EXPECT_EQ(env.logger.lines(),
+              c.line.empty() ? std::vector<std::string>{} : std::vector<std::string>{c.line});
+  }
 
-  // A completion in the future is not stale.
-  EXPECT_TRUE(recoverAt("2026-10-29T18:00:00Z").has_value());
-
-  // Age is taken from the environment's clock, not from the `now` argument.
+  // The age is read on the environment's clock, not from the day asked for.
+  writeCache();
   env.logger.clear();
   env.clock.set(at("2026-11-01T00:00:00Z"));
-  EXPECT_FALSE(recovery.recover(std::nullopt, at("2026-10-30T12:00:00Z")).has_value());
-  EXPECT_THAT(lines(), ElementsAre(kStale));
+  EXPECT_FALSE(recovery.recover(std::nullopt, at("2026-10-30T12:00:00Z")));
+  EXPECT_THAT(env.logger.lines(), ElementsAre(kStale));
 }
 
-TEST_F(RecoveryTest, ForecastsCompletedBeforeTheRainFixAreRefusedEvenWhenFresh) {
-  writeCacheCompletedAt("2026-06-24T00:54:27Z");
-  EXPECT_FALSE(recoverAt("2026-06-24T01:00:00Z").has_value());
-  EXPECT_THAT(lines(), ElementsAre(kPredates));
-
-  // Exactly at the cut-off passes that check and reaches the next ones: the late-October
-  // forecast does not cover a day in June.
-  writeCacheCompletedAt("2026-06-24T00:54:28Z");
-  EXPECT_FALSE(recoverAt("2026-06-24T01:00:00Z").has_value());
-  EXPECT_THAT(lines(), ElementsAre(kNotToday));
-
-  // Staleness is checked first.
-  writeCacheCompletedAt("2026-06-01T00:00:00Z");
-  EXPECT_FALSE(recoverAt("2026-10-29T20:00:00Z").has_value());
-  EXPECT_THAT(lines(), ElementsAre(kStale));
-}
-
-TEST_F(RecoveryTest, CacheMustBeMoreThanAMinuteNewerThanTheShownSnapshot) {
-  const Instant shown = at("2026-10-29T12:00:00Z");
-  writeCacheCompletedAt("2026-10-29T12:01:00Z");
-  EXPECT_FALSE(recoverAt("2026-10-29T20:00:00Z", shown).has_value());
-  EXPECT_THAT(lines(), ElementsAre(kNotNewer));
-  // With no snapshot shown there is nothing to be newer than.
-  EXPECT_TRUE(recoverAt("2026-10-29T20:00:00Z", std::nullopt).has_value());
-  EXPECT_THAT(lines(), IsEmpty());
-
-  writeCacheCompletedAt("2026-10-29T12:01:01Z");
-  EXPECT_TRUE(recoverAt("2026-10-29T20:00:00Z", shown).has_value());
-  EXPECT_THAT(lines(), IsEmpty());
-
-  // Older than the shown snapshot, the newness check refuses it after the integrity check.
-  writeCacheCompletedAt("2026-10-29T11:00:00Z");
-  EXPECT_FALSE(recoverAt("2026-10-29T20:00:00Z", shown).has_value());
-  EXPECT_THAT(lines(), ElementsAre(kNotNewer));
-}
-
-TEST_F(RecoveryTest, DayCountIsClampedToOneThroughSeven) {
-  ForecastCacheRecoveryRecord record = sampleRecord();
-  ASSERT_EQ(record.packet.days.size(), 7u);
-  for (int extra = 1; extra <= 3; ++extra) {  // 2026-11-05 ... 2026-11-07
-    model::ChartDay day = record.packet.days.back();
-    day.index += 1;
-    day.fullDate = "2026-11-0" + std::to_string(4 + extra);
-    record.packet.days.push_back(day);
-  }
-  writeCache(record);
-  auto ten = recoverAt("2026-10-29T20:00:00Z");
-  ASSERT_TRUE(ten.has_value());
-  ASSERT_EQ(ten->days.size(), 7u);
-  EXPECT_EQ(ten->days.back().fullDate, "2026-11-04");
-
-  record.packet.days.resize(1);
-  writeCache(record);
-  auto one = recoverAt("2026-10-29T20:00:00Z");
-  ASSERT_TRUE(one.has_value());
-  EXPECT_EQ(one->days.size(), 1u);
-
-  // No days at all: built as asked for one, and then found not to cover today.
-  record.packet.days.clear();
-  writeCache(record);
-  EXPECT_FALSE(recoverAt("2026-10-29T20:00:00Z").has_value());
-  EXPECT_THAT(lines(), ElementsAre(kNotToday));
-}
-
-TEST_F(RecoveryTest, TodayIsTheCalendarDayInThePlacesZoneOrElseTheDevicesZone) {
-  ForecastCacheRecoveryRecord record = sampleRecord();
-  record.completedAt = at("2026-11-05T02:00:00Z");
-  writeCache(record);
-  // 22:00 on 2026-11-04 in Chicago, though already 2026-11-05 in UTC and on the device (Chicago
-  // time is what counts for a Galveston forecast).
-  auto lastEvening = recoverAt("2026-11-05T04:00:00Z");
-  ASSERT_TRUE(lastEvening.has_value());
-  EXPECT_THAT(lines(), IsEmpty());
-  // Midnight in Chicago: the forecast's days have ended.
-  EXPECT_FALSE(recoverAt("2026-11-05T06:00:00Z").has_value());
-  EXPECT_THAT(lines(), ElementsAre(kNotToday));
-
-  // A zone the system does not know gives way to the device's zone (Chicago here), and Tokyo
-  // is already on 2026-11-05.
-  record.packet.location.timezone = "Atlantis/Lost";
-  writeCache(record);
-  EXPECT_TRUE(recoverAt("2026-11-05T04:00:00Z").has_value());
-  TemporaryDirectory tokyoRoot;
-  TestEnvironment tokyo(tokyoRoot.path(),
-                        {.now = at("2026-11-05T04:00:00Z"), .deviceZone = "Asia/Tokyo"});
-  fs::create_directories(tokyo.containerPath());
-  fs::copy_file(cacheFile(), tokyo.containerPath() / "pluvo-last-forecast.json");
+TEST_F(RecoveryTest, AnUnknownPlaceZoneGivesWayToTheDevicesZone) {
+  writeCache([](auto& r) {
+    r.completedAt = at("2026-11-05T02:00:00Z");
+    r.packet.location.timezone = "Atlantis/Lost";
+  });
+  EXPECT_TRUE(recoverAt("2026-11-05T04:00:00Z"));  // the device is in Chicago, on 2026-11-04
+  testing::TestEnvironment tokyo(root.path(),
+                                 {.now = at("2026-11-05T04:00:00Z"), .deviceZone = "Asia/Tokyo"});
   EXPECT_FALSE(ForecastCacheRecovery(tokyo).recover(std::nullopt, at("2026-11-05T04:00:00Z")));
   EXPECT_THAT(tokyo.logger.lines(), ElementsAre(kNotToday));
 }
 
 TEST_F(RecoveryTest, UnreadableCachesAreOneFailureLine) {
-  EXPECT_FALSE(recoverAt("2026-10-29T20:00:00Z").has_value());
-  EXPECT_THAT(lines(), ElementsAre("Pluvo widget snapshot recovery failed: cannot open " +
-                                   cacheFile().string() + ": No such file or directory"));
-
-  std::string sample = readSample("forecast-cache.json");
-  std::string withoutLocation = sample;
-  withoutLocation.replace(withoutLocation.find("\"displayLocation\""), 17, "\"displayPlace\"");
-  writeFileBytes(cacheFile(), withoutLocation);
-  EXPECT_FALSE(recoverAt("2026-10-29T20:00:00Z").has_value());
-  EXPECT_THAT(lines(), ElementsAre("Pluvo widget snapshot recovery failed: displayLocation: "
-                                   "missing required key"));
-
-  std::string badDate = sample;
-  badDate.replace(badDate.find("2026-10-29T19:06:40Z"), 20, "2026-10-29 19:06:40");
-  writeFileBytes(cacheFile(), badDate);
-  EXPECT_FALSE(recoverAt("2026-10-29T20:00:00Z").has_value());
-  EXPECT_THAT(lines(), ElementsAre("Pluvo widget snapshot recovery failed: completedAt: malformed "
-                                   "ISO 8601 date \"2026-10-29 19:06:40\""));
-
-  std::string badPacket = sample;
-  const std::string precip = "\"key\":\"precip\"";
-  badPacket.replace(badPacket.find(precip), precip.size(), "\"key\":\"snow\"");
-  writeFileBytes(cacheFile(), badPacket);
-  EXPECT_FALSE(recoverAt("2026-10-29T20:00:00Z").has_value());
-  EXPECT_THAT(lines(), ElementsAre("Pluvo widget snapshot recovery failed: packet: "
-                                   "metrics[0].key: unknown value \"snow\""));
-
-  writeFileBytes(cacheFile(), sample.substr(0, sample.size() / 2));
-  EXPECT_FALSE(recoverAt("2026-10-29T20:00:00Z").has_value());
-  EXPECT_THAT(lines(), ElementsAre(StartsWith("Pluvo widget snapshot recovery failed: invalid "
-                                              "JSON: ")));
-}
-
-TEST_F(RecoveryTest, WithoutTheContainerThereIsNoCacheToRead) {
-  writeCache(sampleRecord());
-  env.faults.containerUnavailable = true;
-  EXPECT_FALSE(recoverAt("2026-10-29T20:00:00Z").has_value());
-  EXPECT_THAT(lines(), ElementsAre("Pluvo widget snapshot recovery skipped: app group forecast "
-                                   "cache unavailable"));
-}
-
-TEST(ForecastCacheRecordTest, EncodingRoundTripsTheBundledCache) {
-  ForecastCacheRecoveryRecord record = sampleRecord();
-  EXPECT_EQ(record.displayLocation, " Galveston ,TX ");
-  EXPECT_EQ(record.completedAt, at("2026-10-29T19:06:40Z"));
-  EXPECT_EQ(record.packet.days.size(), 7u);
-  auto json = model::encodeForecastCacheRecoveryRecord(record);
-  ASSERT_TRUE(json.has_value());
-  EXPECT_EQ(model::decodeForecastCacheRecoveryRecord(*json), record);
-  // The packet inside decodes exactly as a packet on its own does, apart from the random ids
-  // that alerts without one are given.
-  auto alone = model::decodeChartPacket(readSample("rainy-week.json"));
-  ASSERT_TRUE(alone.has_value());
-  for (model::ChartPacket* packet : {&record.packet, &*alone}) {
-    ASSERT_TRUE(packet->alerts.has_value());
-    for (model::ChartAlert& alert : *packet->alerts) alert.id.clear();
+  const std::string failed = "Pluvo widget snapshot recovery failed: ";
+  EXPECT_FALSE(recoverAt("2026-10-29T20:00:00Z"));
+  EXPECT_THAT(env.logger.lines(), ElementsAre(failed + "cannot open " + cacheFile().string() +
+                                              ": No such file or directory"));
+  const std::string sample = testing::readSample("forecast-cache.json");
+  const struct {
+    std::string from, to, line;
+  } cases[] = {
+      {"\"displayLocation\"", "\"displayPlace\"", "displayLocation: missing required key"},
+      {"2026-10-29T19:06:40Z", "2026-10-29 19:06:40",
+       "completedAt: malformed ISO 8601 date \"2026-10-29 19:06:40\""},
+      {"\"key\":\"precip\"", "\"key\":\"snow\"", "packet: metrics[0].key: unknown value \"snow\""},
+  };
+  for (const auto& c : cases) {
+    std::string bytes = sample;
+    testing::writeFileBytes(cacheFile(), bytes.replace(bytes.find(c.from), c.from.size(), c.to));
+    EXPECT_FALSE(recoverAt("2026-10-29T20:00:00Z"));
+    EXPECT_THAT(env.logger.lines(), ElementsAre(failed + c.line));
   }
-  EXPECT_TRUE(record.packet == *alone);
+
+  env.faults.containerUnavailable = true;
+  EXPECT_FALSE(recoverAt("2026-10-29T20:00:00Z"));
+  EXPECT_THAT(env.logger.lines(), ElementsAre(kSkipped + "app group forecast cache unavailable"));
 }
 
-TEST(RecoverCommandTest, PrintsTheRebuiltSnapshotOrExitsWithTheReason) {
-  TemporaryDirectory root;
-  fs::path container = root.path() / "container";
-  fs::create_directories(container);
-  writeFileBytes(container / "pluvo-last-forecast.json", readSample("forecast-cache.json"));
-  const std::vector<std::string> command = {
-      PLUVO_CLI,         "--now",       "2026-10-29T20:00:00Z", "--time-zone",
-      "America/Chicago", "--container", container.string(),     "recover"};
-
+TEST_F(RecoveryTest, TheRecoverCommandPrintsTheRebuiltSnapshotOrExitsWithTheReason) {
+  testing::writeFileBytes(cacheFile(), testing::readSample("forecast-cache.json"));
+  std::vector<std::string> command = {
+      PLUVO_CLI,         "--now",       "2026-10-29T20:00:00Z",       "--time-zone",
+      "America/Chicago", "--container", env.containerPath().string(), "recover"};
   auto recovered = testing::runCommand(command);
   EXPECT_EQ(recovered.exitCode, 0) << recovered.err;
   EXPECT_THAT(recovered.err, IsEmpty());
@@ -280,12 +177,11 @@ TEST(RecoverCommandTest, PrintsTheRebuiltSnapshotOrExitsWithTheReason) {
   EXPECT_EQ(snapshot->locationName, "Galveston, TX");
   EXPECT_EQ(snapshot->updatedAt, at("2026-10-29T20:00:00Z"));
 
-  auto withBound = command;
-  withBound.insert(withBound.end(), {"--newer-than", "2026-10-29T19:05:40Z"});
-  auto refused = testing::runCommand(withBound);
+  command.insert(command.end(), {"--newer-than", "2026-10-29T19:05:40Z"});
+  auto refused = testing::runCommand(command);
   EXPECT_EQ(refused.exitCode, 1);
   EXPECT_THAT(refused.out, IsEmpty());
-  EXPECT_EQ(refused.err, std::string(kNotNewer) + "\n");
+  EXPECT_EQ(refused.err, kNotNewer + "\n");
 }
 
 }  // namespace
