@@ -75,6 +75,17 @@ struct RefreshArguments {
 };
 int refresh(const CommandContext& context, const RefreshArguments& arguments);
 
+// `activity texts STATE` and `activity layout STATE --width W --height H [--compact]`
+// (activity_commands.cc): STATE holds a content state or an activity file of the channel folder.
+int activityTexts(const CommandContext& context, const std::string& statePath);
+struct ActivityLayoutArguments {
+  std::string statePath;
+  double width = 0;
+  double height = 0;
+  bool compact = false;
+};
+int activityLayout(const CommandContext& context, const ActivityLayoutArguments& arguments);
+
 // The newcomer's first run: a readable tour of the bundled samples.
 int demo(const CommandContext& context, const std::string& samplesDir);
 
