@@ -58,19 +58,37 @@ TEST(ChartLayout, SeriesBecomeSpanBarsAndChances) {
        {point("2026-11-17T18:00:00Z", 0.6, 80), point("2026-11-17T15:00:00Z", 0.03, 55),
         point("2026-11-17T16:00:00Z", 0.12, 75), point("2026-11-17T17:00:00Z", 0.24, 85),
         point("2026-11-17T19:00:00Z", 0.07, 60)},
-       "America/Chicago", now, "2026-11-17T15:35:00Z", "2026-11-18T03:35:00Z", false, 0.72, 5,
-       {{"2026-11-17T15:00:00Z", 0.0125}, {"2026-11-17T16:00:00Z", 0.12},
-        {"2026-11-17T17:00:00Z", 0.24}, {"2026-11-17T18:00:00Z", 0.6},
+       "America/Chicago",
+       now,
+       "2026-11-17T15:35:00Z",
+       "2026-11-18T03:35:00Z",
+       false,
+       0.72,
+       5,
+       {{"2026-11-17T15:00:00Z", 0.0125},
+        {"2026-11-17T16:00:00Z", 0.12},
+        {"2026-11-17T17:00:00Z", 0.24},
+        {"2026-11-17T18:00:00Z", 0.6},
         {"2026-11-17T19:00:00Z", 0.07}},
-       15, sample("2026-11-17T15:35:00Z", 66.3628), sample("2026-11-17T19:00:00Z", 60)},
+       15,
+       sample("2026-11-17T15:35:00Z", 66.3628),
+       sample("2026-11-17T19:00:00Z", 60)},
       // 5-minute points 16:00-17:55 with now 18:01: the span starts at 16:01, so the first point
       // shows 4 of its 5 minutes (0.008) and the 16:00 bar holds 0.118. Chances sit at the
       // visible midpoints (16:03 first), after one at the span's start from the covering point.
       {"5-minute, cut at the start",
-       series("2026-11-17T16:00:00Z", 24, 300, 0.01), "America/Chicago", "2026-11-17T18:01:00Z",
-       "2026-11-17T16:01:00Z", "2026-11-18T04:01:00Z", true, 0.5, 24,
+       series("2026-11-17T16:00:00Z", 24, 300, 0.01),
+       "America/Chicago",
+       "2026-11-17T18:01:00Z",
+       "2026-11-17T16:01:00Z",
+       "2026-11-18T04:01:00Z",
+       true,
+       0.5,
+       24,
        {{"2026-11-17T16:00:00Z", 0.118}, {"2026-11-17T17:00:00Z", 0.12}},
-       25, sample("2026-11-17T16:01:00Z", 0), sample("2026-11-17T17:57:30Z", 46)},
+       25,
+       sample("2026-11-17T16:01:00Z", 0),
+       sample("2026-11-17T17:57:30Z", 46)},
       // Durations 54000, 3600, 3600. The 12:00 point shows 15:35-03:00 = 41100 of 54000 s
       // (0.2 -> 0.152222); the 03:00 point 2100 of 3600 s (0.3 -> 0.175); the 04:00 point starts
       // after the span. Chances from 15:35 to 02:50 (46) plus the raw 03:00; at 15:35,
@@ -78,37 +96,101 @@ TEST(ChartLayout, SeriesBecomeSpanBarsAndChances) {
       {"points cut at both ends and beyond the span",
        {point("2026-11-17T12:00:00Z", 0.2, 40), point("2026-11-18T03:00:00Z", 0.3, 70),
         point("2026-11-18T04:00:00Z", 0.5, 90)},
-       "America/Chicago", now, "2026-11-17T15:35:00Z", "2026-11-18T03:35:00Z", false, 0.5, 2,
+       "America/Chicago",
+       now,
+       "2026-11-17T15:35:00Z",
+       "2026-11-18T03:35:00Z",
+       false,
+       0.5,
+       2,
        {{"2026-11-17T12:00:00Z", 0.152222}, {"2026-11-18T03:00:00Z", 0.175}},
-       47, sample("2026-11-17T15:35:00Z", 45.7424), sample("2026-11-18T03:00:00Z", 70)},
+       47,
+       sample("2026-11-17T15:35:00Z", 45.7424),
+       sample("2026-11-18T03:00:00Z", 70)},
       {"every point before the span",
        {point("2026-11-17T10:00:00Z", 0.2, 40), point("2026-11-17T11:00:00Z", 0.3, 70)},
-       "America/Chicago", now, "2026-11-17T15:35:00Z", "2026-11-18T03:35:00Z", false, 0.5, 0,
-       {}, 0, std::nullopt, std::nullopt},
+       "America/Chicago",
+       now,
+       "2026-11-17T15:35:00Z",
+       "2026-11-18T03:35:00Z",
+       false,
+       0.5,
+       0,
+       {},
+       0,
+       std::nullopt,
+       std::nullopt},
       // Without now or points the span starts at the clock (the test passes 2026-11-17T12:00Z).
-      {"no points", {}, nullptr, std::nullopt, "2026-11-17T12:00:00Z", "2026-11-18T00:00:00Z",
-       false, 0.5, 0, {}, 0, std::nullopt, std::nullopt},
+      {"no points",
+       {},
+       nullptr,
+       std::nullopt,
+       "2026-11-17T12:00:00Z",
+       "2026-11-18T00:00:00Z",
+       false,
+       0.5,
+       0,
+       {},
+       0,
+       std::nullopt,
+       std::nullopt},
       // One point lasts 3600 s; the span 16:30-04:30 keeps half of it. Its one chance stays at
       // the point's start, before the span: it is later than the start only when it is inside.
-      {"single point", {point("2026-11-17T16:00:00Z", 0.4, 50)}, nullptr, "2026-11-17T18:30:00Z",
-       "2026-11-17T16:30:00Z", "2026-11-18T04:30:00Z", false, 0.5, 1,
-       {{"2026-11-17T16:00:00Z", 0.2}}, 1, sample("2026-11-17T16:00:00Z", 50), std::nullopt},
+      {"single point",
+       {point("2026-11-17T16:00:00Z", 0.4, 50)},
+       nullptr,
+       "2026-11-17T18:30:00Z",
+       "2026-11-17T16:30:00Z",
+       "2026-11-18T04:30:00Z",
+       false,
+       0.5,
+       1,
+       {{"2026-11-17T16:00:00Z", 0.2}},
+       1,
+       sample("2026-11-17T16:00:00Z", 50),
+       std::nullopt},
       // Without now the span starts at the first point.
-      {"single point without now", {point("2026-11-17T16:20:00Z", 0.45, 50)}, nullptr,
-       std::nullopt, "2026-11-17T16:20:00Z", "2026-11-18T04:20:00Z", false, 0.54, 1,
-       {{"2026-11-17T16:00:00Z", 0.45}}, 1, sample("2026-11-17T16:20:00Z", 50), std::nullopt},
+      {"single point without now",
+       {point("2026-11-17T16:20:00Z", 0.45, 50)},
+       nullptr,
+       std::nullopt,
+       "2026-11-17T16:20:00Z",
+       "2026-11-18T04:20:00Z",
+       false,
+       0.54,
+       1,
+       {{"2026-11-17T16:00:00Z", 0.45}},
+       1,
+       sample("2026-11-17T16:20:00Z", 50),
+       std::nullopt},
       // Kolkata is UTC+5:30: its clock hours start at half past UTC hours.
       {"half-hour zone",
        {point("2026-11-17T04:30:00Z", 0.1, 10), point("2026-11-17T05:30:00Z", 1.0, 20)},
-       "Asia/Kolkata", "2026-11-17T06:00:00Z", "2026-11-17T04:00:00Z", "2026-11-17T16:00:00Z",
-       false, 1.2, 2, {{"2026-11-17T04:30:00Z", 0.1}, {"2026-11-17T05:30:00Z", 1.0}}, 5,
-       sample("2026-11-17T04:30:00Z", 10), sample("2026-11-17T05:30:00Z", 20)},
+       "Asia/Kolkata",
+       "2026-11-17T06:00:00Z",
+       "2026-11-17T04:00:00Z",
+       "2026-11-17T16:00:00Z",
+       false,
+       1.2,
+       2,
+       {{"2026-11-17T04:30:00Z", 0.1}, {"2026-11-17T05:30:00Z", 1.0}},
+       5,
+       sample("2026-11-17T04:30:00Z", 10),
+       sample("2026-11-17T05:30:00Z", 20)},
       // The same points without a zone bucket on Chicago's clock: half past Kolkata's hours.
       {"half-hour points without a zone",
-       {point("2026-11-17T04:30:00Z", 0.1, 10), point("2026-11-17T05:30:00Z", 1.0, 20)}, nullptr,
-       "2026-11-17T06:00:00Z", "2026-11-17T04:00:00Z", "2026-11-17T16:00:00Z", false, 1.2, 2,
-       {{"2026-11-17T04:00:00Z", 0.1}, {"2026-11-17T05:00:00Z", 1.0}}, 5,
-       sample("2026-11-17T04:30:00Z", 10), sample("2026-11-17T05:30:00Z", 20)},
+       {point("2026-11-17T04:30:00Z", 0.1, 10), point("2026-11-17T05:30:00Z", 1.0, 20)},
+       nullptr,
+       "2026-11-17T06:00:00Z",
+       "2026-11-17T04:00:00Z",
+       "2026-11-17T16:00:00Z",
+       false,
+       1.2,
+       2,
+       {{"2026-11-17T04:00:00Z", 0.1}, {"2026-11-17T05:00:00Z", 1.0}},
+       5,
+       sample("2026-11-17T04:30:00Z", 10),
+       sample("2026-11-17T05:30:00Z", 20)},
   };
   for (const LayoutCase& c : cases) {
     SCOPED_TRACE(c.name);
@@ -144,8 +226,8 @@ TEST(ChartLayout, HourlyChancesAreResampledEveryQuarterHourThroughEveryPoint) {
   // At each raw point the spline passes through its value; between, it is smooth.
   auto points = series("2026-11-17T12:00:00Z", 6, 3600, 0.1);
   points[2].precipProb = 90;
-  ChartLayout layout = makeChartLayout(points, 300, 57, findTimeZone("UTC"), true,
-                                       at("2026-11-17T14:00:00Z"), {});
+  ChartLayout layout =
+      makeChartLayout(points, 300, 57, findTimeZone("UTC"), true, at("2026-11-17T14:00:00Z"), {});
   ASSERT_EQ(layout.chanceSamples.size(), 21u);  // 12:00 ... 17:00 every 900 s
   EXPECT_EQ(layout.chanceSamples[8].date, at("2026-11-17T14:00:00Z"));
   EXPECT_DOUBLE_EQ(layout.chanceSamples[8].precipProb, 90);
@@ -156,9 +238,10 @@ TEST(ChartLayout, HourlyChancesAreResampledEveryQuarterHourThroughEveryPoint) {
   EXPECT_DOUBLE_EQ(interpolatedChance({{at("2026-11-17T12:00:00Z"), 42}}, {}), 42);
   EXPECT_DOUBLE_EQ(interpolatedChance({}, {}), 0);
   // Catmull-Rom undershoots before a step; the curve is not clamped here.
-  const std::vector<ChartLayout::ChanceSample> step = {
-      {at("2026-11-17T12:00:00Z"), 0}, {at("2026-11-17T13:00:00Z"), 0},
-      {at("2026-11-17T14:00:00Z"), 100}, {at("2026-11-17T15:00:00Z"), 100}};
+  const std::vector<ChartLayout::ChanceSample> step = {{at("2026-11-17T12:00:00Z"), 0},
+                                                       {at("2026-11-17T13:00:00Z"), 0},
+                                                       {at("2026-11-17T14:00:00Z"), 100},
+                                                       {at("2026-11-17T15:00:00Z"), 100}};
   // Before the step, u = 0.5 on 0, 0 | 0, 100: 0.5 (0.25 x -100 + 0.125 x 100) = -6.25.
   EXPECT_DOUBLE_EQ(interpolatedChance(step, at("2026-11-17T12:30:00Z")), -6.25);
   EXPECT_DOUBLE_EQ(interpolatedChance(step, at("2026-11-17T13:30:00Z")), 50);
@@ -188,8 +271,8 @@ TEST(ChartLayout, CoordinatesMapIntoThePlot) {
   EXPECT_DOUBLE_EQ(narrow.xPosition(narrow.end), 27);
 
   // The tallest bar reaches 1/1.2 of the bar area once it passes 0.5/1.2 in.
-  ChartLayout wet = makeChartLayout({point("2026-11-17T17:00:00Z", 1.0, 50)}, 300, 57, nullptr,
-                                    true, now, now);
+  ChartLayout wet =
+      makeChartLayout({point("2026-11-17T17:00:00Z", 1.0, 50)}, 300, 57, nullptr, true, now, now);
   EXPECT_DOUBLE_EQ(wet.barFraction(1.0), 1 / 1.2);
   EXPECT_DOUBLE_EQ(wet.barFraction(3.0), 1);
   EXPECT_DOUBLE_EQ(wet.barFraction(-1), 0);

@@ -36,8 +36,8 @@ TEST(RainWindow, StateRoundTripsInTheAppsOwnForm) {
 
   // The zone is the one optional key: null or missing leave it absent, and absent is omitted.
   for (std::string_view zone : {R"("timeZoneIdentifier":null,)", ""}) {
-    auto noZone = decodeContentState(
-        replaced(kState, R"("timeZoneIdentifier":"America/Chicago",)", zone));
+    auto noZone =
+        decodeContentState(replaced(kState, R"("timeZoneIdentifier":"America/Chicago",)", zone));
     ASSERT_TRUE(noZone.has_value()) << noZone.error().message;
     EXPECT_EQ(noZone->timeZoneIdentifier, std::nullopt);
     EXPECT_THAT(encodeContentState(*noZone).value(),
