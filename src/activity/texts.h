@@ -54,14 +54,16 @@ std::string onsetText(Instant now, Instant target);
 
 // "80% chance 4 PM": the likeliest point whose hour has not ended by `now` and that starts
 // before the window ends (the earlier one on a tie), with its chance rounded; nothing when that
-// chance rounds to 0 or less, or when no point qualifies.
+// chance rounds to 0 or less, or when no point qualifies. Its clock label is written against
+// `now`, so an hour on another day reads "4 PM Wed".
 std::optional<std::string> peakChanceText(const std::vector<HourPoint>& hours, Instant windowEnd,
                                           Instant now, TimeZone zone);
 
 // The copy line of the lock card and the watch banner, up to five runs: the total with the
 // window ("0.35″ until 5 PM" while raining, "0.35″ · 3–5 PM" before, "0.35″ 3–5 PM" after;
 // "0.10″ · coming in 25 min" when the window has no length), then the peak chance and the rain
-// observed so far ("0.12″ earlier"), each after a faint separator.
+// observed so far ("0.12″ earlier"), each after a faint separator. Clock labels name the day
+// when it is not `now`'s ("until 2 AM Wed").
 std::vector<TextRun> copyLine(const ContentState& state, Instant now, TimeZone zone);
 
 }  // namespace pluvo::activity
