@@ -277,8 +277,9 @@ Scene islandExpandedTrailing(const PresentationInput& input, Size size) {
   return scene;
 }
 
-// The header line (place on the left, total on the right, one baseline) and, 8 points under it,
-// the compact chart: 36 points leave no room for the full chart's label gutters.
+// The compact chart (36 points leave no room for the full chart's label gutters) on the region's
+// floor, and 8 points above it the header line: place on the left, total on the right, one
+// baseline. A taller region leaves its spare room above the header.
 Scene islandExpandedBottom(const PresentationInput& input, Size size) {
   const ContentState& state = input.state;
   const MeasureText& measure = input.measure;
@@ -291,18 +292,19 @@ Scene islandExpandedBottom(const PresentationInput& input, Size size) {
   const double headerHeight = ascent + std::max(place.descent, total.descent);
   const double amountWidth = std::min(total.width, size.width);
   const double locationWidth = std::max(0.0, size.width - amountWidth - kHeaderSpacing);
+  const double chartTop = std::max(0.0, size.height - kIslandChartHeight);
+  const double headerTop = chartTop - kIslandChartGap - headerHeight;
   if (!location.empty()) {
     scene.items.push_back(TextBlock{{{location, paint(palette::kWhite, kLocationOpacity)}},
                                     kLocationFont,
-                                    {0, 0, locationWidth, headerHeight},
-                                    ascent});
+                                    {0, headerTop, locationWidth, headerHeight},
+                                    headerTop + ascent});
   }
   scene.items.push_back(TextBlock{{{amount, paint(palette::kRain)}},
                                   kIslandAmountFont,
-                                  {size.width - amountWidth, 0, amountWidth, headerHeight},
-                                  ascent,
+                                  {size.width - amountWidth, headerTop, amountWidth, headerHeight},
+                                  headerTop + ascent,
                                   TextAlignment::kTrailing});
-  const double chartTop = headerHeight + kIslandChartGap;
   MiniChartOptions options{input.now, true, findTimeZone(state.timeZoneIdentifier.value_or("")),
                            true};
   scene.items.push_back(ChartItem{{0, chartTop, size.width, kIslandChartHeight},

@@ -115,7 +115,7 @@ struct Size {
 
 inline constexpr Size kLockCardSize{364, 160};
 inline constexpr Size kWatchBannerSize{184, 72};
-inline constexpr Size kIslandExpandedSize{371, 146};
+inline constexpr Size kIslandExpandedSize{371, 148};
 inline constexpr Size kIslandCompactSize{250, 37};
 inline constexpr Size kIslandMinimalSize{37, 37};
 
@@ -129,7 +129,7 @@ Scene watchBanner(const PresentationInput& input, Size size = kWatchBannerSize);
 // The Dynamic Island's regions, each a scene of its own size, and the island that holds them.
 Scene islandExpandedLeading(const PresentationInput& input, Size size = {52, 52});
 Scene islandExpandedTrailing(const PresentationInput& input, Size size = {120, 52});
-Scene islandExpandedBottom(const PresentationInput& input, Size size = {335, 62});
+Scene islandExpandedBottom(const PresentationInput& input, Size size = {335, 64});
 Scene islandExpanded(const PresentationInput& input, Size size = kIslandExpandedSize);
 Scene islandCompactLeading(const PresentationInput& input, Size size = {52, 37});
 Scene islandCompactTrailing(const PresentationInput& input, Size size = {52, 37});

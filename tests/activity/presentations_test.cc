@@ -62,7 +62,10 @@ TEST(Presentations, EveryRegionShowsItsPiecesInsideItsPicture) {
   const PresentationInput input{state, at("2026-11-17T17:35:00Z"), findTimeZone("UTC"), kMeasure};
   const std::pair<std::string, Scene> scenes[] = {
       {"lock", lockCard(input)},           {"banner", watchBanner(input)},
-      {"expanded", islandExpanded(input)}, {"compact", islandCompact(input)},
+      {"expanded", islandExpanded(input)},
+      {"expanded leading", islandExpandedLeading(input)},
+      {"expanded trailing", islandExpandedTrailing(input)},
+      {"expanded bottom", islandExpandedBottom(input)}, {"compact", islandCompact(input)},
       {"minimal", islandMinimal(input)},
   };
   for (const auto& [name, scene] : scenes) {
