@@ -12,194 +12,102 @@ namespace {
 
 using testing::at;
 
+// A UTC instant on 2026-11-17 ("15:35", "17:57:30") or the next day ("+1 03:00").
+Instant utc(std::string_view clock) {
+  const bool nextDay = clock.starts_with("+1 ");
+  if (nextDay) clock.remove_prefix(3);
+  const std::string seconds = clock.size() == 5 ? ":00" : "";
+  return at("2026-11-17T" + std::string(clock) + seconds + "Z") + (nextDay ? 86400 : 0);
+}
+
 HourPoint point(std::string_view start, double amount, double chance) {
-  return HourPoint{0, at(start), amount, chance};
+  return HourPoint{0, utc(start), amount, chance};
 }
 
 // Points every `step` seconds from `first`, each with `amount` and a chance of 2 x its index.
 std::vector<HourPoint> series(std::string_view first, int count, double step, double amount) {
   std::vector<HourPoint> points;
-  for (int i = 0; i < count; ++i) {
-    points.push_back({0, at(first) + i * step, amount, 2.0 * i});
-  }
+  for (int i = 0; i < count; ++i) points.push_back({0, utc(first) + i * step, amount, 2.0 * i});
   return points;
 }
 
-struct Bar {
-  std::string start;
-  double amount;
+struct Sample {
+  std::string date;
+  double chance;
 };
 
 struct LayoutCase {
   std::string name;
   std::vector<HourPoint> points;
   const char* zone;  // nullptr: no zone
-  std::optional<std::string> now;
-  std::string start, end;
+  const char* now;   // nullptr: no now
+  std::string start;
   bool isMinutely;
   double domain;
   size_t visibleCount;
-  std::vector<Bar> bars;
+  std::vector<std::pair<std::string, double>> bars;  // start, amount
   size_t sampleCount;
-  std::optional<ChartLayout::ChanceSample> firstSample, lastSample;
+  std::optional<Sample> firstSample, lastSample;
 };
 
 TEST(ChartLayout, SeriesBecomeSpanBarsAndChances) {
-  const std::string now = "2026-11-17T17:35:00Z";
-  auto sample = [](std::string_view date, double chance) {
-    return ChartLayout::ChanceSample{at(date), chance};
-  };
+  const char* chicago = "America/Chicago";
+  // clang-format off
   const LayoutCase cases[] = {
       // 15:35-03:35. The 15:00 point shows 25 of its 60 minutes: 0.03 x 25/60 = 0.0125. Largest
       // bar 0.6: domain 0.72. Chances every 15 min from 15:35 to 18:50 (14), then the last raw
       // point at 19:00. At 15:35 the spline through 55, 55 | 75, 85 with u = 35/60 gives
       // 0.5 (110 + 20u + 50u^2 - 30u^3) = 66.3628.
       {"hourly, now inside an hour",
-       {point("2026-11-17T18:00:00Z", 0.6, 80), point("2026-11-17T15:00:00Z", 0.03, 55),
-        point("2026-11-17T16:00:00Z", 0.12, 75), point("2026-11-17T17:00:00Z", 0.24, 85),
-        point("2026-11-17T19:00:00Z", 0.07, 60)},
-       "America/Chicago",
-       now,
-       "2026-11-17T15:35:00Z",
-       "2026-11-18T03:35:00Z",
-       false,
-       0.72,
-       5,
-       {{"2026-11-17T15:00:00Z", 0.0125},
-        {"2026-11-17T16:00:00Z", 0.12},
-        {"2026-11-17T17:00:00Z", 0.24},
-        {"2026-11-17T18:00:00Z", 0.6},
-        {"2026-11-17T19:00:00Z", 0.07}},
-       15,
-       sample("2026-11-17T15:35:00Z", 66.3628),
-       sample("2026-11-17T19:00:00Z", 60)},
+       {point("18:00", 0.6, 80), point("15:00", 0.03, 55), point("16:00", 0.12, 75),
+        point("17:00", 0.24, 85), point("19:00", 0.07, 60)},
+       chicago, "17:35", "15:35", false, 0.72, 5,
+       {{"15:00", 0.0125}, {"16:00", 0.12}, {"17:00", 0.24}, {"18:00", 0.6}, {"19:00", 0.07}},
+       15, Sample{"15:35", 66.3628}, Sample{"19:00", 60}},
       // 5-minute points 16:00-17:55 with now 18:01: the span starts at 16:01, so the first point
       // shows 4 of its 5 minutes (0.008) and the 16:00 bar holds 0.118. Chances sit at the
       // visible midpoints (16:03 first), after one at the span's start from the covering point.
-      {"5-minute, cut at the start",
-       series("2026-11-17T16:00:00Z", 24, 300, 0.01),
-       "America/Chicago",
-       "2026-11-17T18:01:00Z",
-       "2026-11-17T16:01:00Z",
-       "2026-11-18T04:01:00Z",
-       true,
-       0.5,
-       24,
-       {{"2026-11-17T16:00:00Z", 0.118}, {"2026-11-17T17:00:00Z", 0.12}},
-       25,
-       sample("2026-11-17T16:01:00Z", 0),
-       sample("2026-11-17T17:57:30Z", 46)},
+      {"5-minute, cut at the start", series("16:00", 24, 300, 0.01), chicago, "18:01", "16:01",
+       true, 0.5, 24, {{"16:00", 0.118}, {"17:00", 0.12}},
+       25, Sample{"16:01", 0}, Sample{"17:57:30", 46}},
       // Durations 54000, 3600, 3600. The 12:00 point shows 15:35-03:00 = 41100 of 54000 s
       // (0.2 -> 0.152222); the 03:00 point 2100 of 3600 s (0.3 -> 0.175); the 04:00 point starts
       // after the span. Chances from 15:35 to 02:50 (46) plus the raw 03:00; at 15:35,
       // u = 12900/54000 on 40, 40 | 70, 70: 0.5 (80 + 30u + 90u^2 - 60u^3) = 45.7424.
       {"points cut at both ends and beyond the span",
-       {point("2026-11-17T12:00:00Z", 0.2, 40), point("2026-11-18T03:00:00Z", 0.3, 70),
-        point("2026-11-18T04:00:00Z", 0.5, 90)},
-       "America/Chicago",
-       now,
-       "2026-11-17T15:35:00Z",
-       "2026-11-18T03:35:00Z",
-       false,
-       0.5,
-       2,
-       {{"2026-11-17T12:00:00Z", 0.152222}, {"2026-11-18T03:00:00Z", 0.175}},
-       47,
-       sample("2026-11-17T15:35:00Z", 45.7424),
-       sample("2026-11-18T03:00:00Z", 70)},
-      {"every point before the span",
-       {point("2026-11-17T10:00:00Z", 0.2, 40), point("2026-11-17T11:00:00Z", 0.3, 70)},
-       "America/Chicago",
-       now,
-       "2026-11-17T15:35:00Z",
-       "2026-11-18T03:35:00Z",
-       false,
-       0.5,
-       0,
-       {},
-       0,
-       std::nullopt,
-       std::nullopt},
-      // Without now or points the span starts at the clock (the test passes 2026-11-17T12:00Z).
-      {"no points",
-       {},
-       nullptr,
-       std::nullopt,
-       "2026-11-17T12:00:00Z",
-       "2026-11-18T00:00:00Z",
-       false,
-       0.5,
-       0,
-       {},
-       0,
-       std::nullopt,
+       {point("12:00", 0.2, 40), point("+1 03:00", 0.3, 70), point("+1 04:00", 0.5, 90)},
+       chicago, "17:35", "15:35", false, 0.5, 2, {{"12:00", 0.152222}, {"+1 03:00", 0.175}},
+       47, Sample{"15:35", 45.7424}, Sample{"+1 03:00", 70}},
+      {"every point before the span", {point("10:00", 0.2, 40), point("11:00", 0.3, 70)},
+       chicago, "17:35", "15:35", false, 0.5, 0, {}, 0, std::nullopt, std::nullopt},
+      // Without now or points the span starts at the clock (the test passes 12:00).
+      {"no points", {}, nullptr, nullptr, "12:00", false, 0.5, 0, {}, 0, std::nullopt,
        std::nullopt},
       // One point lasts 3600 s; the span 16:30-04:30 keeps half of it. Its one chance stays at
       // the point's start, before the span: it is later than the start only when it is inside.
-      {"single point",
-       {point("2026-11-17T16:00:00Z", 0.4, 50)},
-       nullptr,
-       "2026-11-17T18:30:00Z",
-       "2026-11-17T16:30:00Z",
-       "2026-11-18T04:30:00Z",
-       false,
-       0.5,
-       1,
-       {{"2026-11-17T16:00:00Z", 0.2}},
-       1,
-       sample("2026-11-17T16:00:00Z", 50),
-       std::nullopt},
+      {"single point", {point("16:00", 0.4, 50)}, nullptr, "18:30", "16:30", false, 0.5, 1,
+       {{"16:00", 0.2}}, 1, Sample{"16:00", 50}, std::nullopt},
       // Without now the span starts at the first point.
-      {"single point without now",
-       {point("2026-11-17T16:20:00Z", 0.45, 50)},
-       nullptr,
-       std::nullopt,
-       "2026-11-17T16:20:00Z",
-       "2026-11-18T04:20:00Z",
-       false,
-       0.54,
-       1,
-       {{"2026-11-17T16:00:00Z", 0.45}},
-       1,
-       sample("2026-11-17T16:20:00Z", 50),
-       std::nullopt},
+      {"single point without now", {point("16:20", 0.45, 50)}, nullptr, nullptr, "16:20", false,
+       0.54, 1, {{"16:00", 0.45}}, 1, Sample{"16:20", 50}, std::nullopt},
       // Kolkata is UTC+5:30: its clock hours start at half past UTC hours.
-      {"half-hour zone",
-       {point("2026-11-17T04:30:00Z", 0.1, 10), point("2026-11-17T05:30:00Z", 1.0, 20)},
-       "Asia/Kolkata",
-       "2026-11-17T06:00:00Z",
-       "2026-11-17T04:00:00Z",
-       "2026-11-17T16:00:00Z",
-       false,
-       1.2,
-       2,
-       {{"2026-11-17T04:30:00Z", 0.1}, {"2026-11-17T05:30:00Z", 1.0}},
-       5,
-       sample("2026-11-17T04:30:00Z", 10),
-       sample("2026-11-17T05:30:00Z", 20)},
+      {"half-hour zone", {point("04:30", 0.1, 10), point("05:30", 1.0, 20)}, "Asia/Kolkata",
+       "06:00", "04:00", false, 1.2, 2, {{"04:30", 0.1}, {"05:30", 1.0}},
+       5, Sample{"04:30", 10}, Sample{"05:30", 20}},
       // The same points without a zone bucket on Chicago's clock: half past Kolkata's hours.
-      {"half-hour points without a zone",
-       {point("2026-11-17T04:30:00Z", 0.1, 10), point("2026-11-17T05:30:00Z", 1.0, 20)},
-       nullptr,
-       "2026-11-17T06:00:00Z",
-       "2026-11-17T04:00:00Z",
-       "2026-11-17T16:00:00Z",
-       false,
-       1.2,
-       2,
-       {{"2026-11-17T04:00:00Z", 0.1}, {"2026-11-17T05:00:00Z", 1.0}},
-       5,
-       sample("2026-11-17T04:30:00Z", 10),
-       sample("2026-11-17T05:30:00Z", 20)},
+      {"half-hour points without a zone", {point("04:30", 0.1, 10), point("05:30", 1.0, 20)},
+       nullptr, "06:00", "04:00", false, 1.2, 2, {{"04:00", 0.1}, {"05:00", 1.0}},
+       5, Sample{"04:30", 10}, Sample{"05:30", 20}},
   };
+  // clang-format on
   for (const LayoutCase& c : cases) {
     SCOPED_TRACE(c.name);
     std::optional<Instant> now;
-    if (c.now) now = at(*c.now);
+    if (c.now) now = utc(c.now);
     ChartLayout layout = makeChartLayout(c.points, 300, 57, c.zone ? findTimeZone(c.zone) : nullptr,
-                                         true, now, at("2026-11-17T12:00:00Z"));
-    EXPECT_EQ(formatIso8601(layout.start), c.start);
-    EXPECT_EQ(formatIso8601(layout.end), c.end);
+                                         true, now, utc("12:00"));
+    EXPECT_EQ(layout.start, utc(c.start));
+    EXPECT_EQ(layout.end, utc(c.start) + 43200);
     EXPECT_EQ(layout.isMinutely, c.isMinutely);
     EXPECT_NEAR(layout.domain, c.domain, 1e-9);
     EXPECT_EQ(layout.visiblePoints.size(), c.visibleCount);
@@ -207,48 +115,47 @@ TEST(ChartLayout, SeriesBecomeSpanBarsAndChances) {
                                [](auto& a, auto& b) { return a.start < b.start; }));
     ASSERT_EQ(layout.hourlyBars.size(), c.bars.size());
     for (size_t i = 0; i < c.bars.size(); ++i) {
-      EXPECT_EQ(formatIso8601(layout.hourlyBars[i].start), c.bars[i].start) << i;
-      EXPECT_NEAR(layout.hourlyBars[i].amount, c.bars[i].amount, 1e-6) << i;
+      EXPECT_EQ(layout.hourlyBars[i].start, utc(c.bars[i].first)) << i;
+      EXPECT_NEAR(layout.hourlyBars[i].amount, c.bars[i].second, 1e-6) << i;
     }
     ASSERT_EQ(layout.chanceSamples.size(), c.sampleCount);
-    if (c.firstSample) {
-      EXPECT_EQ(layout.chanceSamples.front().date, c.firstSample->date);
-      EXPECT_NEAR(layout.chanceSamples.front().precipProb, c.firstSample->precipProb, 1e-4);
-    }
-    if (c.lastSample) {
-      EXPECT_EQ(layout.chanceSamples.back().date, c.lastSample->date);
-      EXPECT_NEAR(layout.chanceSamples.back().precipProb, c.lastSample->precipProb, 1e-4);
+    for (const auto& [expected, actual] :
+         {std::pair{c.firstSample, layout.chanceSamples.empty() ? ChartLayout::ChanceSample{}
+                                                                : layout.chanceSamples.front()},
+          std::pair{c.lastSample, layout.chanceSamples.empty() ? ChartLayout::ChanceSample{}
+                                                               : layout.chanceSamples.back()}}) {
+      if (!expected) continue;
+      EXPECT_EQ(actual.date, utc(expected->date));
+      EXPECT_NEAR(actual.precipProb, expected->chance, 1e-4);
     }
   }
 }
 
 TEST(ChartLayout, HourlyChancesAreResampledEveryQuarterHourThroughEveryPoint) {
   // At each raw point the spline passes through its value; between, it is smooth.
-  auto points = series("2026-11-17T12:00:00Z", 6, 3600, 0.1);
+  auto points = series("12:00", 6, 3600, 0.1);
   points[2].precipProb = 90;
   ChartLayout layout =
-      makeChartLayout(points, 300, 57, findTimeZone("UTC"), true, at("2026-11-17T14:00:00Z"), {});
+      makeChartLayout(points, 300, 57, findTimeZone("UTC"), true, utc("14:00"), {});
   ASSERT_EQ(layout.chanceSamples.size(), 21u);  // 12:00 ... 17:00 every 900 s
-  EXPECT_EQ(layout.chanceSamples[8].date, at("2026-11-17T14:00:00Z"));
+  EXPECT_EQ(layout.chanceSamples[8].date, utc("14:00"));
   EXPECT_DOUBLE_EQ(layout.chanceSamples[8].precipProb, 90);
   for (size_t i = 1; i < layout.chanceSamples.size(); ++i) {
     EXPECT_DOUBLE_EQ(layout.chanceSamples[i].date - layout.chanceSamples[i - 1].date, 900);
   }
-  EXPECT_EQ(layout.chanceSamples.back().date, at("2026-11-17T17:00:00Z"));
-  EXPECT_DOUBLE_EQ(interpolatedChance({{at("2026-11-17T12:00:00Z"), 42}}, {}), 42);
+  EXPECT_EQ(layout.chanceSamples.back().date, utc("17:00"));
+  EXPECT_DOUBLE_EQ(interpolatedChance({{utc("12:00"), 42}}, {}), 42);
   EXPECT_DOUBLE_EQ(interpolatedChance({}, {}), 0);
   // Catmull-Rom undershoots before a step; the curve is not clamped here.
-  const std::vector<ChartLayout::ChanceSample> step = {{at("2026-11-17T12:00:00Z"), 0},
-                                                       {at("2026-11-17T13:00:00Z"), 0},
-                                                       {at("2026-11-17T14:00:00Z"), 100},
-                                                       {at("2026-11-17T15:00:00Z"), 100}};
+  const std::vector<ChartLayout::ChanceSample> step = {
+      {utc("12:00"), 0}, {utc("13:00"), 0}, {utc("14:00"), 100}, {utc("15:00"), 100}};
   // Before the step, u = 0.5 on 0, 0 | 0, 100: 0.5 (0.25 x -100 + 0.125 x 100) = -6.25.
-  EXPECT_DOUBLE_EQ(interpolatedChance(step, at("2026-11-17T12:30:00Z")), -6.25);
-  EXPECT_DOUBLE_EQ(interpolatedChance(step, at("2026-11-17T13:30:00Z")), 50);
+  EXPECT_DOUBLE_EQ(interpolatedChance(step, utc("12:30")), -6.25);
+  EXPECT_DOUBLE_EQ(interpolatedChance(step, utc("13:30")), 50);
 }
 
 TEST(ChartLayout, CoordinatesMapIntoThePlot) {
-  const Instant now = at("2026-11-17T17:35:00Z");
+  const Instant now = utc("17:35");
   ChartLayout full = makeChartLayout({}, 300, 57, nullptr, true, now, now);
   EXPECT_DOUBLE_EQ(full.xPosition(full.start), 26);
   EXPECT_DOUBLE_EQ(full.xPosition(full.start + 21600), 26 + 135);
@@ -271,8 +178,7 @@ TEST(ChartLayout, CoordinatesMapIntoThePlot) {
   EXPECT_DOUBLE_EQ(narrow.xPosition(narrow.end), 27);
 
   // The tallest bar reaches 1/1.2 of the bar area once it passes 0.5/1.2 in.
-  ChartLayout wet =
-      makeChartLayout({point("2026-11-17T17:00:00Z", 1.0, 50)}, 300, 57, nullptr, true, now, now);
+  ChartLayout wet = makeChartLayout({point("17:00", 1.0, 50)}, 300, 57, nullptr, true, now, now);
   EXPECT_DOUBLE_EQ(wet.barFraction(1.0), 1 / 1.2);
   EXPECT_DOUBLE_EQ(wet.barFraction(3.0), 1);
   EXPECT_DOUBLE_EQ(wet.barFraction(-1), 0);

@@ -61,11 +61,13 @@ TEST(Presentations, EveryRegionShowsItsPiecesInsideItsPicture) {
   const ContentState state = raining();
   const PresentationInput input{state, at("2026-11-17T17:35:00Z"), findTimeZone("UTC"), kMeasure};
   const std::pair<std::string, Scene> scenes[] = {
-      {"lock", lockCard(input)},           {"banner", watchBanner(input)},
+      {"lock", lockCard(input)},
+      {"banner", watchBanner(input)},
       {"expanded", islandExpanded(input)},
       {"expanded leading", islandExpandedLeading(input)},
       {"expanded trailing", islandExpandedTrailing(input)},
-      {"expanded bottom", islandExpandedBottom(input)}, {"compact", islandCompact(input)},
+      {"expanded bottom", islandExpandedBottom(input)},
+      {"compact", islandCompact(input)},
       {"minimal", islandMinimal(input)},
   };
   for (const auto& [name, scene] : scenes) {
@@ -80,23 +82,11 @@ TEST(Presentations, EveryRegionShowsItsPiecesInsideItsPicture) {
     }
   }
 
-  const auto trailing = itemsOf<TextBlock>(islandExpandedTrailing(input));
-  ASSERT_EQ(trailing.size(), 1u);
-  EXPECT_EQ(trailing[0].runs, (std::vector<TextRun>{{"0.65″", paint("#7dd3fc")}}));
-  EXPECT_EQ(trailing[0].font, (Font{18, kBold}));
-  EXPECT_EQ(trailing[0].minScaleFactor, 0.7);
-  EXPECT_EQ(trailing[0].alignment, TextAlignment::kTrailing);
-
-  const auto icon = itemsOf<SymbolItem>(islandExpandedLeading(input));
-  EXPECT_EQ(icon.at(0),
-            (SymbolItem{"cloud.rain.fill", {18, kSemibold}, paint("#7dd3fc"), {12, 12, 28, 28}}));
-  EXPECT_EQ(itemsOf<SymbolItem>(islandCompactLeading(input)).at(0).font, (Font{12, kSemibold}));
-  const auto compactAmount = itemsOf<TextBlock>(islandCompactTrailing(input)).at(0);
-  EXPECT_EQ(compactAmount.runs.at(0).paint, paint("#ffffff"));
-  EXPECT_EQ(compactAmount.minScaleFactor, 0.6);
-  const auto minimal = itemsOf<TextBlock>(islandMinimal(input)).at(0);
-  EXPECT_EQ(minimal.font, (Font{11, kBold}));
-  EXPECT_EQ(minimal.minScaleFactor, 0.6);
+  // The regions show the total where the island has room for it, the symbol where it has not.
+  EXPECT_EQ(itemsOf<TextBlock>(islandExpandedTrailing(input)).at(0).runs.at(0).text, "0.65″");
+  EXPECT_EQ(itemsOf<TextBlock>(islandMinimal(input)).at(0).runs.at(0).text, "0.65″");
+  EXPECT_EQ(itemsOf<SymbolItem>(islandCompact(input)).at(0).name, "cloud.rain.fill");
+  EXPECT_EQ(itemsOf<TextBlock>(islandCompact(input)).at(0).frame.right(), 250 - 8);
 
   // The island's chart is the compact one, 36 points high, 8 points under its header line.
   const Scene bottom = islandExpandedBottom(input);
