@@ -75,6 +75,15 @@ struct RefreshArguments {
 };
 int refresh(const CommandContext& context, const RefreshArguments& arguments);
 
+// `timeline [--kind K] [--request timeline|snapshot|placeholder]` (timeline_command.cc): one
+// request to the timeline provider against the storage; prints the entry, the reload date (for a
+// timeline), whether a network refresh ran and which snapshot source won.
+struct TimelineArguments {
+  std::string kind = "PluvoCurrentSmallWidget";
+  std::string request = "timeline";
+};
+int timeline(const CommandContext& context, const TimelineArguments& arguments);
+
 // The newcomer's first run: a readable tour of the bundled samples.
 int demo(const CommandContext& context, const std::string& samplesDir);
 

@@ -82,6 +82,12 @@ int main(int argc, char** argv) {
       "--newer-than", [&](const std::string& at) { recoverArguments.newerThan = at; },
       "The updatedAt of the snapshot already shown, ISO 8601 (default: none)");
 
+  pluvo::cli::TimelineArguments timelineArguments;
+  auto* timeline = app.add_subcommand("timeline", "One timeline request against the storage");
+  timeline->add_option("--kind", timelineArguments.kind, "The widget kind")->capture_default_str();
+  timeline->add_option("--request", timelineArguments.request, "timeline, snapshot or placeholder")
+      ->capture_default_str();
+
   CLI11_PARSE(app, argc, argv);
 
   CommandContext context;
@@ -123,5 +129,6 @@ int main(int argc, char** argv) {
   if (*demo) return pluvo::cli::demo(context, samplesDir);
   if (*recover) return pluvo::cli::recover(context, recoverArguments);
   if (*refresh) return pluvo::cli::refresh(context, refreshArguments);
+  if (*timeline) return pluvo::cli::timeline(context, timelineArguments);
   return 2;
 }
