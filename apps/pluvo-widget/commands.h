@@ -23,7 +23,9 @@ namespace pluvo::cli {
 struct CommandContext {
   Instant now;
   TimeZone deviceZone = nullptr;
-  std::string outputPath;  // empty: standard output
+  bool nowGiven = false;      // --now was given
+  bool zoneGiven = false;     // --time-zone was given
+  std::string outputPath;     // empty: standard output
   std::string containerPath;  // --container; empty: the app group container under $XDG_DATA_HOME
   std::string cachesPath;     // --caches; empty: the caches folder under $XDG_CACHE_HOME
 };
@@ -83,6 +85,13 @@ struct TimelineArguments {
   std::string request = "timeline";
 };
 int timeline(const CommandContext& context, const TimelineArguments& arguments);
+
+// `host --out DIR [--once]` (host_command.cc): the widget host daemon; see host/widget_host.h.
+struct HostArguments {
+  std::string outDir;
+  bool once = false;
+};
+int host(const CommandContext& context, const HostArguments& arguments);
 
 // The newcomer's first run: a readable tour of the bundled samples.
 int demo(const CommandContext& context, const std::string& samplesDir);

@@ -88,12 +88,20 @@ int main(int argc, char** argv) {
   timeline->add_option("--request", timelineArguments.request, "timeline, snapshot or placeholder")
       ->capture_default_str();
 
+  pluvo::cli::HostArguments hostArguments;
+  auto* host = app.add_subcommand("host", "The widget host daemon: keeps every widget current in DIR");
+  host->add_option("--out", hostArguments.outDir, "The folder of the widgets' entries and images")
+      ->required();
+  host->add_flag("--once", hostArguments.once, "One round for every kind, then exit");
+
   CLI11_PARSE(app, argc, argv);
 
   CommandContext context;
   context.outputPath = outputPath;
   context.containerPath = containerPath;
   context.cachesPath = cachesPath;
+  context.nowGiven = !nowText.empty();
+  context.zoneGiven = !zoneName.empty();
   if (nowText.empty()) {
     context.now = pluvo::Instant::fromSys(
         std::chrono::time_point_cast<std::chrono::seconds>(std::chrono::system_clock::now()));
@@ -130,5 +138,6 @@ int main(int argc, char** argv) {
   if (*recover) return pluvo::cli::recover(context, recoverArguments);
   if (*refresh) return pluvo::cli::refresh(context, refreshArguments);
   if (*timeline) return pluvo::cli::timeline(context, timelineArguments);
+  if (*host) return pluvo::cli::host(context, hostArguments);
   return 2;
 }
