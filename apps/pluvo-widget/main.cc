@@ -89,7 +89,7 @@ int main(int argc, char** argv) {
       ->capture_default_str();
 
   pluvo::cli::HostArguments hostArguments;
-  auto* host = app.add_subcommand("host", "The widget host daemon: keeps every widget current in DIR");
+  auto* host = app.add_subcommand("host", "The widget host: keeps every widget current in DIR");
   host->add_option("--out", hostArguments.outDir, "The folder of the widgets' entries and images")
       ->required();
   host->add_flag("--once", hostArguments.once, "One round for every kind, then exit");
