@@ -154,8 +154,23 @@ TEST_F(HostTest, StartsEmptyTakesADroppedInCacheAndIsAlone) {
   std::this_thread::sleep_for(kQuietWhile);
   EXPECT_EQ(entriesWritten(host), 10) << host.output();
 
+  // The main app saves a snapshot of its own: the file, then the shared defaults, in one burst
+  // that makes one round.
+  {
+    testing::TestEnvironment app(root.path(), {.inExtension = false});
+    auto packet = model::decodeChartPacket(testing::readSample("rainy-week.json")).value();
+    snapshot::SnapshotStore(app).save(
+        snapshot::makeWidgetSnapshot(packet, {"Houston, TX", 3, "C", std::nullopt},
+                                     testing::at("2026-10-29T19:59:00Z")),
+        false);
+  }
+  ASSERT_TRUE(eventually([&] { return entriesWritten(host) == 15; })) << host.output();
+  EXPECT_EQ(readEntry(out / (kKinds[4] + ".json")).snapshot.locationName, "Houston, TX");
+  std::this_thread::sleep_for(kQuietWhile);
+  EXPECT_EQ(entriesWritten(host), 15) << host.output();
+
   host.signal(SIGHUP);
-  EXPECT_TRUE(eventually([&] { return entriesWritten(host) == 15; })) << host.output();
+  EXPECT_TRUE(eventually([&] { return entriesWritten(host) == 20; })) << host.output();
   expectCleanExitOnSigterm(host);
   EXPECT_EQ(server.requestCount(), 0);
 }
