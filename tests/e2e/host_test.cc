@@ -171,6 +171,10 @@ TEST_F(HostTest, StartsEmptyTakesADroppedInCacheAndIsAlone) {
 
   host.signal(SIGHUP);
   EXPECT_TRUE(eventually([&] { return entriesWritten(host) == 20; })) << host.output();
+  // The clock started at --now and has run on since, by the seconds this test waited.
+  const Instant shownAt = testing::at(readEntry(out / (kKinds[0] + ".json")).fields["date"]);
+  EXPECT_GE(shownAt, testing::at("2026-10-29T20:00:03Z"));
+  EXPECT_LT(shownAt, testing::at("2026-10-29T20:10:00Z"));
   expectCleanExitOnSigterm(host);
   EXPECT_EQ(server.requestCount(), 0);
 }
