@@ -104,6 +104,7 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
   std::set<fs::path> changedFiles;
   std::optional<platform::MainLoop::TimerId> settleTimer;
   std::chrono::steady_clock::time_point burstStart;
+  std::optional<platform::MainLoop::TimerId> zoneTimer;
 
   // Runs `task` on the main loop unless the host has gone by then.
   void post(std::function<void(Core&)> task) {
@@ -296,6 +297,16 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
     }
   }
 
+  // Replacing /etc/localtime is a removal and a creation: the zone is read once they are over.
+  void noteZoneChange() {
+    if (zoneTimer) loop.cancel(*zoneTimer);
+    zoneTimer = loop.postDelayed(options.quietPeriod, [self = shared_from_this()] {
+      if (self->closed) return;
+      self->zoneTimer.reset();
+      self->zoneMaybeChanged();
+    });
+  }
+
   void zoneMaybeChanged() {
     TimeZone zone = pluvo::deviceTimeZone();
     if (zone == nullptr || zone == env.deviceTimeZone()) return;
@@ -378,7 +389,7 @@ int WidgetHost::run() {
     if (core.options.followSystemTimeZone) {
       auto watching = core.events->watchFolder("/etc", [weak](std::string_view name) {
         if (name.empty() || name == "localtime" || name == "timezone") {
-          if (auto self = weak.lock()) self->post([](Core& c) { c.zoneMaybeChanged(); });
+          if (auto self = weak.lock()) self->post([](Core& c) { c.noteZoneChange(); });
         }
       });
       if (!watching) core.env.log("Pluvo widget host " + watching.error().message);
