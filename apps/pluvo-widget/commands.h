@@ -23,7 +23,9 @@ namespace pluvo::cli {
 struct CommandContext {
   Instant now;
   TimeZone deviceZone = nullptr;
-  std::string outputPath;  // empty: standard output
+  bool nowGiven = false;      // --now was given
+  bool zoneGiven = false;     // --time-zone was given
+  std::string outputPath;     // empty: standard output
   std::string containerPath;  // --container; empty: the app group container under $XDG_DATA_HOME
   std::string cachesPath;     // --caches; empty: the caches folder under $XDG_CACHE_HOME
 };
@@ -85,6 +87,21 @@ struct ActivityLayoutArguments {
   bool compact = false;
 };
 int activityLayout(const CommandContext& context, const ActivityLayoutArguments& arguments);
+// `timeline [--kind K] [--request timeline|snapshot|placeholder]` (timeline_command.cc): one
+// request to the timeline provider against the storage; prints the entry, the reload date (for a
+// timeline), whether a network refresh ran and which snapshot source won.
+struct TimelineArguments {
+  std::string kind = "PluvoCurrentSmallWidget";
+  std::string request = "timeline";
+};
+int timeline(const CommandContext& context, const TimelineArguments& arguments);
+
+// `host --out DIR [--once]` (host_command.cc): the widget host daemon; see host/widget_host.h.
+struct HostArguments {
+  std::string outDir;
+  bool once = false;
+};
+int host(const CommandContext& context, const HostArguments& arguments);
 
 // The newcomer's first run: a readable tour of the bundled samples.
 int demo(const CommandContext& context, const std::string& samplesDir);

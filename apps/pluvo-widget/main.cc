@@ -96,12 +96,26 @@ int main(int argc, char** argv) {
       ->required();
   activityLayout->add_flag("--compact", layoutArguments.compact, "The compact chart: no gutters");
 
+  pluvo::cli::TimelineArguments timelineArguments;
+  auto* timeline = app.add_subcommand("timeline", "One timeline request against the storage");
+  timeline->add_option("--kind", timelineArguments.kind, "The widget kind")->capture_default_str();
+  timeline->add_option("--request", timelineArguments.request, "timeline, snapshot or placeholder")
+      ->capture_default_str();
+
+  pluvo::cli::HostArguments hostArguments;
+  auto* host = app.add_subcommand("host", "The widget host: keeps every widget current in DIR");
+  host->add_option("--out", hostArguments.outDir, "The folder of the widgets' entries and images")
+      ->required();
+  host->add_flag("--once", hostArguments.once, "One round for every kind, then exit");
+
   CLI11_PARSE(app, argc, argv);
 
   CommandContext context;
   context.outputPath = outputPath;
   context.containerPath = containerPath;
   context.cachesPath = cachesPath;
+  context.nowGiven = !nowText.empty();
+  context.zoneGiven = !zoneName.empty();
   if (nowText.empty()) {
     context.now = pluvo::Instant::fromSys(
         std::chrono::time_point_cast<std::chrono::seconds>(std::chrono::system_clock::now()));
@@ -139,5 +153,7 @@ int main(int argc, char** argv) {
   if (*refresh) return pluvo::cli::refresh(context, refreshArguments);
   if (*activityTexts) return pluvo::cli::activityTexts(context, activityState);
   if (*activityLayout) return pluvo::cli::activityLayout(context, layoutArguments);
+  if (*timeline) return pluvo::cli::timeline(context, timelineArguments);
+  if (*host) return pluvo::cli::host(context, hostArguments);
   return 2;
 }

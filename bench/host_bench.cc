@@ -1,0 +1,104 @@
+// The widget host's resident memory over many reload rounds: an in-process host on a temporary
+// container with a fresh stored snapshot (no network), asked to reload every kind again as soon
+// as the previous round is written, 1000 times. Each round is five timeline requests and five
+// entry files written atomically. Reported: the time per round, and the resident set size
+// after the first 10 rounds and after all of them (goal: flat, under 30 MB).
+#include <benchmark/benchmark.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <condition_variable>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "host/host_environment.h"
+#include "host/widget_host.h"
+#include "model/chart_packet.h"
+#include "platform/system_environment.h"
+#include "platform/task_pool.h"
+#include "service/chart_api_client.h"
+#include "snapshot/builder.h"
+#include "snapshot/recovery.h"
+#include "snapshot/store.h"
+#include "timeline/provider.h"
+
+namespace {
+
+using pluvo::Instant;
+
+double residentMegabytes() {
+  std::ifstream statm("/proc/self/statm");
+  long pages = 0, resident = 0;
+  statm >> pages >> resident;
+  return static_cast<double>(resident) * static_cast<double>(::sysconf(_SC_PAGESIZE)) / 1e6;
+}
+
+void hostReloadRounds(benchmark::State& state) {
+  std::string pattern = (std::filesystem::temp_directory_path() / "pluvo-bench-XXXXXX").string();
+  if (::mkdtemp(pattern.data()) == nullptr) std::abort();
+  const std::filesystem::path root = pattern;
+  const Instant builtAt = *pluvo::parseIso8601("2026-10-29T19:05:00Z");
+  {
+    pluvo::platform::SystemEnvironment system(pluvo::platform::SystemEnvironmentOptions{
+        .container = root / "container",
+        .caches = root / "caches",
+        .inExtension = true,
+        .deviceZone = pluvo::findTimeZone("America/Chicago"),
+        .logSink = [](std::string_view) {},
+    });
+    // The clock starts 25 minutes after the snapshot was built and runs on.
+    pluvo::host::HostEnvironment env(system, builtAt + 1500);
+    pluvo::snapshot::SnapshotStore store(env);
+    pluvo::snapshot::ForecastCacheRecovery recovery(env);
+    pluvo::timeline::PluvoWidgetRefreshCoordinator coordinator(
+        env, store, pluvo::service::ChartAPIClient(env, "http://127.0.0.1:9"));
+    pluvo::platform::TaskPool pool;
+    pluvo::timeline::PluvoWidgetProvider provider(env, store, recovery, coordinator, pool);
+
+    std::ifstream in(std::string(PLUVO_SAMPLES_DIR) + "/rainy-week.json", std::ios::binary);
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    auto packet = pluvo::model::decodeChartPacket(bytes.str()).value();
+    store.save(
+        pluvo::snapshot::makeWidgetSnapshot(
+            packet, {"Galveston, TX", 7, "F", std::vector<std::string>{"precip", "temp"}}, builtAt),
+        false);
+
+    std::mutex mutex;
+    std::condition_variable idle;
+    long rounds = 0;
+    auto host =
+        pluvo::host::WidgetHost::open(env, provider, {.outDir = root / "out", .onIdle = [&] {
+                                                        std::lock_guard lock(mutex);
+                                                        ++rounds;
+                                                        idle.notify_all();
+                                                      }});
+    if (!host) std::abort();
+    std::thread loop([&] { (*host)->run(); });
+    auto waitForRound = [&](long round) {
+      std::unique_lock lock(mutex);
+      idle.wait(lock, [&] { return rounds >= round; });
+    };
+    waitForRound(1);
+    long asked = 1;
+    double warm = 0;
+    for (auto _ : state) {
+      (*host)->reloadAll();
+      waitForRound(++asked);
+      if (asked == 11) warm = residentMegabytes();
+    }
+    state.counters["rss_after_10_MB"] = warm;
+    state.counters["rss_after_all_MB"] = residentMegabytes();
+    (*host)->stop();
+    loop.join();
+  }
+  std::error_code ignored;
+  std::filesystem::remove_all(root, ignored);
+}
+BENCHMARK(hostReloadRounds)->Iterations(1000)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,432 @@
+#include "host/widget_host.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <map>
+#include <optional>
+#include <set>
+#include <vector>
+
+#include "host/directory_lock.h"
+#include "host/kernel_events.h"
+#include "model/json_writer.h"
+#include "platform/atomic_file.h"
+#include "snapshot/recovery.h"
+#include "snapshot/store.h"
+
+namespace pluvo::host {
+
+namespace fs = std::filesystem;
+using timeline::PluvoWidgetTimeline;
+
+namespace {
+
+// How long a change notice waits for the host's own write of the same file to end.
+constexpr std::chrono::milliseconds kOwnWriteRecheck{50};
+// How long a stopping host waits for writes under way in other threads.
+constexpr std::chrono::milliseconds kShutdownWriteLimit{800};
+
+// The kind's entry file: the fields a dashboard needs first, the snapshot as shown last.
+Expected<std::string> entryJson(std::string_view kind, const PluvoWidgetTimeline& timeline,
+                                const std::optional<std::string>& image,
+                                const std::string& accessibilityText) {
+  auto snapshot = model::encodeWidgetSnapshot(timeline.entry.snapshot);
+  if (!snapshot) return std::unexpected(snapshot.error());
+  const model::PluvoWidgetSnapshot& shown = timeline.entry.snapshot;
+  std::string out = "{\"kind\":";
+  auto field = [&out](std::string_view key, std::string_view text) {
+    out += ",\"";
+    out += key;
+    out += "\":";
+    model::appendJsonString(out, text);
+  };
+  model::appendJsonString(out, kind);
+  field("date", formatIso8601(timeline.entry.date));
+  field("reloadDate", formatIso8601(timeline.reloadDate));
+  out += shown.isPlaceholder() ? ",\"placeholder\":true" : ",\"placeholder\":false";
+  field("updatedAt", formatIso8601(shown.updatedAt));
+  field("generatedAt", shown.generatedAt);
+  field("source", timeline::sourceName(timeline.source));
+  out += timeline.networkRefreshRan ? ",\"networkRefresh\":true" : ",\"networkRefresh\":false";
+  if (image) {
+    field("image", *image);
+    field("accessibilityText", accessibilityText);
+  }
+  out += ",\"snapshot\":" + *snapshot + "}";
+  return out;
+}
+
+}  // namespace
+
+struct WidgetHost::Core : std::enable_shared_from_this<Core> {
+  struct Kind {
+    std::string name;
+    bool wanted = false;    // asked for and not started yet
+    bool inFlight = false;  // asked of the provider, not written yet
+    bool writtenOnce = false;
+    std::optional<Instant> entryDate;
+    std::optional<Instant> reloadDate;
+    std::unique_ptr<KernelEvents::WallClockTimer> timer;
+  };
+
+  // A folder whose files other processes change, and what a change of one of them means.
+  struct WatchedFolder {
+    fs::path folder;
+    std::vector<std::string> names;
+    std::function<void()> onChanged;
+  };
+
+  Core(HostEnvironment& env, const timeline::PluvoWidgetProvider& provider, HostOptions options,
+       DirectoryLock lock)
+      : env(env),
+        provider(provider),
+        options(std::move(options)),
+        loop(env.mainLoop()),
+        lock(std::move(lock)) {}
+
+  HostEnvironment& env;
+  const timeline::PluvoWidgetProvider& provider;
+  const HostOptions options;
+  platform::MainLoop& loop;
+  DirectoryLock lock;
+  std::unique_ptr<KernelEvents> events;
+  std::atomic<bool> closed{false};
+  std::atomic<int> stopSignals{0};
+
+  // Touched on the main loop only.
+  std::vector<Kind> kinds;
+  std::vector<WatchedFolder> watched;
+  bool roundPosted = false;
+  bool writeFailed = false;
+  std::set<fs::path> changedFiles;
+  std::optional<platform::MainLoop::TimerId> settleTimer;
+  std::chrono::steady_clock::time_point burstStart;
+  std::optional<platform::MainLoop::TimerId> zoneTimer;
+
+  // Runs `task` on the main loop unless the host has gone by then.
+  void post(std::function<void(Core&)> task) {
+    if (closed) return;
+    loop.post([self = shared_from_this(), task = std::move(task)] {
+      if (!self->closed) task(*self);
+    });
+  }
+
+  Kind* findKind(std::string_view name) {
+    auto found = std::find_if(kinds.begin(), kinds.end(),
+                              [&](const Kind& kind) { return kind.name == name; });
+    return found == kinds.end() ? nullptr : &*found;
+  }
+
+  void request(Kind& kind) {
+    kind.wanted = true;
+    if (roundPosted) return;
+    roundPosted = true;
+    post([](Core& core) { core.runRound(); });
+  }
+
+  void requestAll() {
+    for (Kind& kind : kinds) request(kind);
+  }
+
+  void runRound() {
+    roundPosted = false;
+    for (Kind& kind : kinds) {
+      if (!kind.wanted || kind.inFlight) continue;
+      kind.wanted = false;
+      kind.inFlight = true;
+      kind.timer->disarm();
+      provider.getTimeline([self = shared_from_this(), name = kind.name](PluvoWidgetTimeline t) {
+        self->post([name, t = std::move(t)](Core& core) mutable {
+          if (Kind* kind = core.findKind(name)) core.finish(*kind, std::move(t));
+        });
+      });
+    }
+    checkIdle();
+  }
+
+  void finish(Kind& kind, PluvoWidgetTimeline timeline) {
+    kind.inFlight = false;
+    kind.entryDate = timeline.entry.date;
+    kind.reloadDate = timeline.reloadDate;
+    write(kind.name, timeline);
+    kind.writtenOnce = true;
+    arm(kind);
+    if (kind.wanted && !roundPosted) {
+      roundPosted = true;
+      post([](Core& core) { core.runRound(); });
+    }
+    checkIdle();
+  }
+
+  // The reload date is an instant of the host's clock; the timer runs on the system clock.
+  void arm(Kind& kind) {
+    if (!kind.reloadDate) return;
+    double ahead = *kind.reloadDate - env.now();
+    kind.timer->armAt(std::chrono::system_clock::now() +
+                      std::chrono::duration_cast<std::chrono::system_clock::duration>(
+                          std::chrono::duration<double>(std::max(ahead, 0.0))));
+  }
+
+  void write(const std::string& kind, const PluvoWidgetTimeline& timeline) {
+    std::optional<std::string> image;
+    std::string accessibilityText;
+    if (options.drawer) {
+      if (Expected<DrawnWidget> drawn = options.drawer(kind, timeline.entry); !drawn) {
+        env.log("Pluvo widget host cannot draw " + kind + ": " + drawn.error().message);
+      } else if (writeFile(options.outDir / (kind + ".png"), drawn->png)) {
+        image = kind + ".png";
+        accessibilityText = std::move(drawn->accessibilityText);
+      }
+    }
+    auto json = entryJson(kind, timeline, image, accessibilityText);
+    if (!json) {
+      env.log("Pluvo widget host cannot encode the entry of " + kind + ": " + json.error().message);
+      writeFailed = true;
+      return;
+    }
+    if (!writeFile(options.outDir / (kind + ".json"), *json)) writeFailed = true;
+  }
+
+  bool writeFile(const fs::path& file, std::string_view bytes) {
+    if (auto written = env.writeFileAtomically(file, bytes); !written) {
+      env.log("Pluvo widget host " + written.error().message);
+      return false;
+    }
+    env.log("Pluvo widget host wrote " + file.string());
+    return true;
+  }
+
+  void checkIdle() {
+    if (roundPosted) return;
+    for (const Kind& kind : kinds) {
+      if (kind.wanted || kind.inFlight) return;
+    }
+    if (options.onIdle) options.onIdle();
+    if (options.once && std::all_of(kinds.begin(), kinds.end(),
+                                    [](const Kind& kind) { return kind.writtenOnce; })) {
+      loop.stop();
+    }
+  }
+
+  // --- Change notices -------------------------------------------------------------------
+
+  void noteChange(fs::path file) {
+    changedFiles.insert(std::move(file));
+    auto now = std::chrono::steady_clock::now();
+    if (settleTimer) {
+      loop.cancel(*settleTimer);
+    } else {
+      burstStart = now;
+    }
+    auto left = std::chrono::duration_cast<std::chrono::nanoseconds>(burstStart +
+                                                                     options.longestBurst - now);
+    auto delay = std::clamp<std::chrono::nanoseconds>(left, std::chrono::nanoseconds(0),
+                                                      options.quietPeriod);
+    settleTimer = loop.postDelayed(delay, [self = shared_from_this()] {
+      if (!self->closed) self->settle();
+    });
+  }
+
+  void settle() {
+    settleTimer.reset();
+    std::set<fs::path> files = std::move(changedFiles);
+    changedFiles.clear();
+    std::set<const WatchedFolder*> changed;
+    for (const fs::path& file : files) {
+      if (env.ownSaves().writing(file)) {
+        changedFiles.insert(file);  // judged once the host's own write is done
+        continue;
+      }
+      Expected<std::string> content = env.readFile(file);
+      if (!env.ownSaves().changed(
+              file, content ? std::optional<std::string_view>(*content) : std::nullopt)) {
+        continue;
+      }
+      for (const WatchedFolder& folder : watched) {
+        if (file.parent_path() == folder.folder) changed.insert(&folder);
+      }
+    }
+    if (!changedFiles.empty()) {
+      settleTimer = loop.postDelayed(kOwnWriteRecheck, [self = shared_from_this()] {
+        if (!self->closed) self->settle();
+      });
+    }
+    for (const WatchedFolder* folder : changed) folder->onChanged();
+  }
+
+  // Watches `names` in `folder`: a change by another process calls `onChanged` on the main
+  // loop once its burst has settled.
+  void watchFiles(const fs::path& folder, std::vector<std::string> names,
+                  std::function<void()> onChanged) {
+    for (const std::string& name : names) {
+      Expected<std::string> content = env.readFile(folder / name);
+      env.ownSaves().watch(folder / name,
+                           content ? std::optional<std::string_view>(*content) : std::nullopt);
+    }
+    watched.push_back({folder, names, std::move(onChanged)});
+    auto watching = events->watchFolder(
+        folder, [weak = weak_from_this(), folder, names](std::string_view name) {
+          auto self = weak.lock();
+          if (!self) return;
+          for (const std::string& watchedName : names) {
+            // An empty name: events were lost, any file may have changed.
+            if (name.empty() || name == watchedName) {
+              self->post([file = folder / watchedName](Core& core) { core.noteChange(file); });
+            }
+          }
+        });
+    if (!watching) env.log("Pluvo widget host " + watching.error().message);
+  }
+
+  // --- Clock, zone and signals ---------------------------------------------------------
+
+  // The system clock was set: kinds whose reload date has passed are due; kinds whose entry is
+  // dated after the new now were drawn for a time that has not come (the clock went back).
+  void clockChanged() {
+    const Instant now = env.now();
+    for (Kind& kind : kinds) {
+      if (kind.inFlight || !kind.reloadDate) continue;
+      if (*kind.reloadDate <= now || (kind.entryDate && *kind.entryDate > now)) {
+        request(kind);
+      } else {
+        arm(kind);
+      }
+    }
+  }
+
+  // Replacing /etc/localtime is a removal and a creation: the zone is read once they are over.
+  void noteZoneChange() {
+    if (zoneTimer) loop.cancel(*zoneTimer);
+    zoneTimer = loop.postDelayed(options.quietPeriod, [self = shared_from_this()] {
+      if (self->closed) return;
+      self->zoneTimer.reset();
+      self->zoneMaybeChanged();
+    });
+  }
+
+  void zoneMaybeChanged() {
+    TimeZone zone = pluvo::deviceTimeZone();
+    if (zone == nullptr || zone == env.deviceTimeZone()) return;
+    env.setDeviceTimeZone(zone);
+    requestAll();
+  }
+
+  void signalled(int signal) {
+    if (signal == SIGHUP) {
+      post([](Core& core) { core.requestAll(); });
+      return;
+    }
+    if (stopSignals.fetch_add(1) > 0) ::_exit(128 + signal);
+    loop.stop();
+  }
+};
+
+Expected<std::unique_ptr<WidgetHost>> WidgetHost::open(
+    HostEnvironment& env, const timeline::PluvoWidgetProvider& provider, HostOptions options) {
+  std::error_code error;
+  fs::path out = fs::absolute(options.outDir, error);
+  if (error) return fail("cannot use " + options.outDir.string() + ": " + error.message());
+  options.outDir = out.lexically_normal();
+  auto lock = DirectoryLock::acquire(options.outDir);
+  if (!lock) return std::unexpected(lock.error());
+  auto events = KernelEvents::create();
+  if (!events) return std::unexpected(events.error());
+
+  auto core = std::make_shared<Core>(env, provider, std::move(options), std::move(*lock));
+  core->events = std::move(*events);
+  for (std::string_view name : snapshot::kWidgetKinds) {
+    auto timer = core->events->makeTimer([weak = std::weak_ptr<Core>(core), name] {
+      if (auto self = weak.lock()) {
+        self->post([name](Core& c) {
+          if (Core::Kind* kind = c.findKind(name)) c.request(*kind);
+        });
+      }
+    });
+    if (!timer) return std::unexpected(timer.error());
+    core->kinds.push_back({.name = std::string(name), .timer = std::move(*timer)});
+  }
+  return std::unique_ptr<WidgetHost>(new WidgetHost(std::move(core)));
+}
+
+WidgetHost::~WidgetHost() {
+  core_->closed = true;
+  core_->env.setReloadListener(nullptr);
+  core_->events->stop();
+}
+
+int WidgetHost::run() {
+  Core& core = *core_;
+  std::weak_ptr<Core> weak = core_;
+
+  if (core.options.handleSignals) {
+    auto watching = core.events->watchSignals({SIGHUP, SIGINT, SIGTERM}, [weak](int signal) {
+      if (auto self = weak.lock()) self->signalled(signal);
+    });
+    if (!watching) core.env.log("Pluvo widget host " + watching.error().message);
+  }
+  if (auto watching = core.events->onClockChange([weak] {
+        if (auto self = weak.lock()) self->post([](Core& c) { c.clockChanged(); });
+      });
+      !watching) {
+    core.env.log("Pluvo widget host " + watching.error().message);
+  }
+  if (!core.options.once) {
+    if (auto container = core.env.appGroupContainer()) {
+      core.watchFiles(
+          *container,
+          {std::string(snapshot::kSnapshotFileName), std::string(snapshot::kForecastCacheFileName)},
+          [&core] { core.requestAll(); });
+    }
+    if (auto defaults = core.env.sharedDefaultsFile()) {
+      if (auto made = platform::makeFolders(defaults->parent_path()); made) {
+        core.watchFiles(defaults->parent_path(), {defaults->filename().string()},
+                        [&core] { core.requestAll(); });
+      }
+    }
+    if (core.options.followSystemTimeZone) {
+      auto watching = core.events->watchFolder("/etc", [weak](std::string_view name) {
+        if (name.empty() || name == "localtime" || name == "timezone") {
+          if (auto self = weak.lock()) self->post([](Core& c) { c.noteZoneChange(); });
+        }
+      });
+      if (!watching) core.env.log("Pluvo widget host " + watching.error().message);
+    }
+  }
+  core.env.setReloadListener([weak](std::string_view kind) {
+    if (auto self = weak.lock()) {
+      self->post([name = std::string(kind)](Core& c) {
+        if (Core::Kind* found = c.findKind(name)) c.request(*found);
+      });
+    }
+  });
+  core.events->start();
+  core.post([](Core& c) { c.requestAll(); });
+
+  core.loop.run();
+
+  // Stopping: the task in hand is done; writes of other threads get a moment to finish so that
+  // no temporary file stays behind, and none starts afterwards.
+  core.env.setReloadListener(nullptr);
+  core.env.ownSaves().close(kShutdownWriteLimit);
+  core.closed = true;
+  core.events->stop();
+  if (core.options.once && core.writeFailed) return 1;
+  return 0;
+}
+
+void WidgetHost::reload(std::string_view kind) {
+  core_->post([name = std::string(kind)](Core& core) {
+    if (Core::Kind* found = core.findKind(name)) core.request(*found);
+  });
+}
+
+void WidgetHost::reloadAll() {
+  core_->post([](Core& core) { core.requestAll(); });
+}
+
+void WidgetHost::stop() { core_->loop.stop(); }
+
+}  // namespace pluvo::host

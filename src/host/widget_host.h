@@ -1,0 +1,100 @@
+// The widget host: the daemon that stands in for the phone's widget system and keeps every
+// widget kind's picture and entry current in an output folder.
+//
+// For each of the five kinds it asks the timeline provider for a timeline, hands the entry to
+// the kind's drawer (when there is one) and writes, atomically, "<DIR>/<kind>.png" and always
+// "<DIR>/<kind>.json": entry date, reload date, placeholder or not, updatedAt, generatedAt,
+// the winning source, whether a network refresh ran, the image's file name and accessibility
+// text when one was drawn, and the snapshot as shown. One line "Pluvo widget host wrote <file>"
+// is logged per file, besides the product's own lines.
+//
+// When it asks again:
+//   - at each kind's reload date, by a wall-clock timer (a suspend or a clock set forward past
+//     it fires it at once; a clock set backward redraws the kinds whose entry now lies ahead);
+//   - when the store asks for a reload in this process (the environment's widget center);
+//   - when another process changes the snapshot file, the forecast cache or the shared defaults
+//     in the app group container (inotify). A burst of changes is one round, after 200 ms of
+//     quiet (at most 1 s after its first change). A change whose content is what the host itself
+//     last wrote there is its own save coming back and is ignored: no feedback loop;
+//   - when the device's time zone changes (followed through /etc/localtime when asked), and on
+//     SIGHUP: every kind.
+// Network refreshes run on the provider's pool; the five kinds of one round share one request
+// through the refresh coordinator. Drawing and every write of DIR happen on the main loop.
+//
+// SIGINT or SIGTERM: the task in hand (a drawing) is finished, writes under way in other
+// threads are given up to 0.8 s, and `run` returns 0; a second such signal exits the process at
+// once (status 128 + signal). One host per DIR: a second one is refused (see DirectoryLock).
+//
+//   HostEnvironment env(system, startAt);
+//   ... store, recovery, coordinator, pool, provider on `env` ...
+//   auto host = WidgetHost::open(env, provider, {.outDir = "/srv/widgets"});
+//   if (!host) die(host.error().message);
+//   return (*host)->run();
+//
+// Thread safety: `reload`, `reloadAll` and `stop` may be called from any thread; `run` once, on
+// the thread that runs the environment's main loop. The environment and the provider must
+// outlive the host.
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "host/host_environment.h"
+#include "platform/error.h"
+#include "timeline/provider.h"
+#include "timeline/widget_entry.h"
+
+namespace pluvo::host {
+
+struct DrawnWidget {
+  std::string png;
+  std::string accessibilityText;
+};
+// Draws one widget kind's entry on the main loop; absent drawer = no images, JSON only.
+using WidgetDrawer = std::function<Expected<DrawnWidget>(std::string_view kind,
+                                                         const timeline::PluvoWidgetEntry& entry)>;
+
+struct HostOptions {
+  std::filesystem::path outDir;
+  // One round for every kind (waiting for any refresh), then `run` returns.
+  bool once = false;
+  WidgetDrawer drawer{};
+  // Reads SIGHUP, SIGINT and SIGTERM itself; block them first (blockSignals in kernel_events.h).
+  bool handleSignals = false;
+  // Follows the system's zone (/etc/localtime) when no zone was given.
+  bool followSystemTimeZone = false;
+  std::chrono::milliseconds quietPeriod{200};
+  std::chrono::milliseconds longestBurst{1000};
+  // Called on the main loop each time every requested kind has been written.
+  std::function<void()> onIdle{};
+};
+
+class WidgetHost {
+ public:
+  // Takes DIR's lock and prepares the watches; the error says what failed and on which folder.
+  static Expected<std::unique_ptr<WidgetHost>> open(HostEnvironment& env,
+                                                    const timeline::PluvoWidgetProvider& provider,
+                                                    HostOptions options);
+  ~WidgetHost();
+  WidgetHost(const WidgetHost&) = delete;
+  WidgetHost& operator=(const WidgetHost&) = delete;
+
+  // Runs the main loop until `stop` (or a signal), or with `once` until every kind is written.
+  // Returns the exit status: 0, or 1 when a `once` round could not write every kind.
+  int run();
+
+  void reload(std::string_view kind);
+  void reloadAll();
+  void stop();
+
+ private:
+  struct Core;
+  explicit WidgetHost(std::shared_ptr<Core> core) : core_(std::move(core)) {}
+  std::shared_ptr<Core> core_;
+};
+
+}  // namespace pluvo::host

@@ -1,0 +1,110 @@
+// The widget host in this process, on a temporary container: what a drawer's pictures become
+// in the output folder (and a drawer that fails), and a reload asked for by the store in the
+// same process, which is one round however many files its save touched.
+#include "host/widget_host.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <thread>
+
+#include "snapshot/builder.h"
+#include "support/stub_forecast_server.h"
+#include "support/test_environment.h"
+#include "support/test_support.h"
+
+namespace pluvo::host {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using ::testing::Contains;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class WidgetHostTest : public ::testing::Test {
+ protected:
+  // Waits until the host has gone idle `rounds` times in all.
+  bool idleRounds(int rounds) {
+    std::unique_lock lock(mutex);
+    return idle.wait_for(lock, 30s, [&] { return idleCount >= rounds; });
+  }
+
+  testing::TemporaryDirectory root;
+  testing::TestEnvironment system{root.path()};
+  HostEnvironment env{system};
+  testing::StubForecastServer server;
+  snapshot::SnapshotStore store{env};
+  snapshot::ForecastCacheRecovery recovery{env};
+  timeline::PluvoWidgetRefreshCoordinator coordinator{env, store,
+                                                      service::ChartAPIClient(env, server.url())};
+  platform::TaskPool pool;
+  timeline::PluvoWidgetProvider provider{env, store, recovery, coordinator, pool};
+  const fs::path out = root.path() / "out";
+
+  std::mutex mutex;
+  std::condition_variable idle;
+  int idleCount = 0;
+};
+
+TEST_F(WidgetHostTest, DrawnPicturesAndAnInProcessReload) {
+  HostOptions options{
+      .outDir = out,
+      .drawer = [](std::string_view kind,
+                   const timeline::PluvoWidgetEntry& entry) -> Expected<DrawnWidget> {
+        if (kind == "PluvoFiveDayLargeWidget") return fail("no font for \"°\"");
+        return DrawnWidget{"PNG " + std::string(kind),
+                           entry.snapshot.locationName + ", rain from 2p"};
+      },
+      .onIdle =
+          [this] {
+            std::lock_guard lock(mutex);
+            ++idleCount;
+            idle.notify_all();
+          }};
+  auto host = WidgetHost::open(env, provider, std::move(options));
+  ASSERT_TRUE(host.has_value()) << host.error().message;
+  int status = -1;
+  std::thread loop([&] { status = (*host)->run(); });
+
+  ASSERT_TRUE(idleRounds(1));
+  EXPECT_EQ(testing::readFileBytes(out / "PluvoCurrentSmallWidget.png"),
+            "PNG PluvoCurrentSmallWidget");
+  EXPECT_THAT(testing::readFileBytes(out / "PluvoCurrentSmallWidget.json"),
+              HasSubstr(",\"image\":\"PluvoCurrentSmallWidget.png\","
+                        "\"accessibilityText\":\"Houston, TX, rain from 2p\",\"snapshot\":{"));
+  // A drawing that fails costs the picture, never the entry.
+  EXPECT_FALSE(fs::exists(out / "PluvoFiveDayLargeWidget.png"));
+  EXPECT_THAT(testing::readFileBytes(out / "PluvoFiveDayLargeWidget.json"),
+              Not(HasSubstr("\"image\"")));
+  EXPECT_THAT(system.logger.lines(),
+              Contains("Pluvo widget host cannot draw PluvoFiveDayLargeWidget: no font for "
+                       "\"°\""));
+  EXPECT_THAT(system.logger.lines(), Contains("Pluvo widget host wrote " +
+                                              (out / "PluvoCurrentSmallWidget.png").string()));
+
+  // The main app's code in this process saves and asks for a reload: the store's debounced
+  // reload names all five kinds, the host makes one round of them, and the files the save
+  // touched (snapshot file, shared defaults) do not bring a second one.
+  auto packet = model::decodeChartPacket(testing::readSample("rainy-week.json")).value();
+  store.save(
+      snapshot::makeWidgetSnapshot(packet, {"Galveston, TX", 5, "F", std::nullopt}, env.now() - 60),
+      /*reloadTimelines=*/true);
+  ASSERT_TRUE(idleRounds(2));
+  EXPECT_THAT(testing::readFileBytes(out / "PluvoTodayMediumWidget.json"),
+              HasSubstr("\"source\":\"stored\""));
+  std::this_thread::sleep_for(1500ms);
+  {
+    std::lock_guard lock(mutex);
+    EXPECT_EQ(idleCount, 2);
+  }
+  EXPECT_EQ(server.requestCount(), 0);
+
+  (*host)->stop();
+  loop.join();
+  EXPECT_EQ(status, 0);
+}
+
+}  // namespace
+}  // namespace pluvo::host
