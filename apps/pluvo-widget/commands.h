@@ -75,6 +75,25 @@ struct RefreshArguments {
 };
 int refresh(const CommandContext& context, const RefreshArguments& arguments);
 
+// The drawing commands (render_commands.cc).
+// `widgets`: the catalogue of the five home-screen widgets as JSON.
+int widgetsList(const CommandContext& context);
+// `snapshot texts FILE`: every day's derived texts, with the product's key names.
+int snapshotTexts(const CommandContext& context, const std::string& path);
+// `render --kind K -o FILE`: draws a widget; the accessibility text goes into an SVG's
+// <title>/<desc>, and into FILE.json beside a PNG or PDF.
+struct RenderArguments {
+  std::string kind;
+  double scale = 3;
+  std::optional<std::string> format;        // png, svg or pdf; absent: from -o's extension
+  std::optional<std::string> snapshotPath;  // absent: the entry of a timeline request
+  std::optional<std::string> size;          // "WxH" in points; absent: the family's size
+};
+int render(const CommandContext& context, const RenderArguments& arguments);
+// The snapshot a timeline request would show at the context's instant, from the storage; the
+// placeholder when nothing usable is stored. Stands in for the timeline provider's entry.
+model::PluvoWidgetSnapshot timelineEntrySnapshot(const CommandContext& context);
+
 // The newcomer's first run: a readable tour of the bundled samples.
 int demo(const CommandContext& context, const std::string& samplesDir);
 
