@@ -6,6 +6,8 @@
 #include <pango/pangocairo.h>
 
 #include <cmath>
+#include <cstdio>
+#include <map>
 #include <numbers>
 #include <utility>
 
@@ -22,8 +24,33 @@ cairo_status_t appendToString(void* closure, const unsigned char* data, unsigned
   return CAIRO_STATUS_SUCCESS;
 }
 
+// Cairo names SVG groups after a process-wide surface counter ("surface6"); numbering them in
+// order of appearance makes the same drawing give the same file on every call, not just on
+// every run.
+std::string renumberSvgSurfaces(const std::string& svg) {
+  constexpr std::string_view kName = "surface";
+  std::map<std::string, std::string, std::less<>> numbers;
+  std::string out;
+  out.reserve(svg.size());
+  size_t copied = 0;
+  for (size_t at = svg.find(kName); at != std::string::npos; at = svg.find(kName, at + 1)) {
+    if (at == 0 || (svg[at - 1] != '"' && svg[at - 1] != '#')) continue;
+    size_t digits = at + kName.size(), end = digits;
+    while (end < svg.size() && svg[end] >= '0' && svg[end] <= '9') ++end;
+    if (end == digits || end >= svg.size() || svg[end] != '"') continue;
+    std::string original = svg.substr(digits, end - digits);
+    auto [entry, added] = numbers.try_emplace(original, std::to_string(numbers.size() + 1));
+    out.append(svg, copied, digits - copied);
+    out += entry->second;
+    copied = end;
+  }
+  out.append(svg, copied, std::string::npos);
+  return out;
+}
+
 // Cairo's SVG writer has no place for a title: put <title> and <desc> first inside <svg>.
 std::string withSvgTitle(std::string svg, const ImageMetadata& metadata) {
+  svg = renumberSvgSurfaces(svg);
   if (metadata.title.empty() && metadata.description.empty()) return svg;
   size_t open = svg.find("<svg");
   size_t end = open == std::string::npos ? open : svg.find('>', open);
@@ -35,6 +62,12 @@ std::string withSvgTitle(std::string svg, const ImageMetadata& metadata) {
   }
   svg.insert(end + 1, inserted);
   return svg;
+}
+
+std::string number(double value) {
+  char buffer[32];
+  std::snprintf(buffer, sizeof buffer, "%g", value);
+  return buffer;
 }
 
 }  // namespace
@@ -87,13 +120,13 @@ std::string escapeXml(std::string_view text) {
 
 Expected<Canvas> Canvas::create(ImageFormat format, Size size, double scale) {
   if (auto fonts = loadFonts(); !fonts) return std::unexpected(fonts.error());
-  if (!(size.width > 0 && size.height > 0 && size.width <= kMaximumPoints &&
+  if (!(size.width >= 1 && size.height >= 1 && size.width <= kMaximumPoints &&
         size.height <= kMaximumPoints)) {
-    return fail("cannot draw at " + std::to_string(size.width) + "x" + std::to_string(size.height) +
+    return fail("cannot draw at " + number(size.width) + "x" + number(size.height) +
                 " points; give a size between 1 and 4096");
   }
   if (!(scale >= 0.25 && scale <= 8)) {
-    return fail("cannot draw at scale " + std::to_string(scale) + "; give a scale from 0.25 to 8");
+    return fail("cannot draw at scale " + number(scale) + "; give a scale from 0.25 to 8");
   }
   Canvas canvas;
   canvas.format_ = format;
@@ -188,8 +221,16 @@ void Canvas::endLayer(double opacity) {
   cairo_paint_with_alpha(cr_, opacity);
 }
 
+Color Canvas::deviceColor(Color color) const {
+  // Cairo truncates components to 8 bits in images (0.035 becomes 8, not 9); give it the
+  // nearest 8-bit value so the navy is exactly #090e1b.
+  if (format_ != ImageFormat::png) return color;
+  return {color.red8() / 255.0, color.green8() / 255.0, color.blue8() / 255.0, color.alpha};
+}
+
 void Canvas::setColor(Color color) {
-  cairo_set_source_rgba(cr_, color.red, color.green, color.blue, color.alpha);
+  Color c = deviceColor(color);
+  cairo_set_source_rgba(cr_, c.red, c.green, c.blue, c.alpha);
 }
 
 void Canvas::applyPath(const Path& path) {
@@ -238,8 +279,8 @@ void Canvas::fillPathWithLinearGradient(const Path& path, Point start, Point end
                                         const std::vector<GradientStop>& stops) {
   cairo_pattern_t* gradient = cairo_pattern_create_linear(start.x, start.y, end.x, end.y);
   for (const GradientStop& stop : stops) {
-    cairo_pattern_add_color_stop_rgba(gradient, stop.offset, stop.color.red, stop.color.green,
-                                      stop.color.blue, stop.color.alpha);
+    Color c = deviceColor(stop.color);
+    cairo_pattern_add_color_stop_rgba(gradient, stop.offset, c.red, c.green, c.blue, c.alpha);
   }
   cairo_set_source(cr_, gradient);
   applyPath(path);

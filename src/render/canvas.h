@@ -134,6 +134,7 @@ class Canvas {
   Canvas() = default;
   void applyPath(const Path& path);
   void setColor(Color color);
+  Color deviceColor(Color color) const;
 
   ImageFormat format_ = ImageFormat::png;
   Size size_;

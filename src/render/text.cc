@@ -152,8 +152,23 @@ TextLine layoutText(std::string_view text, const Font& font, const TextFit& fit)
   pango_layout_set_text(layout, line.text_.data(), static_cast<int>(line.text_.size()));
   pango_layout_set_single_paragraph_mode(layout, TRUE);
   if (font.monospacedDigits) {
+    // Tabular figures for the digits alone, as the phone's monospaced digits: Inter's "tnum"
+    // also widens hyphens and points, which would open up "--°" and "0.31".
     PangoAttrList* attributes = pango_attr_list_new();
-    pango_attr_list_insert(attributes, pango_attr_font_features_new("tnum 1"));
+    const std::string& t = line.text_;
+    for (size_t i = 0; i < t.size();) {
+      if (t[i] < '0' || t[i] > '9') {
+        ++i;
+        continue;
+      }
+      size_t end = i;
+      while (end < t.size() && t[end] >= '0' && t[end] <= '9') ++end;
+      PangoAttribute* tabular = pango_attr_font_features_new("tnum 1");
+      tabular->start_index = static_cast<guint>(i);
+      tabular->end_index = static_cast<guint>(end);
+      pango_attr_list_insert(attributes, tabular);
+      i = end;
+    }
     pango_layout_set_attributes(layout, attributes);
     pango_attr_list_unref(attributes);
   }
