@@ -1,30 +1,42 @@
 #include "render/png.h"
 
 #include <cairo.h>
-#include <spng.h>
+#include <libdeflate.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 namespace pluvo::render {
 
 namespace {
 
-struct SpngDeleter {
-  void operator()(spng_ctx* context) const { spng_ctx_free(context); }
+struct CompressorDeleter {
+  void operator()(libdeflate_compressor* c) const { libdeflate_free_compressor(c); }
 };
+
+void appendBigEndian(std::string& out, std::uint32_t value) {
+  out += static_cast<char>(value >> 24);
+  out += static_cast<char>(value >> 16);
+  out += static_cast<char>(value >> 8);
+  out += static_cast<char>(value);
+}
+
+// length, type, data, CRC-32 of type and data.
+void appendChunk(std::string& out, std::string_view type, std::string_view data) {
+  appendBigEndian(out, static_cast<std::uint32_t>(data.size()));
+  size_t typeAt = out.size();
+  out += type;
+  out += data;
+  std::uint32_t crc = libdeflate_crc32(0, out.data() + typeAt, type.size() + data.size());
+  appendBigEndian(out, crc);
+}
 
 cairo_status_t appendToString(void* closure, const unsigned char* data, unsigned int length) {
   static_cast<std::string*>(closure)->append(reinterpret_cast<const char*>(data), length);
   return CAIRO_STATUS_SUCCESS;
-}
-
-Expected<void> checkSpng(int code, const char* step) {
-  if (code == 0) return {};
-  return fail(std::string("PNG encoding failed while ") + step + ": " + spng_strerror(code));
 }
 
 }  // namespace
@@ -42,93 +54,83 @@ Expected<std::string> encodePng(cairo_surface_t* surface, const PngOptions& opti
   const unsigned char* data = cairo_image_surface_get_data(surface);
   if (width <= 0 || height <= 0 || !data) return fail("PNG encoding needs a non-empty image");
 
-  // Cairo keeps native-endian 32-bit pixels, alpha premultiplied.
-  auto pixel = [&](int x, int y) {
-    std::uint32_t p;
-    std::memcpy(&p, data + static_cast<size_t>(y) * stride + static_cast<size_t>(x) * 4, 4);
-    if (format == CAIRO_FORMAT_RGB24) p |= 0xff000000u;
-    return p;
+  // Cairo keeps native-endian 32-bit pixels with premultiplied alpha.
+  auto row = [&](int y) {
+    return reinterpret_cast<const std::uint32_t*>(data + static_cast<size_t>(y) * stride);
   };
-  bool opaque = true;
-  for (int y = 0; y < height && opaque; ++y) {
-    for (int x = 0; x < width; ++x) {
-      if ((pixel(x, y) >> 24) != 0xff) {
-        opaque = false;
-        break;
+  // Each row: filter type 0 ("none": flat fields of colour compress best as they are), then the
+  // pixels. Widgets are opaque, so RGB is written first while every alpha is ANDed together;
+  // only an image with transparency is written again, as straight-alpha RGBA.
+  std::vector<unsigned char> raw;
+  auto rgbRows = [&] {
+    const size_t rowBytes = 1 + static_cast<size_t>(width) * 3;
+    raw.resize(rowBytes * static_cast<size_t>(height));
+    std::uint32_t alphas = 0xff000000u;
+    for (int y = 0; y < height; ++y) {
+      const std::uint32_t* pixels = row(y);
+      unsigned char* out = raw.data() + rowBytes * static_cast<size_t>(y);
+      *out++ = 0;
+      for (int x = 0; x < width; ++x, out += 3) {
+        std::uint32_t p = pixels[x];
+        alphas &= p;
+        out[0] = static_cast<unsigned char>(p >> 16);
+        out[1] = static_cast<unsigned char>(p >> 8);
+        out[2] = static_cast<unsigned char>(p);
       }
     }
-  }
-  const size_t channels = opaque ? 3 : 4;
-  std::vector<unsigned char> rows(static_cast<size_t>(width) * height * channels);
-  unsigned char* out = rows.data();
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
-      std::uint32_t p = pixel(x, y);
-      unsigned a = p >> 24, r = (p >> 16) & 0xff, g = (p >> 8) & 0xff, b = p & 0xff;
-      if (opaque) {
-        *out++ = static_cast<unsigned char>(r);
-        *out++ = static_cast<unsigned char>(g);
-        *out++ = static_cast<unsigned char>(b);
-        continue;
+    return format == CAIRO_FORMAT_RGB24 || (alphas >> 24) == 0xff;
+  };
+  auto rgbaRows = [&] {
+    const size_t rowBytes = 1 + static_cast<size_t>(width) * 4;
+    raw.assign(rowBytes * static_cast<size_t>(height), 0);
+    for (int y = 0; y < height; ++y) {
+      const std::uint32_t* pixels = row(y);
+      unsigned char* out = raw.data() + rowBytes * static_cast<size_t>(y) + 1;
+      for (int x = 0; x < width; ++x, out += 4) {
+        std::uint32_t p = pixels[x];
+        unsigned a = p >> 24, r = (p >> 16) & 0xff, g = (p >> 8) & 0xff, b = p & 0xff;
+        if (a != 0 && a != 0xff) {
+          r = (r * 255 + a / 2) / a;
+          g = (g * 255 + a / 2) / a;
+          b = (b * 255 + a / 2) / a;
+        }
+        out[0] = static_cast<unsigned char>(r);
+        out[1] = static_cast<unsigned char>(g);
+        out[2] = static_cast<unsigned char>(b);
+        out[3] = static_cast<unsigned char>(a);
       }
-      if (a != 0 && a != 0xff) {
-        r = (r * 255 + a / 2) / a;
-        g = (g * 255 + a / 2) / a;
-        b = (b * 255 + a / 2) / a;
-      }
-      *out++ = static_cast<unsigned char>(r);
-      *out++ = static_cast<unsigned char>(g);
-      *out++ = static_cast<unsigned char>(b);
-      *out++ = static_cast<unsigned char>(a);
     }
-  }
+  };
+  const bool opaque = rgbRows();
+  if (!opaque) rgbaRows();
 
-  std::unique_ptr<spng_ctx, SpngDeleter> context(spng_ctx_new(SPNG_CTX_ENCODER));
-  if (!context) return fail("PNG encoding failed: out of memory");
-  spng_ctx* ctx = context.get();
-  spng_ihdr header{};
-  header.width = static_cast<std::uint32_t>(width);
-  header.height = static_cast<std::uint32_t>(height);
-  header.bit_depth = 8;
-  header.color_type = opaque ? SPNG_COLOR_TYPE_TRUECOLOR : SPNG_COLOR_TYPE_TRUECOLOR_ALPHA;
-  if (auto ok = checkSpng(spng_set_option(ctx, SPNG_ENCODE_TO_BUFFER, 1), "starting"); !ok) {
-    return std::unexpected(ok.error());
+  std::unique_ptr<libdeflate_compressor, CompressorDeleter> compressor(
+      libdeflate_alloc_compressor(options.compressionLevel));
+  if (!compressor) return fail("PNG encoding failed: no compressor at level " +
+                               std::to_string(options.compressionLevel));
+  std::string compressed(libdeflate_zlib_compress_bound(compressor.get(), raw.size()), '\0');
+  size_t size = libdeflate_zlib_compress(compressor.get(), raw.data(), raw.size(),
+                                         compressed.data(), compressed.size());
+  if (size == 0) return fail("PNG encoding failed: the image did not compress");
+  compressed.resize(size);
+
+  std::string png("\x89PNG\r\n\x1a\n", 8);
+  std::string header;
+  appendBigEndian(header, static_cast<std::uint32_t>(width));
+  appendBigEndian(header, static_cast<std::uint32_t>(height));
+  header += '\x08';                  // bit depth
+  header += opaque ? '\x02' : '\x06';  // colour type: RGB or RGBA
+  header += std::string(3, '\0');    // deflate, adaptive filtering, no interlace
+  appendChunk(png, "IHDR", header);
+  if (!options.description.empty()) {
+    // iTXt: keyword, no compression, language "en", no translated keyword, UTF-8 text.
+    std::string text("Description\0\0\0en\0\0", 18);
+    text += options.description;
+    appendChunk(png, "iTXt", text);
   }
-  spng_set_option(ctx, SPNG_IMG_COMPRESSION_LEVEL, options.compressionLevel);
-  // Widgets are flat fields of colour: the row above predicts a pixel best, and one fixed
-  // filter spares the encoder trying all five on every row.
-  spng_set_option(ctx, SPNG_FILTER_CHOICE, SPNG_FILTER_CHOICE_UP);
-  if (auto ok = checkSpng(spng_set_ihdr(ctx, &header), "writing the header"); !ok) {
-    return std::unexpected(ok.error());
-  }
-  std::string description = options.description;
-  char language[] = "en";
-  char translated[] = "";
-  spng_text text{};
-  if (!description.empty()) {
-    std::strcpy(text.keyword, "Description");
-    text.type = SPNG_ITXT;
-    text.length = description.size();
-    text.text = description.data();
-    text.language_tag = language;
-    text.translated_keyword = translated;
-    if (auto ok = checkSpng(spng_set_text(ctx, &text, 1), "adding the description"); !ok) {
-      return std::unexpected(ok.error());
-    }
-  }
-  if (auto ok = checkSpng(
-          spng_encode_image(ctx, rows.data(), rows.size(), SPNG_FMT_PNG, SPNG_ENCODE_FINALIZE),
-          "compressing");
-      !ok) {
-    return std::unexpected(ok.error());
-  }
-  size_t size = 0;
-  int error = 0;
-  void* png = spng_get_png_buffer(ctx, &size, &error);
-  if (!png) return fail(std::string("PNG encoding failed: ") + spng_strerror(error));
-  std::string bytes(static_cast<const char*>(png), size);
-  std::free(png);
-  return bytes;
+  appendChunk(png, "IDAT", compressed);
+  appendChunk(png, "IEND", {});
+  return png;
 }
 
 Expected<std::string> encodePngWithCairo(cairo_surface_t* surface) {

@@ -1,4 +1,5 @@
-// Reading PNG files back for the drawing tests: decoded with libspng into 8-bit RGBA rows.
+// Reading PNG files back for the drawing tests: decoded by cairo (libpng) into 8-bit RGBA rows
+// with straight alpha.
 #pragma once
 
 #include <cstdint>
