@@ -15,9 +15,6 @@ namespace {
 #define PLUVO_FONT_DIR "/usr/share/fonts/opentype/inter"
 #endif
 
-// Nominal sizes from here up use Inter's display cut.
-constexpr double kDisplayCutFromSize = 20;
-
 // Only Inter's folder; the system's cache folder is read (Debian's fontconfig trigger fills it
 // when fonts-inter is installed), the user's is written when that one is stale or missing.
 constexpr char kFontConfigXml[] =
@@ -118,8 +115,7 @@ Measured measure(PangoLayout* layout) {
 
 void setSize(PangoLayout* layout, const Font& font, double size) {
   PangoFontDescription* description = pango_font_description_new();
-  pango_font_description_set_family_static(
-      description, font.size >= kDisplayCutFromSize ? "Inter Display" : "Inter");
+  pango_font_description_set_family_static(description, "Inter");
   pango_font_description_set_weight(description, pangoWeight(font.weight));
   pango_font_description_set_absolute_size(description, size * PANGO_SCALE);
   pango_layout_set_font_description(layout, description);

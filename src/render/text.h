@@ -5,9 +5,9 @@
 // Fonts come from a fontconfig configuration of the program's own that holds only Inter (Debian
 // fonts-inter), so the same text gives the same pixels whatever fonts the machine has. Weights use
 // the product's names: semibold 600, bold 700, heavy 800, black 900. `monospacedDigits` turns on
-// Inter's tabular figures ("tnum"), so numbers do not jump as they change. Nominal sizes of 20
-// points and more use Inter Display, Inter's optical size for large text, as the phone's system
-// font switches to its display cut. Hinting is off and glyph positions are not rounded, so a
+// Inter's tabular figures ("tnum") for the digits, so numbers do not jump as they change. Large
+// sizes stay in Inter's text cut: its display cut would be one more face to load in a process
+// that has 20 MB to start, draw and exit. Hinting is off and glyph positions are not rounded, so a
 // line's width grows exactly in proportion to its size at every scale and in every format.
 //
 // Units: points. A line box is the font's ascent plus descent (about 1.21 x the size); `baseline`
