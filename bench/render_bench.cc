@@ -1,16 +1,16 @@
 // The widget drawing on the placeholder snapshot: the small widget drawn and encoded as a PNG at
 // scale 3 in a warm process (the host's steady state), the drawing alone, the PNG encoders on
 // the same surface (ours: libdeflate at level 1 on unfiltered rows; cairo's own writer, zlib at
-// its default level; libpng at zlib level 1, rows unfiltered or "up"-filtered), and one cold `pluvo-widget render` process, its wall time and peak
-// resident memory. Encoder runs report the file size as the "bytes" counter.
+// its default level; libpng at zlib level 1, rows unfiltered or "up"-filtered), and one cold
+// `pluvo-widget render` process, its wall time and peak resident memory. Encoder runs report the
+// file size as the "bytes" counter.
 #include <benchmark/benchmark.h>
 #include <cairo.h>
+#include <fcntl.h>
 #include <png.h>
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
-
-#include <fcntl.h>
 
 #include <chrono>
 #include <filesystem>
@@ -90,7 +90,8 @@ std::string encodeWithLibpng(cairo_surface_t* surface, int filter) {
   png_write_info(png, info);
   std::vector<unsigned char> row(static_cast<size_t>(width) * 3);
   for (int y = 0; y < height; ++y) {
-    const auto* pixels = reinterpret_cast<const std::uint32_t*>(data + static_cast<size_t>(y) * stride);
+    const auto* pixels =
+        reinterpret_cast<const std::uint32_t*>(data + static_cast<size_t>(y) * stride);
     for (int x = 0; x < width; ++x) {
       row[x * 3] = static_cast<unsigned char>(pixels[x] >> 16);
       row[x * 3 + 1] = static_cast<unsigned char>(pixels[x] >> 8);
@@ -148,10 +149,10 @@ void coldRenderProcess(benchmark::State& state) {
   std::filesystem::create_directories(dir);
   const std::string snapshot = dir + "/placeholder.json";
   std::ofstream(snapshot) << model::encodeWidgetSnapshot(placeholder()).value();
-  std::vector<std::string> args = {PLUVO_CLI, "--now", "2026-11-21T15:00:00Z", "--time-zone",
-                                   "America/Chicago", "render", "--kind",
-                                   "PluvoCurrentSmallWidget", "--snapshot", snapshot, "-o",
-                                   dir + "/small.png"};
+  std::vector<std::string> args = {
+      PLUVO_CLI, "--now",           "2026-11-21T15:00:00Z",    "--time-zone", "America/Chicago",
+      "render",  "--kind",          "PluvoCurrentSmallWidget", "--snapshot",  snapshot,
+      "-o",      dir + "/small.png"};
   std::vector<char*> argv;
   for (std::string& a : args) argv.push_back(a.data());
   argv.push_back(nullptr);

@@ -79,13 +79,21 @@ Size drawDailyConditionSummary(render::Canvas& canvas, Point origin, double widt
   const double spacing = m.windSize * 0.5;  // between the parts of the first line
 
   Size icon = conditionIconFrame(day.symbolName, m.iconSize, m.iconFrameWidth);
-  double textWidth = std::max(0.0, width - icon.width - spacing);
-  TextLine high = layoutText(temperatureText(day.high, usesMetricUnits), black(m.highSize, true),
-                             {.maxWidth = textWidth * 0.5, .minimumScaleFactor = 0.7});
-  TextLine highLabel = layoutText("H", black(m.labelSize));
-  TextLine low = layoutText(temperatureText(day.low, usesMetricUnits), black(m.lowSize, true),
-                            {.maxWidth = textWidth * 0.35, .minimumScaleFactor = 0.7});
-  TextLine lowLabel = layoutText("L", black(m.labelSize));
+  // The numbers and their labels shrink together when the line is too wide (to 0.4 at most).
+  TextLine high, highLabel, low, lowLabel;
+  auto layOut = [&](double scale) {
+    high = layoutText(temperatureText(day.high, usesMetricUnits), black(m.highSize * scale, true));
+    highLabel = layoutText("H", black(m.labelSize * scale));
+    low = layoutText(temperatureText(day.low, usesMetricUnits), black(m.lowSize * scale, true));
+    lowLabel = layoutText("L", black(m.labelSize * scale));
+    return icon.width + spacing + high.width() + gap + highLabel.width() + spacing + low.width() +
+           gap + lowLabel.width();
+  };
+  double natural = layOut(1);
+  if (natural > width) {
+    double fixed = icon.width + 2 * spacing + 2 * gap;
+    layOut(std::clamp((width - fixed) / (natural - fixed), 0.4, 1.0));
+  }
 
   // The first line: the icon centred on the high's line box, the numbers on one baseline.
   double lineHeight = std::max(icon.height, high.height());

@@ -53,7 +53,8 @@ struct ConditionSummaryMetrics {
 ConditionSummaryMetrics conditionSummaryMetrics(BlockSize size);
 
 // Icon, high with its "H" and low with its "L" on one line (first baselines aligned), the wind
-// arrow (pointing where the wind blows to) and speed under them, all leading-aligned in `width`.
+// arrow (pointing where the wind blows to) and speed under them, all leading-aligned in `width`;
+// the numbers shrink together when the first line would be wider.
 render::Size drawDailyConditionSummary(render::Canvas& canvas, render::Point origin, double width,
                                        const model::PluvoWidgetDay& day, bool usesMetricUnits,
                                        BlockSize size);
