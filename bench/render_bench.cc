@@ -142,17 +142,25 @@ BENCHMARK(pngEncoder)
     ->ArgsProduct({{ours, cairoWriter, libpngNone, libpngUp}, {170, 382}})
     ->Unit(benchmark::kMillisecond);
 
-// One `pluvo-widget render` of the small widget from a snapshot file, as a fresh process:
-// loader, fonts, drawing, encoding and the file write. Reports the child's peak resident memory.
-void coldRenderProcess(benchmark::State& state) {
+// One `pluvo-widget render` of the small widget from a snapshot file as a fresh process (loader,
+// fonts, drawing, encoding, the file write), then the same drawing in a process that loads only
+// the drawing's libraries (bench/small_widget_process.cc). Reports the child's peak resident
+// memory as "peakRSS_MB".
+void coldProcess(benchmark::State& state) {
+  const bool cli = state.range(0) == 0;
   const std::string dir = "/tmp/pluvo-render-bench";
   std::filesystem::create_directories(dir);
   const std::string snapshot = dir + "/placeholder.json";
   std::ofstream(snapshot) << model::encodeWidgetSnapshot(placeholder()).value();
-  std::vector<std::string> args = {
-      PLUVO_CLI, "--now",           "2026-11-21T15:00:00Z",    "--time-zone", "America/Chicago",
-      "render",  "--kind",          "PluvoCurrentSmallWidget", "--snapshot",  snapshot,
-      "-o",      dir + "/small.png"};
+  std::vector<std::string> args;
+  if (cli) {
+    args = {
+        PLUVO_CLI, "--now",           "2026-11-21T15:00:00Z",    "--time-zone", "America/Chicago",
+        "render",  "--kind",          "PluvoCurrentSmallWidget", "--snapshot",  snapshot,
+        "-o",      dir + "/small.png"};
+  } else {
+    args = {PLUVO_DRAW_ONLY, snapshot, dir + "/small-only.png"};
+  }
   std::vector<char*> argv;
   for (std::string& a : args) argv.push_back(a.data());
   argv.push_back(nullptr);
@@ -163,22 +171,23 @@ void coldRenderProcess(benchmark::State& state) {
   for (auto _ : state) {
     pid_t pid;
     if (posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ) != 0) {
-      state.SkipWithError("cannot start pluvo-widget");
+      state.SkipWithError("cannot start the drawing process");
       break;
     }
     int status = 0;
     rusage usage{};
     wait4(pid, &status, 0, &usage);
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-      state.SkipWithError("pluvo-widget render failed");
+      state.SkipWithError("the drawing process failed");
       break;
     }
     peakKilobytes = std::max(peakKilobytes, usage.ru_maxrss);
   }
   posix_spawn_file_actions_destroy(&actions);
   state.counters["peakRSS_MB"] = static_cast<double>(peakKilobytes) / 1024;
+  state.SetLabel(cli ? "pluvo-widget render" : "drawing libraries only");
 }
-BENCHMARK(coldRenderProcess)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(coldProcess)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace
 

@@ -106,21 +106,23 @@ Expected<std::string> encodePng(cairo_surface_t* surface, const PngOptions& opti
 
   std::unique_ptr<libdeflate_compressor, CompressorDeleter> compressor(
       libdeflate_alloc_compressor(options.compressionLevel));
-  if (!compressor) return fail("PNG encoding failed: no compressor at level " +
-                               std::to_string(options.compressionLevel));
-  std::string compressed(libdeflate_zlib_compress_bound(compressor.get(), raw.size()), '\0');
-  size_t size = libdeflate_zlib_compress(compressor.get(), raw.data(), raw.size(),
-                                         compressed.data(), compressed.size());
+  if (!compressor)
+    return fail("PNG encoding failed: no compressor at level " +
+                std::to_string(options.compressionLevel));
+  // Left uninitialised: only the pages the compressed image fills become resident.
+  const size_t bound = libdeflate_zlib_compress_bound(compressor.get(), raw.size());
+  std::unique_ptr<char[]> compressed(new char[bound]);
+  size_t size =
+      libdeflate_zlib_compress(compressor.get(), raw.data(), raw.size(), compressed.get(), bound);
   if (size == 0) return fail("PNG encoding failed: the image did not compress");
-  compressed.resize(size);
 
   std::string png("\x89PNG\r\n\x1a\n", 8);
   std::string header;
   appendBigEndian(header, static_cast<std::uint32_t>(width));
   appendBigEndian(header, static_cast<std::uint32_t>(height));
-  header += '\x08';                  // bit depth
+  header += '\x08';                    // bit depth
   header += opaque ? '\x02' : '\x06';  // colour type: RGB or RGBA
-  header += std::string(3, '\0');    // deflate, adaptive filtering, no interlace
+  header += std::string(3, '\0');      // deflate, adaptive filtering, no interlace
   appendChunk(png, "IHDR", header);
   if (!options.description.empty()) {
     // iTXt: keyword, no compression, language "en", no translated keyword, UTF-8 text.
@@ -128,7 +130,7 @@ Expected<std::string> encodePng(cairo_surface_t* surface, const PngOptions& opti
     text += options.description;
     appendChunk(png, "iTXt", text);
   }
-  appendChunk(png, "IDAT", compressed);
+  appendChunk(png, "IDAT", std::string_view(compressed.get(), size));
   appendChunk(png, "IEND", {});
   return png;
 }
