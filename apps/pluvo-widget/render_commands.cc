@@ -236,30 +236,10 @@ int render(const CommandContext& context, const RenderArguments& arguments) {
     return reportError(written.error().message);
   }
   if (options.format != render::ImageFormat::svg) {
-    render::Size size = options.size.value_or(widgets::familySize(widget->family));
-    model::JsonWriter w;
-    w.beginObject();
-    w.key("kind");
-    w.string(widget->kind);
-    w.key("displayName");
-    w.string(widget->displayName);
-    w.key("image");
-    w.string(context.outputPath);
-    w.key("format");
-    w.string(render::imageFormatName(options.format));
-    w.key("width");
-    writeNumber(w, size.width);
-    w.key("height");
-    writeNumber(w, size.height);
-    w.key("scale");
-    writeNumber(w, options.format == render::ImageFormat::png ? options.scale : 1);
-    w.key("entryDate");
-    w.string(formatIso8601(context.now));
-    w.key("accessibilityText");
-    w.string(image->accessibilityText);
-    w.endObject();
     std::string sidecar = context.outputPath + ".json";
-    if (auto written = platform::writeFileAtomically(sidecar, w.text() + "\n"); !written) {
+    std::string json =
+        widgets::imageDescriptionJson(*widget, options, context.now, context.outputPath, *image);
+    if (auto written = platform::writeFileAtomically(sidecar, json + "\n"); !written) {
       return reportError(written.error().message);
     }
   }
