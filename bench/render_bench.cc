@@ -146,7 +146,8 @@ BENCHMARK(pngEncoder)
     ->Unit(benchmark::kMillisecond);
 
 // Runs `argv` as a child of this (small, freshly started) process and prints its wall time in
-// milliseconds and its peak resident memory in kilobytes. The benchmark starts itself in this
+// milliseconds, its peak resident memory in kilobytes and its processor time (user and system)
+// in milliseconds. The benchmark starts itself in this
 // mode for every cold run: a child spawned straight from the grown benchmark process would
 // report the benchmark's own memory as its peak, because Linux records the peak of the address
 // space a process had just before its exec.
@@ -164,14 +165,17 @@ int measureChild(char** argv) {
   wait4(pid, &status, 0, &usage);
   double ms =
       std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-  std::printf("%.3f %ld\n", ms, usage.ru_maxrss);
+  double cpu = static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e3 +
+               static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e3;
+  std::printf("%.3f %ld %.3f\n", ms, usage.ru_maxrss, cpu);
   return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
 }
 
 // One `pluvo-widget render` of the small widget from a snapshot file as a fresh process (loader,
 // fonts, drawing, encoding, the file write), then the same drawing in a process that loads only
-// the drawing's libraries (bench/small_widget_process.cc). The time is the child's wall time;
-// "peakRSS_MB" its peak resident memory.
+// the drawing's libraries (bench/small_widget_process.cc). The time is the child's wall time,
+// "cpu_ms" its processor time (the steadier figure on a busy machine), "peakRSS_MB" its peak
+// resident memory.
 void coldProcess(benchmark::State& state) {
   const bool cli = state.range(0) == 0;
   const std::string dir = "/tmp/pluvo-render-bench";
@@ -191,7 +195,7 @@ void coldProcess(benchmark::State& state) {
   std::vector<char*> argv;
   for (std::string& a : args) argv.push_back(a.data());
   argv.push_back(nullptr);
-  double peakKilobytes = 0;
+  double peakKilobytes = 0, cpuMilliseconds = 0;
   for (auto _ : state) {
     int out[2];
     if (pipe(out) != 0) {
@@ -212,15 +216,18 @@ void coldProcess(benchmark::State& state) {
     close(out[0]);
     int status = 0;
     if (spawned == 0) waitpid(pid, &status, 0);
-    double ms = 0, kilobytes = 0;
+    double ms = 0, kilobytes = 0, cpu = 0;
     if (spawned != 0 || !WIFEXITED(status) || WEXITSTATUS(status) != 0 ||
-        std::sscanf(reply.c_str(), "%lf %lf", &ms, &kilobytes) != 2) {
+        std::sscanf(reply.c_str(), "%lf %lf %lf", &ms, &kilobytes, &cpu) != 3) {
       state.SkipWithError("the drawing process failed");
       break;
     }
     state.SetIterationTime(ms / 1000);
     peakKilobytes = std::max(peakKilobytes, kilobytes);
+    cpuMilliseconds += cpu;
   }
+  state.counters["cpu_ms"] =
+      benchmark::Counter(cpuMilliseconds, benchmark::Counter::kAvgIterations);
   state.counters["peakRSS_MB"] = peakKilobytes / 1024;
   state.SetLabel(cli ? "pluvo-widget render" : "drawing libraries only");
 }
