@@ -70,8 +70,12 @@ struct ThreadFonts {
   PangoFontMap* map = nullptr;
   PangoContext* context = nullptr;
   ThreadFonts() {
+    // Our configuration must be fontconfig's current one before the first font map exists: a
+    // new map initialises fontconfig on a thread of its own, which would otherwise load the
+    // system's configuration and every font it lists.
+    const FontSetup& setup = fontSetup();
     map = pango_cairo_font_map_new_for_font_type(CAIRO_FONT_TYPE_FT);
-    if (const FontSetup& setup = fontSetup(); setup.config && PANGO_IS_FC_FONT_MAP(map)) {
+    if (setup.config && PANGO_IS_FC_FONT_MAP(map)) {
       pango_fc_font_map_set_config(PANGO_FC_FONT_MAP(map), setup.config);
     }
     context = pango_font_map_create_context(map);
