@@ -13,6 +13,7 @@
 #include "model/widget_snapshot.h"
 #include "platform/calendar.h"
 #include "platform/instant.h"
+#include "timeline/widget_entry.h"
 
 namespace pluvo::platform {
 class SystemEnvironment;
@@ -102,6 +103,24 @@ struct HostArguments {
   bool once = false;
 };
 int host(const CommandContext& context, const HostArguments& arguments);
+// The drawing commands (render_commands.cc).
+// `widgets`: the catalogue of the five home-screen widgets as JSON.
+int widgetsList(const CommandContext& context);
+// `snapshot texts FILE`: every day's derived texts, with the product's key names.
+int snapshotTexts(const CommandContext& context, const std::string& path);
+// `render --kind K -o FILE`: draws a widget; the accessibility text goes into an SVG's
+// <title>/<desc>, and into FILE.json beside a PNG or PDF.
+struct RenderArguments {
+  std::string kind;
+  double scale = 3;
+  std::optional<std::string> format;        // png, svg or pdf; absent: from -o's extension
+  std::optional<std::string> snapshotPath;  // absent: the entry of a timeline request
+  std::optional<std::string> size;          // "WxH" in points; absent: the family's size
+};
+int render(const CommandContext& context, const RenderArguments& arguments);
+// The entry of one timeline request against the storage (timeline_command.cc): what the widget
+// system would show now, refreshed from the network when the stored data calls for it.
+timeline::PluvoWidgetEntry timelineEntry(const CommandContext& context);
 
 // The newcomer's first run: a readable tour of the bundled samples.
 int demo(const CommandContext& context, const std::string& samplesDir);

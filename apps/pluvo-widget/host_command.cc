@@ -17,8 +17,22 @@
 #include "snapshot/store.h"
 #include "timeline/provider.h"
 #include "timeline/refresh_coordinator.h"
+#include "widgets/widget_view.h"
 
 namespace pluvo::cli {
+
+namespace {
+
+// The host's images: each kind at the phone's size and 3x, as PNG.
+Expected<host::DrawnWidget> drawWidget(std::string_view kind,
+                                       const timeline::PluvoWidgetEntry& entry) {
+  auto image = widgets::renderWidget(kind, entry.snapshot, entry.date, {});
+  if (!image) return std::unexpected(image.error());
+  return host::DrawnWidget{.png = std::move(image->bytes),
+                           .accessibilityText = std::move(image->accessibilityText)};
+}
+
+}  // namespace
 
 int host(const CommandContext& context, const HostArguments& arguments) {
   // Before any thread exists, so that every thread inherits the mask and the host alone reads
@@ -44,7 +58,7 @@ int host(const CommandContext& context, const HostArguments& arguments) {
       env, provider,
       {.outDir = arguments.outDir,
        .once = arguments.once,
-       .drawer = {},  // no drawing yet: entries only
+       .drawer = drawWidget,
        .handleSignals = true,
        .followSystemTimeZone = !context.zoneGiven && std::getenv("TZ") == nullptr});
   if (!widgetHost) {

@@ -61,6 +61,23 @@ int main(int argc, char** argv) {
   auto* snapshotDisplay = snapshot->add_subcommand("display", "Print a snapshot as shown at an instant");
   snapshotDisplay->add_option("FILE", snapshotPath, "The snapshot's JSON file")->required();
   snapshotDisplay->add_option("--at", displayAt, "The instant, ISO 8601")->required();
+  auto* snapshotTexts = snapshot->add_subcommand("texts", "Print every day's texts as the widgets show them");
+  snapshotTexts->add_option("FILE", snapshotPath, "The snapshot's JSON file")->required();
+
+  auto* widgets = app.add_subcommand("widgets", "List the five home-screen widgets as JSON");
+  pluvo::cli::RenderArguments renderArguments;
+  auto* render = app.add_subcommand("render", "Draw a widget into -o FILE (png, svg or pdf)");
+  render->add_option("--kind", renderArguments.kind, "The widget kind, e.g. PluvoCurrentSmallWidget")->required();
+  render->add_option("--scale", renderArguments.scale, "Pixels per point of a PNG")->capture_default_str();
+  render->add_option_function<std::string>(
+      "--format", [&](const std::string& f) { renderArguments.format = f; },
+      "png, svg or pdf (default: from the file's extension)");
+  render->add_option_function<std::string>(
+      "--snapshot", [&](const std::string& f) { renderArguments.snapshotPath = f; },
+      "Draw this snapshot file as it stands (default: the entry of a timeline request)");
+  render->add_option_function<std::string>(
+      "--size", [&](const std::string& s) { renderArguments.size = s; },
+      "WIDTHxHEIGHT in points (default: the family's size)");
 
   pluvo::cli::RefreshArguments refreshArguments;
   auto* refresh = app.add_subcommand("refresh", "Fetch a new forecast for the stored snapshot's place and save it");
@@ -148,6 +165,9 @@ int main(int argc, char** argv) {
   if (*snapshotBuild) return pluvo::cli::snapshotBuild(context, buildArguments);
   if (*snapshotNormalize) return pluvo::cli::snapshotNormalize(context, snapshotPath);
   if (*snapshotDisplay) return pluvo::cli::snapshotDisplay(context, snapshotPath, displayAt);
+  if (*snapshotTexts) return pluvo::cli::snapshotTexts(context, snapshotPath);
+  if (*widgets) return pluvo::cli::widgetsList(context);
+  if (*render) return pluvo::cli::render(context, renderArguments);
   if (*demo) return pluvo::cli::demo(context, samplesDir);
   if (*recover) return pluvo::cli::recover(context, recoverArguments);
   if (*refresh) return pluvo::cli::refresh(context, refreshArguments);

@@ -57,7 +57,25 @@ std::optional<std::string> report(std::string_view kind, std::string_view reques
   return out;
 }
 
+timeline::PluvoWidgetTimeline awaitTimeline(timeline::PluvoWidgetProvider& provider) {
+  std::promise<timeline::PluvoWidgetTimeline> answered;
+  provider.getTimeline(
+      [&](timeline::PluvoWidgetTimeline answer) { answered.set_value(std::move(answer)); });
+  return answered.get_future().get();
+}
+
 }  // namespace
+
+timeline::PluvoWidgetEntry timelineEntry(const CommandContext& context) {
+  auto environment = makeEnvironment(context);
+  snapshot::SnapshotStore store(*environment);
+  snapshot::ForecastCacheRecovery recovery(*environment);
+  timeline::PluvoWidgetRefreshCoordinator coordinator(*environment, store,
+                                                      service::ChartAPIClient(*environment));
+  platform::TaskPool tasks;  // after the coordinator: joined before it goes
+  timeline::PluvoWidgetProvider provider(*environment, store, recovery, coordinator, tasks);
+  return awaitTimeline(provider).entry;
+}
 
 int timeline(const CommandContext& context, const TimelineArguments& arguments) {
   if (std::find(snapshot::kWidgetKinds.begin(), snapshot::kWidgetKinds.end(), arguments.kind) ==
@@ -90,10 +108,7 @@ int timeline(const CommandContext& context, const TimelineArguments& arguments) 
       json = report(arguments.kind, arguments.request, entry, std::nullopt, false, source);
     });
   } else {
-    std::promise<timeline::PluvoWidgetTimeline> answered;
-    provider.getTimeline(
-        [&](timeline::PluvoWidgetTimeline answer) { answered.set_value(std::move(answer)); });
-    timeline::PluvoWidgetTimeline answer = answered.get_future().get();
+    timeline::PluvoWidgetTimeline answer = awaitTimeline(provider);
     json = report(arguments.kind, arguments.request, answer.entry, answer.reloadDate,
                   answer.networkRefreshRan, answer.source);
   }

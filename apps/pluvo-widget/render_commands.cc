@@ -1,0 +1,241 @@
+// `widgets`, `snapshot texts` and `render`: the widget catalogue, the day texts and the drawing
+// from the command line.
+#include <charconv>
+#include <iostream>
+#include <string_view>
+
+#include "commands.h"
+#include "model/json_writer.h"
+#include "model/widget_snapshot.h"
+#include "platform/atomic_file.h"
+#include "platform/system_environment.h"
+#include "render/canvas.h"
+#include "snapshot/builder.h"
+#include "snapshot/store.h"
+#include "widgets/catalogue.h"
+#include "widgets/daily_blocks.h"
+#include "widgets/day_texts.h"
+#include "widgets/widget_view.h"
+
+namespace pluvo::cli {
+
+namespace {
+
+int reportError(const std::string& message) {
+  std::cerr << "pluvo-widget: " << message << '\n';
+  return 1;
+}
+
+void writeNumber(model::JsonWriter& w, double value) {
+  if (!w.number(value)) w.null();
+}
+
+// "364x170" -> {364, 170}.
+std::optional<render::Size> parseSize(std::string_view text) {
+  size_t x = text.find('x');
+  if (x == std::string_view::npos) return std::nullopt;
+  double width = 0, height = 0;
+  auto w = std::from_chars(text.data(), text.data() + x, width);
+  auto h = std::from_chars(text.data() + x + 1, text.data() + text.size(), height);
+  if (w.ec != std::errc() || w.ptr != text.data() + x || h.ec != std::errc() ||
+      h.ptr != text.data() + text.size()) {
+    return std::nullopt;
+  }
+  return render::Size{width, height};
+}
+
+std::optional<model::PluvoWidgetSnapshot> readSnapshotFile(const std::string& path) {
+  auto bytes = readInputFile(path);
+  if (!bytes) return std::nullopt;
+  auto snapshot = model::decodeWidgetSnapshot(*bytes);
+  if (!snapshot) {
+    reportError(path + " is not a widget snapshot: " + snapshot.error().message);
+    return std::nullopt;
+  }
+  return std::move(*snapshot);
+}
+
+}  // namespace
+
+int widgetsList(const CommandContext& context) {
+  model::JsonWriter w;
+  w.beginArray();
+  for (const widgets::WidgetDescription& widget : widgets::kWidgetCatalogue) {
+    widgets::WidgetLayoutConstants layout = widgets::layoutFor(widget.family, widget.variant);
+    render::Size size = widgets::familySize(widget.family);
+    w.beginObject();
+    w.key("kind");
+    w.string(widget.kind);
+    w.key("displayName");
+    w.string(widget.displayName);
+    w.key("description");
+    w.string(widget.description);
+    w.key("family");
+    w.string(widgets::familyName(widget.family));
+    w.key("variant");
+    w.string(widgets::variantName(widget.variant));
+    w.key("size");
+    w.beginObject();
+    w.key("width");
+    writeNumber(w, size.width);
+    w.key("height");
+    writeNumber(w, size.height);
+    w.endObject();
+    w.key("layout");
+    w.beginObject();
+    w.key("view");
+    w.string(widgets::layoutKindName(layout.layout));
+    if (layout.layout != widgets::LayoutKind::small) {
+      for (auto [name, value] : {std::pair{"topPadding", layout.topPadding},
+                                 {"bottomPadding", layout.bottomPadding},
+                                 {"horizontalPadding", layout.horizontalPadding},
+                                 {"headerHeight", layout.headerHeight},
+                                 {"headerSpacing", layout.headerSpacing}}) {
+        w.key(name);
+        writeNumber(w, value);
+      }
+      if (layout.layout != widgets::LayoutKind::mediumToday) {
+        w.key("rowSpacing");
+        writeNumber(w, layout.rowSpacing);
+        w.key("rowSeparatorHeight");
+        writeNumber(w, layout.rowSeparatorHeight);
+      }
+      if (layout.fixedDayCount) {
+        w.key("fixedDayCount");
+        w.integer(*layout.fixedDayCount);
+      }
+    }
+    w.endObject();
+    w.key("background");
+    w.string(render::palette::widgetBackground.hexText());
+    w.endObject();
+  }
+  w.endArray();
+  return writeOutput(context, w.text()) ? 0 : 1;
+}
+
+int snapshotTexts(const CommandContext& context, const std::string& path) {
+  auto snapshot = readSnapshotFile(path);
+  if (!snapshot) return 1;
+  bool metric = snapshot->usesMetricUnits();
+  model::JsonWriter w;
+  w.beginObject();
+  w.key("locationName");
+  w.string(snapshot->locationName);
+  w.key("usesMetricUnits");
+  w.boolean(metric);
+  w.key("chartMetricKeys");
+  w.beginArray();
+  for (const std::string& key : snapshot->chartMetricKeys()) w.string(key);
+  w.endArray();
+  w.key("current");
+  w.beginObject();
+  w.key("temperatureText");
+  w.string(widgets::temperatureWithDegreeText(snapshot->current.temperature, metric));
+  w.key("conditionText");
+  w.string(snapshot->current.condition.value_or("Forecast"));
+  w.key("symbolName");
+  w.string(snapshot->current.symbolName);
+  w.endObject();
+  w.key("days");
+  w.beginArray();
+  for (const model::PluvoWidgetDay& day : snapshot->days) {
+    widgets::WidgetRainSummary summary = widgets::makeRainSummary(&day, metric);
+    w.beginObject();
+    w.key("id");
+    w.integer(day.id);
+    w.key("day");
+    w.string(day.day);
+    w.key("dateLabel");
+    w.string(day.dateLabel);
+    w.key("chanceText");
+    w.string(summary.chanceText);
+    w.key("amountText");
+    w.string(summary.amountText);
+    w.key("detailText");
+    w.string(summary.detailText);
+    w.key("hasUsefulRain");
+    w.boolean(summary.hasUsefulRain);
+    w.key("highText");
+    w.string(widgets::temperatureText(day.high, metric));
+    w.key("highColor");
+    w.string(widgets::temperatureColorHex(day.high));
+    w.key("lowText");
+    w.string(widgets::temperatureText(day.low, metric));
+    w.key("lowColor");
+    w.string(render::palette::kLowTemperatureHex);
+    w.key("windText");
+    w.string(widgets::windSpeedText(day.windSpeed, metric));
+    w.key("windUnit");
+    w.string(widgets::windUnitText(metric));
+    w.key("accessibilityLabel");
+    w.string(widgets::rainLineAccessibilityLabel(summary));
+    w.key("conditionAccessibilityLabel");
+    w.string(widgets::conditionSummaryAccessibilityLabel(day, metric));
+    w.endObject();
+  }
+  w.endArray();
+  w.endObject();
+  return writeOutput(context, w.text()) ? 0 : 1;
+}
+
+int render(const CommandContext& context, const RenderArguments& arguments) {
+  if (context.outputPath.empty()) {
+    return reportError("render needs -o FILE for the image (for example -o small.png)");
+  }
+  const widgets::WidgetDescription* widget = widgets::findWidget(arguments.kind);
+  if (!widget) {
+    std::string kinds;
+    for (const auto& w : widgets::kWidgetCatalogue)
+      kinds += (kinds.empty() ? "" : ", ") + std::string(w.kind);
+    return reportError("--kind \"" + arguments.kind + "\" is not a widget kind; use one of " +
+                       kinds);
+  }
+  widgets::RenderOptions options;
+  options.scale = arguments.scale;
+  std::string formatName = arguments.format.value_or("");
+  if (formatName.empty()) {
+    std::string_view path = context.outputPath;
+    size_t dot = path.rfind('.');
+    formatName = dot == std::string_view::npos ? "png" : std::string(path.substr(dot + 1));
+    if (!render::parseImageFormat(formatName)) formatName = "png";
+  }
+  auto format = render::parseImageFormat(formatName);
+  if (!format) return reportError("--format \"" + formatName + "\" is not png, svg or pdf");
+  options.format = *format;
+  if (arguments.size) {
+    options.size = parseSize(*arguments.size);
+    if (!options.size) {
+      return reportError("--size \"" + *arguments.size +
+                         "\" is not WIDTHxHEIGHT in points; write it like 364x170");
+    }
+  }
+
+  timeline::PluvoWidgetEntry entry{.date = context.now};
+  if (arguments.snapshotPath) {
+    auto snapshot = readSnapshotFile(*arguments.snapshotPath);
+    if (!snapshot) return 1;
+    entry.snapshot = std::move(*snapshot);
+  } else {
+    entry = timelineEntry(context);
+  }
+
+  auto image = widgets::renderWidget(arguments.kind, entry.snapshot, entry.date, options);
+  if (!image) return reportError("cannot draw " + arguments.kind + ": " + image.error().message);
+  if (auto written = platform::writeFileAtomically(context.outputPath, image->bytes); !written) {
+    return reportError(written.error().message);
+  }
+  if (options.format != render::ImageFormat::svg) {
+    std::string sidecar = context.outputPath + ".json";
+    std::string json =
+        widgets::imageDescriptionJson(*widget, options, entry.date, context.outputPath, *image);
+    if (auto written = platform::writeFileAtomically(sidecar, json + "\n"); !written) {
+      return reportError(written.error().message);
+    }
+  }
+  std::cerr << "drew " << widget->kind << " into " << context.outputPath << ": "
+            << image->accessibilityText << '\n';
+  return 0;
+}
+
+}  // namespace pluvo::cli

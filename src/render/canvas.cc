@@ -1,0 +1,362 @@
+#include "render/canvas.h"
+
+#include <cairo-pdf.h>
+#include <cairo-svg.h>
+#include <cairo.h>
+#include <pango/pangocairo.h>
+
+#include <cmath>
+#include <cstdio>
+#include <map>
+#include <numbers>
+#include <utility>
+
+#include "render/png.h"
+
+namespace pluvo::render {
+
+namespace {
+
+constexpr double kMaximumPoints = 4096;
+
+cairo_status_t appendToString(void* closure, const unsigned char* data, unsigned int length) {
+  static_cast<std::string*>(closure)->append(reinterpret_cast<const char*>(data), length);
+  return CAIRO_STATUS_SUCCESS;
+}
+
+// Cairo names SVG groups after a process-wide surface counter ("surface6"); numbering them in
+// order of appearance makes the same drawing give the same file on every call, not just on
+// every run.
+std::string renumberSvgSurfaces(const std::string& svg) {
+  constexpr std::string_view kName = "surface";
+  std::map<std::string, std::string, std::less<>> numbers;
+  std::string out;
+  out.reserve(svg.size());
+  size_t copied = 0;
+  for (size_t at = svg.find(kName); at != std::string::npos; at = svg.find(kName, at + 1)) {
+    if (at == 0 || (svg[at - 1] != '"' && svg[at - 1] != '#')) continue;
+    size_t digits = at + kName.size(), end = digits;
+    while (end < svg.size() && svg[end] >= '0' && svg[end] <= '9') ++end;
+    if (end == digits || end >= svg.size() || svg[end] != '"') continue;
+    std::string original = svg.substr(digits, end - digits);
+    auto [entry, added] = numbers.try_emplace(original, std::to_string(numbers.size() + 1));
+    out.append(svg, copied, digits - copied);
+    out += entry->second;
+    copied = end;
+  }
+  out.append(svg, copied, std::string::npos);
+  return out;
+}
+
+// Cairo's SVG writer has no place for a title: put <title> and <desc> first inside <svg>.
+std::string withSvgTitle(std::string svg, const ImageMetadata& metadata) {
+  svg = renumberSvgSurfaces(svg);
+  if (metadata.title.empty() && metadata.description.empty()) return svg;
+  size_t open = svg.find("<svg");
+  size_t end = open == std::string::npos ? open : svg.find('>', open);
+  if (end == std::string::npos) return svg;
+  std::string inserted = "\n";
+  if (!metadata.title.empty()) inserted += "<title>" + escapeXml(metadata.title) + "</title>\n";
+  if (!metadata.description.empty()) {
+    inserted += "<desc>" + escapeXml(metadata.description) + "</desc>\n";
+  }
+  svg.insert(end + 1, inserted);
+  return svg;
+}
+
+std::string number(double value) {
+  char buffer[32];
+  std::snprintf(buffer, sizeof buffer, "%g", value);
+  return buffer;
+}
+
+}  // namespace
+
+std::optional<ImageFormat> parseImageFormat(std::string_view name) {
+  if (name == "png") return ImageFormat::png;
+  if (name == "svg") return ImageFormat::svg;
+  if (name == "pdf") return ImageFormat::pdf;
+  return std::nullopt;
+}
+
+std::string_view imageFormatName(ImageFormat format) {
+  switch (format) {
+    case ImageFormat::png:
+      return "png";
+    case ImageFormat::svg:
+      return "svg";
+    case ImageFormat::pdf:
+      return "pdf";
+  }
+  return "png";
+}
+
+std::string escapeXml(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (char c : text) {
+    switch (c) {
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      case '\'':
+        out += "&apos;";
+        break;
+      default:
+        out += c;
+    }
+  }
+  return out;
+}
+
+Expected<Canvas> Canvas::create(ImageFormat format, Size size, double scale) {
+  if (auto fonts = loadFonts(); !fonts) return std::unexpected(fonts.error());
+  if (!(size.width >= 1 && size.height >= 1 && size.width <= kMaximumPoints &&
+        size.height <= kMaximumPoints)) {
+    return fail("cannot draw at " + number(size.width) + "x" + number(size.height) +
+                " points; give a size between 1 and 4096");
+  }
+  if (!(scale >= 0.25 && scale <= 8)) {
+    return fail("cannot draw at scale " + number(scale) + "; give a scale from 0.25 to 8");
+  }
+  Canvas canvas;
+  canvas.format_ = format;
+  canvas.size_ = size;
+  canvas.scale_ = format == ImageFormat::png ? scale : 1;
+  switch (format) {
+    case ImageFormat::png:
+      canvas.surface_ = cairo_image_surface_create(
+          CAIRO_FORMAT_ARGB32, static_cast<int>(std::ceil(size.width * scale - 1e-9)),
+          static_cast<int>(std::ceil(size.height * scale - 1e-9)));
+      break;
+    case ImageFormat::svg:
+      canvas.stream_ = std::make_unique<std::string>();
+      canvas.surface_ = cairo_svg_surface_create_for_stream(appendToString, canvas.stream_.get(),
+                                                            size.width, size.height);
+      cairo_svg_surface_restrict_to_version(canvas.surface_, CAIRO_SVG_VERSION_1_2);
+      break;
+    case ImageFormat::pdf:
+      canvas.stream_ = std::make_unique<std::string>();
+      canvas.surface_ = cairo_pdf_surface_create_for_stream(appendToString, canvas.stream_.get(),
+                                                            size.width, size.height);
+      break;
+  }
+  if (cairo_surface_status(canvas.surface_) != CAIRO_STATUS_SUCCESS) {
+    return fail(std::string("cannot create the drawing surface: ") +
+                cairo_status_to_string(cairo_surface_status(canvas.surface_)));
+  }
+  canvas.cr_ = cairo_create(canvas.surface_);
+  cairo_scale(canvas.cr_, canvas.scale_, canvas.scale_);
+  return canvas;
+}
+
+Canvas::Canvas(Canvas&& other) noexcept
+    : format_(other.format_),
+      size_(other.size_),
+      scale_(other.scale_),
+      surface_(std::exchange(other.surface_, nullptr)),
+      cr_(std::exchange(other.cr_, nullptr)),
+      stream_(std::move(other.stream_)),
+      finished_(other.finished_) {}
+
+Canvas& Canvas::operator=(Canvas&& other) noexcept {
+  if (this != &other) {
+    if (cr_) cairo_destroy(cr_);
+    if (surface_) cairo_surface_destroy(surface_);
+    format_ = other.format_;
+    size_ = other.size_;
+    scale_ = other.scale_;
+    surface_ = std::exchange(other.surface_, nullptr);
+    cr_ = std::exchange(other.cr_, nullptr);
+    stream_ = std::move(other.stream_);
+    finished_ = other.finished_;
+  }
+  return *this;
+}
+
+Canvas::~Canvas() {
+  if (cr_) cairo_destroy(cr_);
+  if (surface_) cairo_surface_destroy(surface_);
+}
+
+cairo_surface_t* Canvas::imageSurface() const {
+  return format_ == ImageFormat::png ? surface_ : nullptr;
+}
+
+Canvas::Saved::Saved(Canvas& canvas) : canvas_(canvas) { cairo_save(canvas_.cr_); }
+Canvas::Saved::~Saved() { cairo_restore(canvas_.cr_); }
+
+void Canvas::translate(double dx, double dy) { cairo_translate(cr_, dx, dy); }
+void Canvas::scaleBy(double sx, double sy) { cairo_scale(cr_, sx, sy); }
+
+void Canvas::rotate(Point centre, double degrees) {
+  cairo_translate(cr_, centre.x, centre.y);
+  cairo_rotate(cr_, degrees * std::numbers::pi / 180);
+  cairo_translate(cr_, -centre.x, -centre.y);
+}
+
+void Canvas::clip(Rect rect) {
+  cairo_rectangle(cr_, rect.x, rect.y, rect.width, rect.height);
+  cairo_clip(cr_);
+}
+
+void Canvas::clip(const Path& path) {
+  applyPath(path);
+  cairo_clip(cr_);
+}
+
+void Canvas::beginLayer() { cairo_push_group(cr_); }
+
+void Canvas::endLayer(double opacity) {
+  cairo_pop_group_to_source(cr_);
+  cairo_paint_with_alpha(cr_, opacity);
+}
+
+Color Canvas::deviceColor(Color color) const {
+  // Cairo truncates components to 8 bits in images (0.035 becomes 8, not 9); give it the
+  // nearest 8-bit value so the navy is exactly #090e1b.
+  if (format_ != ImageFormat::png) return color;
+  return {color.red8() / 255.0, color.green8() / 255.0, color.blue8() / 255.0, color.alpha};
+}
+
+void Canvas::setColor(Color color) {
+  Color c = deviceColor(color);
+  cairo_set_source_rgba(cr_, c.red, c.green, c.blue, c.alpha);
+}
+
+void Canvas::applyPath(const Path& path) {
+  cairo_new_path(cr_);
+  for (const Path::Element& e : path.elements()) {
+    switch (e.verb) {
+      case Path::Verb::move:
+        cairo_move_to(cr_, e.points[0].x, e.points[0].y);
+        break;
+      case Path::Verb::line:
+        cairo_line_to(cr_, e.points[0].x, e.points[0].y);
+        break;
+      case Path::Verb::curve:
+        cairo_curve_to(cr_, e.points[0].x, e.points[0].y, e.points[1].x, e.points[1].y,
+                       e.points[2].x, e.points[2].y);
+        break;
+      case Path::Verb::close:
+        cairo_close_path(cr_);
+        break;
+    }
+  }
+}
+
+void Canvas::fillRect(Rect rect, Color color) {
+  setColor(color);
+  cairo_new_path(cr_);
+  cairo_rectangle(cr_, rect.x, rect.y, rect.width, rect.height);
+  cairo_fill(cr_);
+}
+
+void Canvas::fillRoundedRect(Rect rect, double radius, Color color) {
+  Path path;
+  path.addRoundedRect(rect, radius);
+  fillPath(path, color);
+}
+
+void Canvas::fillPath(const Path& path, Color color, bool evenOdd) {
+  setColor(color);
+  applyPath(path);
+  cairo_set_fill_rule(cr_, evenOdd ? CAIRO_FILL_RULE_EVEN_ODD : CAIRO_FILL_RULE_WINDING);
+  cairo_fill(cr_);
+  cairo_set_fill_rule(cr_, CAIRO_FILL_RULE_WINDING);
+}
+
+void Canvas::fillPathWithLinearGradient(const Path& path, Point start, Point end,
+                                        const std::vector<GradientStop>& stops) {
+  cairo_pattern_t* gradient = cairo_pattern_create_linear(start.x, start.y, end.x, end.y);
+  for (const GradientStop& stop : stops) {
+    Color c = deviceColor(stop.color);
+    cairo_pattern_add_color_stop_rgba(gradient, stop.offset, c.red, c.green, c.blue, c.alpha);
+  }
+  cairo_set_source(cr_, gradient);
+  applyPath(path);
+  cairo_fill(cr_);
+  cairo_pattern_destroy(gradient);
+}
+
+void Canvas::strokePath(const Path& path, const Stroke& stroke) {
+  setColor(stroke.color);
+  applyPath(path);
+  cairo_set_line_width(cr_, stroke.width);
+  cairo_set_line_cap(cr_, stroke.cap == LineCap::round    ? CAIRO_LINE_CAP_ROUND
+                          : stroke.cap == LineCap::square ? CAIRO_LINE_CAP_SQUARE
+                                                          : CAIRO_LINE_CAP_BUTT);
+  cairo_set_line_join(cr_, stroke.join == LineJoin::round   ? CAIRO_LINE_JOIN_ROUND
+                           : stroke.join == LineJoin::bevel ? CAIRO_LINE_JOIN_BEVEL
+                                                            : CAIRO_LINE_JOIN_MITER);
+  cairo_set_dash(cr_, stroke.dashes.data(), static_cast<int>(stroke.dashes.size()),
+                 stroke.dashOffset);
+  cairo_stroke(cr_);
+  cairo_set_dash(cr_, nullptr, 0, 0);
+}
+
+void Canvas::strokeLine(Point from, Point to, const Stroke& stroke) {
+  Path path;
+  path.moveTo(from);
+  path.lineTo(to);
+  strokePath(path, stroke);
+}
+
+void Canvas::drawText(const TextLine& line, Point baselineOrigin, Color color) {
+  drawTextAt(line, {baselineOrigin.x, baselineOrigin.y - line.baseline()}, color);
+}
+
+void Canvas::drawTextAt(const TextLine& line, Point topLeft, Color color) {
+  if (!line.pangoLayout()) return;
+  setColor(color);
+  cairo_new_path(cr_);
+  cairo_move_to(cr_, topLeft.x, topLeft.y);
+  pango_cairo_show_layout(cr_, line.pangoLayout());
+  cairo_new_path(cr_);
+}
+
+Expected<std::string> Canvas::finish(const ImageMetadata& metadata) {
+  if (finished_ || !cr_) return fail("the drawing was already finished");
+  finished_ = true;
+  cairo_status_t status = cairo_status(cr_);
+  cairo_destroy(cr_);
+  cr_ = nullptr;
+  if (status != CAIRO_STATUS_SUCCESS) {
+    return fail(std::string("drawing failed: ") + cairo_status_to_string(status));
+  }
+  if (format_ == ImageFormat::png) {
+    return encodePng(surface_, {.description = metadata.description});
+  }
+  if (format_ == ImageFormat::pdf) {
+    if (!metadata.title.empty()) {
+      cairo_pdf_surface_set_metadata(surface_, CAIRO_PDF_METADATA_TITLE, metadata.title.c_str());
+    }
+    if (!metadata.description.empty()) {
+      cairo_pdf_surface_set_metadata(surface_, CAIRO_PDF_METADATA_SUBJECT,
+                                     metadata.description.c_str());
+    }
+    std::string date = formatIso8601(metadata.date.value_or(Instant{}));
+    cairo_pdf_surface_set_metadata(surface_, CAIRO_PDF_METADATA_CREATE_DATE, date.c_str());
+    cairo_pdf_surface_set_metadata(surface_, CAIRO_PDF_METADATA_CREATOR, "pluvo-widget");
+  }
+  cairo_surface_finish(surface_);
+  status = cairo_surface_status(surface_);
+  if (status != CAIRO_STATUS_SUCCESS) {
+    return fail(std::string("writing the ") + std::string(imageFormatName(format_)) +
+                " failed: " + cairo_status_to_string(status));
+  }
+  std::string bytes = std::move(*stream_);
+  if (format_ == ImageFormat::svg) return withSvgTitle(std::move(bytes), metadata);
+  return bytes;
+}
+
+}  // namespace pluvo::render

@@ -1,0 +1,152 @@
+// The drawing surface of every widget and Live Activity picture: Cairo underneath, one drawing
+// code for PNG, SVG and PDF.
+//
+// Coordinates are points with the origin at the top-left corner; a PNG is drawn at `scale`
+// pixels per point (the phone's 3x by default), SVG and PDF stay vector in points. `finish`
+// returns the encoded bytes (the caller writes the file) with the image's accessibility text
+// embedded: <title> and <desc> in SVG, Title and Subject metadata in PDF, an iTXt Description
+// chunk in PNG. PNGs are encoded by render/png.h.
+//
+//   Expected<Canvas> canvas = Canvas::create(ImageFormat::png, {170, 170}, 3);
+//   canvas->fillRect({0, 0, 170, 170}, palette::widgetBackground);
+//   TextLine t = layoutText("74°", {.size = 39, .weight = FontWeight::black});
+//   canvas->drawText(t, {14, 60}, named::white);  // (14, 60) is on the baseline
+//   {
+//     Canvas::Saved saved(*canvas);
+//     canvas->rotate({100, 100}, 45);
+//     canvas->fillPath(arrow, named::white);
+//   }
+//   Expected<std::string> png = canvas->finish({.title = "Pluvo Forecast", .description = "..."});
+//
+// Output is deterministic: the same drawing gives byte-identical PNGs and SVGs on every run (PDFs
+// too, given `ImageMetadata::date`).
+//
+// Thread safety: one canvas per thread, and text laid out on that same thread (Pango font maps
+// are per thread).
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/error.h"
+#include "platform/instant.h"
+#include "render/color.h"
+#include "render/geometry.h"
+#include "render/path.h"
+#include "render/text.h"
+
+using cairo_t = struct _cairo;
+using cairo_surface_t = struct _cairo_surface;
+
+namespace pluvo::render {
+
+enum class ImageFormat { png, svg, pdf };
+
+// "png", "svg", "pdf"; nullopt for anything else.
+std::optional<ImageFormat> parseImageFormat(std::string_view name);
+std::string_view imageFormatName(ImageFormat format);
+
+// What travels inside the encoded image besides the picture.
+struct ImageMetadata {
+  std::string title;            // SVG <title>, PDF Title; e.g. the widget's display name
+  std::string description;      // the accessibility text: SVG <desc>, PDF Subject, PNG Description
+  std::optional<Instant> date;  // PDF creation date; absent: the reference date, never the clock
+};
+
+struct GradientStop {
+  double offset = 0;  // 0 at the start point ... 1 at the end point
+  Color color;
+};
+
+struct Stroke {
+  Color color;
+  double width = 1;
+  LineCap cap = LineCap::butt;
+  LineJoin join = LineJoin::miter;
+  std::vector<double> dashes;  // on, off, ... lengths in points; empty: solid
+  double dashOffset = 0;
+};
+
+class Canvas {
+ public:
+  // `size` in points, `scale` in pixels per point (PNG only; 0.25 ... 8). Fails when the fonts
+  // are missing (render/text.h), the size is empty or absurd, or cairo cannot make the surface.
+  static Expected<Canvas> create(ImageFormat format, Size size, double scale = 3);
+
+  Canvas(Canvas&&) noexcept;
+  Canvas& operator=(Canvas&&) noexcept;
+  ~Canvas();
+
+  ImageFormat format() const { return format_; }
+  Size size() const { return size_; }
+  double scale() const { return scale_; }
+  Rect bounds() const { return {0, 0, size_.width, size_.height}; }
+  // The cairo context for drawing this API lacks; user space is points. Leave its state as found.
+  cairo_t* cairo() const { return cr_; }
+  // The image surface of a PNG canvas (nullptr for SVG and PDF), for tests and benchmarks.
+  cairo_surface_t* imageSurface() const;
+
+  // Keeps the drawing state (transform, clip, opacity layers excluded) for its lifetime.
+  class Saved {
+   public:
+    explicit Saved(Canvas& canvas);
+    ~Saved();
+    Saved(const Saved&) = delete;
+    Saved& operator=(const Saved&) = delete;
+
+   private:
+    Canvas& canvas_;
+  };
+
+  void translate(double dx, double dy);
+  void scaleBy(double sx, double sy);
+  // Turns what is drawn next by `degrees` clockwise about `centre`.
+  void rotate(Point centre, double degrees);
+  void clip(Rect rect);
+  void clip(const Path& path);
+
+  // Everything drawn between begin and end is composited as one layer at `opacity`, so
+  // overlapping parts do not show through each other.
+  void beginLayer();
+  void endLayer(double opacity);
+
+  void fillRect(Rect rect, Color color);
+  void fillRoundedRect(Rect rect, double radius, Color color);
+  void fillPath(const Path& path, Color color, bool evenOdd = false);
+  // Fills with colours blended along the line from `start` to `end` (padded beyond them).
+  void fillPathWithLinearGradient(const Path& path, Point start, Point end,
+                                  const std::vector<GradientStop>& stops);
+  void strokePath(const Path& path, const Stroke& stroke);
+  void strokeLine(Point from, Point to, const Stroke& stroke);
+
+  // Draws a line with its baseline's left end at `baselineOrigin`.
+  void drawText(const TextLine& line, Point baselineOrigin, Color color);
+  // Draws a line with the top-left corner of its line box at `topLeft`.
+  void drawTextAt(const TextLine& line, Point topLeft, Color color);
+
+  // Finishes the drawing and returns the encoded file. Call once; drawing afterwards is an error.
+  Expected<std::string> finish(const ImageMetadata& metadata = {});
+
+ private:
+  Canvas() = default;
+  void applyPath(const Path& path);
+  void setColor(Color color);
+  Color deviceColor(Color color) const;
+
+  ImageFormat format_ = ImageFormat::png;
+  Size size_;
+  double scale_ = 1;
+  cairo_surface_t* surface_ = nullptr;
+  cairo_t* cr_ = nullptr;
+  // SVG and PDF bytes, written by cairo as it goes; on the heap so the stream closure stays put.
+  std::unique_ptr<std::string> stream_;
+  bool finished_ = false;
+};
+
+// "&", "<", ">" and quotes written as XML entities.
+std::string escapeXml(std::string_view text);
+
+}  // namespace pluvo::render

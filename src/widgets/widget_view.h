@@ -1,0 +1,60 @@
+// The root view of every home-screen widget (`PluvoWidgetView`): one timeline entry drawn as the
+// layout its family and variant call for, on the navy background, encoded as PNG, SVG or PDF
+// with its accessibility text. This is the drawing the host daemon and the CLI call.
+//
+// Until the medium and large layouts exist, their kinds draw the small layout's content centred
+// in their size, and their accessibility text says so; nothing fails for a known kind.
+//
+//   Expected<RenderedWidget> image = renderWidget("PluvoCurrentSmallWidget", shown, now, {});
+//   writeFileAtomically(path, image->bytes);
+//   image->accessibilityText;  // "Pluvo, Houston, TX, 74°, Partly cloudy, 22% chance, ..."
+//
+// Units: sizes in points; `scale` is pixels per point for PNG (SVG and PDF stay vector).
+// Thread safety: draw on one thread at a time per thread's fonts (render/text.h); calls on
+// different threads are independent.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "model/widget_snapshot.h"
+#include "platform/error.h"
+#include "platform/instant.h"
+#include "render/canvas.h"
+#include "render/geometry.h"
+#include "widgets/catalogue.h"
+
+namespace pluvo::widgets {
+
+struct RenderOptions {
+  double scale = 3;  // pixels per point (PNG)
+  render::ImageFormat format = render::ImageFormat::png;
+  std::optional<render::Size> size;  // points; absent: the family's size
+};
+
+struct RenderedWidget {
+  std::string bytes;              // the encoded image
+  std::string accessibilityText;  // the combined labels of what the image shows
+};
+
+// Draws the entry's snapshot (already in the form shown at `entryDate`) as the widget `kind`.
+// Fails for a kind outside the catalogue, an unusable size or scale, or missing fonts, with a
+// message that says what to do.
+Expected<RenderedWidget> renderWidget(std::string_view kind,
+                                      const model::PluvoWidgetSnapshot& shownSnapshot,
+                                      Instant entryDate, const RenderOptions& options);
+
+// The JSON that travels beside a PNG or PDF (SVGs carry the text inside): {"kind", "displayName",
+// "image", "format", "width", "height" (points), "scale", "entryDate", "accessibilityText"}.
+std::string imageDescriptionJson(const WidgetDescription& widget, const RenderOptions& options,
+                                 Instant entryDate, std::string_view imagePath,
+                                 const RenderedWidget& rendered);
+
+// Draws the chosen layout's content into `frame` of a canvas whose background is already
+// painted, and returns its accessibility text. The dispatch of `layoutFor` lives here.
+std::string drawWidgetContent(render::Canvas& canvas, render::Rect frame,
+                              const WidgetDescription& widget,
+                              const model::PluvoWidgetSnapshot& shownSnapshot, Instant entryDate);
+
+}  // namespace pluvo::widgets

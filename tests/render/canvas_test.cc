@@ -1,0 +1,66 @@
+// The canvas's encoded files: PNG pixels in the right channels with straight alpha, and the
+// accessibility text inside SVG and PDF.
+#include "render/canvas.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "support/png_pixels.h"
+
+namespace pluvo::render {
+namespace {
+
+TEST(Canvas, PngKeepsColoursAndOpacityAtScale) {
+  auto opaque = Canvas::create(ImageFormat::png, {10, 4}, 2);
+  ASSERT_TRUE(opaque) << opaque.error().message;
+  opaque->fillRect(opaque->bounds(), palette::widgetBackground);
+  opaque->fillRect({5, 0, 5, 4}, palette::accent);
+  testing::DecodedPng image = testing::decodePng(opaque->finish().value());
+  ASSERT_EQ(image.width, 20);
+  ASSERT_EQ(image.height, 8);
+  EXPECT_FALSE(image.hasAlpha);
+  EXPECT_EQ(image.at(0, 0), (testing::Rgba{9, 14, 27, 255}));
+  EXPECT_EQ(image.at(19, 7), (testing::Rgba{0x38, 0xbd, 0xf8, 255}));
+
+  auto clear = Canvas::create(ImageFormat::png, {2, 1}, 1);
+  clear->fillRect({0, 0, 1, 1}, palette::accent.opacity(0.5));
+  testing::DecodedPng translucent = testing::decodePng(clear->finish().value());
+  EXPECT_TRUE(translucent.hasAlpha);
+  testing::Rgba half = translucent.at(0, 0);
+  EXPECT_NEAR(half.r, 0x38, 2);
+  EXPECT_NEAR(half.g, 0xbd, 2);
+  EXPECT_NEAR(half.b, 0xf8, 2);
+  EXPECT_NEAR(half.a, 128, 1);
+  EXPECT_EQ(translucent.at(1, 0).a, 0);
+}
+
+TEST(Canvas, SvgAndPdfCarryTheAccessibilityTextAndRepeatExactly) {
+  ImageMetadata metadata{.title = "Pluvo Forecast", .description = "Rain 40%, 0.08\", <3p>"};
+  auto draw = [&](ImageFormat format) {
+    auto canvas = Canvas::create(format, {170, 170});
+    canvas->fillRect(canvas->bounds(), palette::widgetBackground);
+    canvas->drawText(layoutText("74°", {.size = 39, .weight = FontWeight::black}), {14, 60},
+                     named::white);
+    return canvas->finish(metadata).value();
+  };
+  std::string svg = draw(ImageFormat::svg);
+  EXPECT_THAT(svg, ::testing::HasSubstr("<title>Pluvo Forecast</title>\n"
+                                        "<desc>Rain 40%, 0.08&quot;, &lt;3p&gt;</desc>"));
+  EXPECT_LT(svg.find("<title>"), svg.find("<defs>"));
+  std::string pdf = draw(ImageFormat::pdf);
+  EXPECT_EQ(pdf.rfind("%PDF-", 0), 0u);
+  EXPECT_THAT(pdf, ::testing::HasSubstr("/Title (Pluvo Forecast)"));
+  EXPECT_EQ(pdf, draw(ImageFormat::pdf));
+}
+
+TEST(Canvas, RefusesUnusableSizes) {
+  auto empty = Canvas::create(ImageFormat::png, {0, 170});
+  ASSERT_FALSE(empty);
+  EXPECT_EQ(empty.error().message, "cannot draw at 0x170 points; give a size between 1 and 4096");
+  auto huge = Canvas::create(ImageFormat::png, {170, 170}, 100);
+  ASSERT_FALSE(huge);
+  EXPECT_EQ(huge.error().message, "cannot draw at scale 100; give a scale from 0.25 to 8");
+}
+
+}  // namespace
+}  // namespace pluvo::render
