@@ -1,6 +1,7 @@
 #include "platform/zone_location.h"
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <unordered_map>
@@ -54,16 +55,32 @@ void readTable(const std::string& path, LocationTable& table) {
   }
 }
 
+std::string zoneFolder() {
+  const char* dir = std::getenv("TZDIR");
+  return dir && *dir ? dir : "/usr/share/zoneinfo";
+}
+
 const LocationTable& locationTable() {
   static const LocationTable table = [] {
     LocationTable t;
-    const char* dir = std::getenv("TZDIR");
-    std::string folder = dir && *dir ? dir : "/usr/share/zoneinfo";
-    readTable(folder + "/zone1970.tab", t);
-    readTable(folder + "/zone.tab", t);
+    readTable(zoneFolder() + "/zone1970.tab", t);
+    readTable(zoneFolder() + "/zone.tab", t);
     return t;
   }();
   return table;
+}
+
+// The zone a link names ("US/Central" -> "America/Chicago"), where links are symbolic links in
+// the zone folder as Debian installs them; empty when `name` is not one.
+std::string linkTarget(const std::string& name) {
+  std::error_code error;
+  std::filesystem::path folder = std::filesystem::canonical(zoneFolder(), error);
+  if (error) return {};
+  std::filesystem::path target = std::filesystem::canonical(folder / name, error);
+  if (error) return {};
+  std::filesystem::path relative = target.lexically_relative(folder);
+  if (relative.empty() || *relative.begin() == "..") return {};
+  return relative.generic_string();
 }
 
 }  // namespace
@@ -81,7 +98,9 @@ std::optional<GeoLocation> parseIso6709(std::string_view text) {
 std::optional<GeoLocation> zoneReferenceLocation(TimeZone zone) {
   if (!zone) return std::nullopt;
   const LocationTable& table = locationTable();
-  auto found = table.find(std::string(zone->name()));
+  std::string name(zone->name());
+  auto found = table.find(name);
+  if (found == table.end()) found = table.find(linkTarget(name));
   if (found == table.end()) return std::nullopt;
   return found->second;
 }

@@ -21,10 +21,10 @@ using render::Rect;
 
 constexpr double kPlateRadius = 3;
 constexpr double kLabelGap = 1;  // plate to hour labels
-constexpr Color kPlate = render::named::white.opacity(0.045);
+constexpr Color kPlate = render::named::white.opacity(0.06);
 // Night over the plate: a deep indigo, lighter in twilight.
-constexpr Color kNight = render::rgb255(0x03, 0x05, 0x14).opacity(0.62);
-constexpr Color kTwilight = render::rgb255(0x03, 0x05, 0x14).opacity(0.3);
+constexpr Color kNight = render::rgb255(0x03, 0x05, 0x14).opacity(0.72);
+constexpr Color kTwilight = render::rgb255(0x03, 0x05, 0x14).opacity(0.36);
 constexpr Color kObserved = render::palette::widgetSecondaryText.opacity(0.16);
 constexpr double kHatchPitch = 3.2;
 constexpr Color kGrid = render::named::white.opacity(0.07);
@@ -103,6 +103,14 @@ struct DayAxis {
     auto local = zone->to_local(t.sysSeconds());
     auto base = date ? *date : date::floor<date::days>(local);
     return std::chrono::duration<double>(local - date::local_seconds{base}).count() / 3600;
+  }
+  // Where the wall clock shows `hour` (after a repeated hour, its second pass).
+  double slotOfWallHour(double hour) const {
+    if (!byIndex || !date) return hour;
+    auto local = date::local_seconds{*date} +
+                 std::chrono::seconds(static_cast<long long>(std::llround(hour * 3600)));
+    auto sys = zone->to_sys(local, date::choose::latest);
+    return slotOfInstant(Instant::fromSys(date::floor<std::chrono::seconds>(sys))).value_or(hour);
   }
 };
 
@@ -345,9 +353,10 @@ void layoutHourlyChart(const LayoutContext& context, const ChartScales& scales,
 
   // Hour guides at 6a, noon and 6p.
   for (double hour : {6.0, 12.0, 18.0}) {
+    double x = xOf(axis.slotOfWallHour(hour));
     Path guide;
-    guide.moveTo({xOf(hour), plate.y + 1});
-    guide.lineTo({xOf(hour), plate.maxY() - 1});
+    guide.moveTo({x, plate.y + 1});
+    guide.lineTo({x, plate.maxY() - 1});
     PlacedElement e = strokeElement(ElementRole::chartGrid, std::move(guide), kGrid, 0.5, row);
     e.style.cap = render::LineCap::butt;
     out.push_back(std::move(e));
@@ -456,7 +465,7 @@ void layoutHourlyChart(const LayoutContext& context, const ChartScales& scales,
       double x = std::clamp(xOf(*slot), plate.minX() + 2.5, plate.maxX() - 2.5);
       Path line;
       line.moveTo({x, plate.y + 4.5});
-      line.lineTo({x, plate.maxY()});
+      line.lineTo({x, plate.maxY() - 0.5});
       PlacedElement stroke = strokeElement(ElementRole::nowMarker, std::move(line),
                                            render::named::white.opacity(0.85), 1, row);
       stroke.style.cap = render::LineCap::butt;
@@ -475,7 +484,7 @@ void layoutHourlyChart(const LayoutContext& context, const ChartScales& scales,
       render::TextLine label = render::layoutText(text, {.size = type::kHourLabel,
                                                          .weight = render::FontWeight::semibold,
                                                          .monospacedDigits = true});
-      Point at{xOf(hour) - label.width() / 2, plate.maxY() + kLabelGap};
+      Point at{xOf(axis.slotOfWallHour(hour)) - label.width() / 2, plate.maxY() + kLabelGap};
       out.push_back(textElement(ElementRole::chartHourLabel, std::move(label), at,
                                 render::palette::widgetSecondaryText.opacity(0.62), row));
     }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include "render/symbols.h"
 #include "widgets/daily_blocks.h"
@@ -90,13 +91,33 @@ WidgetLayout layoutMediumToday(const WidgetLayoutConstants& k,
   out.push_back(std::move(icon));
   y += temperatureHeight;
 
-  TextLine condition = fittedText(snapshot.current.condition.value_or("Forecast"),
-                                  font(type::kCondition, FontWeight::heavy), columnWidth, 0.68);
+  // The condition, and how warm it feels when that differs from the thermometer.
+  std::optional<TextLine> feels;
+  if (snapshot.current.feelsLike && snapshot.current.temperature &&
+      temperatureText(snapshot.current.feelsLike, metric) !=
+          temperatureText(snapshot.current.temperature, metric)) {
+    feels =
+        render::layoutText("feels " + temperatureWithDegreeText(snapshot.current.feelsLike, metric),
+                           font(type::kCondition, FontWeight::semibold, true));
+  }
+  const double feelsRoom = feels ? feels->width() + 6 : 0;
+  TextLine condition =
+      fittedText(snapshot.current.condition.value_or("Forecast"),
+                 font(type::kCondition, FontWeight::heavy), columnWidth - feelsRoom, 0.68);
+  const double conditionBaseline = y + condition.baseline();
+  const double conditionEnd = left + condition.width();
   PlacedElement c =
       textElement(ElementRole::currentCondition, std::move(condition), {left, y}, secondary(1));
   c.accessibilityLabel = c.text;
   y += c.frame.height + 4;
   out.push_back(std::move(c));
+  if (feels && conditionEnd + feelsRoom <= right) {
+    Point at{conditionEnd + 6, conditionBaseline - feels->baseline()};
+    PlacedElement f =
+        textElement(ElementRole::currentCondition, std::move(*feels), at, secondary(0.7));
+    f.accessibilityLabel = f.text;
+    out.push_back(std::move(f));
+  }
 
   // Today's high, low and wind on one baseline.
   TextLine high = render::layoutText(temperatureText(day.high, metric),

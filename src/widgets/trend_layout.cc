@@ -39,7 +39,7 @@ struct RowStyle {
 };
 
 RowStyle rowStyle(BlockSize size) {
-  RowStyle s{conditionSummaryMetrics(size), compactRainLineMetrics(size), 10.5, 8, 3, 0.5};
+  RowStyle s{conditionSummaryMetrics(size), compactRainLineMetrics(size), 10.5, 8, 3, 0.45};
   switch (size) {
     case BlockSize::compact:
       s.dayLabelSize = 10;
@@ -49,7 +49,7 @@ RowStyle rowStyle(BlockSize size) {
       s.dayLabelSize = 12;
       s.dayGap = 10;
       s.rainLineGap = 5;
-      s.chartShare = 0.48;
+      s.chartShare = 0.46;
       break;
     case BlockSize::regular:
       break;
@@ -125,6 +125,11 @@ WidgetLayout layoutTrend(const WidgetLayoutConstants& k, const model::PluvoWidge
   }
   const int shown = std::min(slots, available);
   layout.dayRows = shown;
+  // The 5-day kind with fewer days says so under its rows, where a slot's room is left.
+  if (!medium && !k.fixedDayCount && shown < kFiveDayMaximum) {
+    double used = shown * rowHeight + (shown - 1) * between;
+    if (body.height - used - between >= 24) ++slots;
+  }
 
   // Texts of every row, then the columns they share.
   const ConditionSummaryMetrics& m = s.condition;
