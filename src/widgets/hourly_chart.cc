@@ -31,12 +31,12 @@ constexpr Color kGrid = render::named::white.opacity(0.07);
 constexpr Color kSolunar = render::rgb255(0xe8, 0x79, 0xf9);
 
 constexpr std::array<ChartOverlay, 7> kOverlays = {{
-    {"wind", "wind", "gust", render::rgb255(0xa3, 0xe6, 0x35)},
-    {"cloudcover", "cloud", "cloud", render::rgb255(0x94, 0xa3, 0xb8)},
-    {"pressure", "pressure", "", render::rgb255(0xc0, 0x84, 0xfc)},
+    {"wind", "wind", "wind", render::rgb255(0xa3, 0xe6, 0x35)},
+    {"cloudcover", "cloud cover", "cloud", render::rgb255(0x94, 0xa3, 0xb8)},
+    {"pressure", "pressure", "press", render::rgb255(0xc0, 0x84, 0xfc)},
     {"humidity", "humidity", "hum", render::rgb255(0x22, 0xd3, 0xee)},
     {"dewpoint", "dew point", "dew", render::rgb255(0x2d, 0xd4, 0xbf)},
-    {"solunar", "solunar", "major", kSolunar},
+    {"solunar", "solunar", "sol", kSolunar},
     {"tide", "tide", "tide", render::rgb255(0x38, 0xbd, 0xf8)},
 }};
 
@@ -208,7 +208,7 @@ std::optional<OverlayValue> overlayValue(const ChartOverlay& overlay, const Pluv
                                               : field(&PluvoWidgetHourlyPoint::cloudCover));
     if (!mean) return std::nullopt;
     std::string percent = roundedIntegerText(*mean) + "%";
-    return OverlayValue{std::string(overlay.abbreviation) + " " + percent,
+    return OverlayValue{std::string(key == "humidity" ? "hum " : "cloud ") + percent,
                         std::string(key == "humidity" ? "humidity " : "cloud cover ") + percent};
   }
   if (key == "dewpoint") {
@@ -240,6 +240,20 @@ std::optional<OverlayValue> overlayValue(const ChartOverlay& overlay, const Pluv
     }
   }
   return std::nullopt;
+}
+
+std::vector<const ChartOverlay*> drawnOverlays(const std::vector<std::string>& metricKeys,
+                                               int maxLines) {
+  std::vector<const ChartOverlay*> drawn;
+  int lines = 0;
+  for (const ChartOverlay* overlay : chartOverlays(metricKeys)) {
+    if (overlay->key != "solunar") {
+      if (lines == maxLines) continue;
+      ++lines;
+    }
+    drawn.push_back(overlay);
+  }
+  return drawn;
 }
 
 ChartScales chartScales(const model::PluvoWidgetSnapshot& snapshot) {
@@ -423,8 +437,10 @@ void layoutHourlyChart(const LayoutContext& context, const ChartScales& scales,
   };
 
   // Overlays under the temperature line, thinner.
-  for (const ChartOverlay* overlay : chartOverlays(context.metricKeys)) {
+  bool solunar = false;
+  for (const ChartOverlay* overlay : context.overlays) {
     std::string_view key = overlay->key;
+    solunar = solunar || key == "solunar";
     if (key == "solunar") continue;
     double low = 0, high = 100;
     if (key == "wind") high = scales.windMax;
@@ -437,14 +453,12 @@ void layoutHourlyChart(const LayoutContext& context, const ChartScales& scales,
         [key](const PluvoWidgetHourlyPoint& p) { return metricOf(key, p); }, true);
   }
   addLine(
-      ElementRole::chartTemperatureLine, tone::temperatureLine,
-      render::palette::widgetSecondaryText.opacity(0.8), options.roomy ? 1.7 : 1.4,
-      scales.temperatureLow, scales.temperatureHigh,
+      ElementRole::chartTemperatureLine, tone::temperatureLine, tone::temperatureLine.opacity(0.5),
+      options.roomy ? 1.7 : 1.4, scales.temperatureLow, scales.temperatureHigh,
       [](const PluvoWidgetHourlyPoint& p) { return p.temperature; }, true);
 
   // Solunar periods: ticks along the plate's top edge.
-  if (std::find(context.metricKeys.begin(), context.metricKeys.end(), "solunar") !=
-      context.metricKeys.end()) {
+  if (solunar) {
     for (size_t i = 0; i < points.size(); ++i) {
       const auto& type = points[i].solunarPeriodType;
       if (!type || (*type != "major" && *type != "minor")) continue;

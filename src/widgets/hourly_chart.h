@@ -36,15 +36,19 @@ namespace pluvo::widgets {
 
 // An overlay the charts can draw for a chart metric key other than "precip" and "temp".
 struct ChartOverlay {
-  std::string_view key;           // "wind", "humidity", ...
-  std::string_view name;          // the legend's word: "wind", "humidity", "dew point", ...
-  std::string_view abbreviation;  // the rain line's prefix: "gust", "hum", "dew", ...
+  std::string_view key;        // "wind", "humidity", ...
+  std::string_view name;       // the legend's word: "wind", "humidity", "dew point", ...
+  std::string_view shortName;  // the legend's word where room is short: "hum", "dew", ...
   render::Color color;
 };
 // The overlay of `key`; nullptr for "precip", "temp" and unknown keys.
 const ChartOverlay* chartOverlay(std::string_view key);
-// The overlays of the context's chart metric keys, in their display order.
+// The overlays of chart metric keys, in their display order.
 std::vector<const ChartOverlay*> chartOverlays(const std::vector<std::string>& metricKeys);
+// The overlays a chart of the widget draws: the lines of the first `maxLines` keys in display
+// order (more lines than that tangle in a chart this small), and the solunar ticks when chosen.
+std::vector<const ChartOverlay*> drawnOverlays(const std::vector<std::string>& metricKeys,
+                                               int maxLines);
 
 // A day's value of an overlay, as the rain line shows it ("hum 94%", "gust 23", "tide 2.1ft");
 // nullopt when the day's hours do not carry the metric.

@@ -49,6 +49,7 @@ WidgetLayout layoutMediumToday(const WidgetLayoutConstants& k,
                     std::max(0.0, frame.height - k.topPadding - k.bottomPadding)};
   const Rect content = layout.content;
   LayoutContext context = makeLayoutContext(snapshot, timelineDate, deviceZone);
+  context.overlays = drawnOverlays(context.metricKeys, 3);
   auto& out = layout.elements;
   if (context.days.empty()) {
     layout.unavailable = true;
@@ -163,7 +164,7 @@ WidgetLayout layoutMediumToday(const WidgetLayoutConstants& k,
   x = left;
   bool metricLine = false;
   double metricHeight = 0;
-  for (const ChartOverlay* overlay : chartOverlays(context.metricKeys)) {
+  for (const ChartOverlay* overlay : context.overlays) {
     auto value = overlayValue(*overlay, day, metric);
     if (!value) continue;
     TextLine text = render::layoutText(value->text, font(kMetricSize, FontWeight::heavy, true));

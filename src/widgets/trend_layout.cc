@@ -95,6 +95,8 @@ WidgetLayout layoutTrend(const WidgetLayoutConstants& k, const model::PluvoWidge
                     std::max(0.0, frame.height - k.topPadding - k.bottomPadding)};
   const Rect content = layout.content;
   LayoutContext context = makeLayoutContext(snapshot, timelineDate, deviceZone);
+  context.overlays = drawnOverlays(context.metricKeys,
+                                   k.layout == LayoutKind::largeTrend && k.fixedDayCount ? 3 : 2);
   auto& out = layout.elements;
   if (context.days.empty()) {
     layout.unavailable = true;
@@ -160,7 +162,7 @@ WidgetLayout layoutTrend(const WidgetLayoutConstants& k, const model::PluvoWidge
         render::layoutText(r.rain.chanceText, weighted(s.rain.chanceSize, FontWeight::black, true));
     r.amount = render::layoutText(r.rain.amountText, amountFont);
     r.detail = r.rain.detailText;
-    for (const ChartOverlay* overlay : chartOverlays(context.metricKeys)) {
+    for (const ChartOverlay* overlay : context.overlays) {
       if (auto value = overlayValue(*overlay, day, context.usesMetricUnits)) {
         r.metrics.emplace_back(overlay, std::move(*value));
       }

@@ -160,24 +160,26 @@ void layoutHeader(const LayoutContext& context, Rect content, double height,
     placeEnd = placeX - kLogoSpacing;
   }
 
-  // The legend of the overlays, right before the stamp, only when every entry fits.
-  std::vector<const ChartOverlay*> overlays = chartOverlays(context.metricKeys);
-  if (!overlays.empty()) {
-    std::vector<render::TextLine> names;
-    double width = 0;
-    for (const ChartOverlay* overlay : overlays) {
-      names.push_back(render::layoutText(overlay->name,
-                                         {.size = type::kMinimum, .weight = FontWeight::semibold}));
-      width += (width > 0 ? kLegendItemGap : 0) + kLegendSwatch + 3 + names.back().width();
-    }
-    double x = stampX - kHeaderGap - width;
-    if (x >= placeEnd + kHeaderGap) {
-      for (size_t i = 0; i < overlays.size(); ++i) {
+  // The legend of the drawn overlays, right before the stamp: full names, else short ones, else
+  // none (a partial legend would leave a line unexplained).
+  if (!context.overlays.empty()) {
+    for (bool shortNames : {false, true}) {
+      std::vector<render::TextLine> names;
+      double width = 0;
+      for (const ChartOverlay* overlay : context.overlays) {
+        names.push_back(
+            render::layoutText(shortNames ? overlay->shortName : overlay->name,
+                               {.size = type::kMinimum, .weight = FontWeight::semibold}));
+        width += (width > 0 ? kLegendItemGap : 0) + kLegendSwatch + 3 + names.back().width();
+      }
+      double x = stampX - kHeaderGap - width;
+      if (x < placeEnd + kHeaderGap) continue;
+      for (size_t i = 0; i < names.size(); ++i) {
         render::Path swatch;
         swatch.moveTo({x + 0.75, mid});
         swatch.lineTo({x + kLegendSwatch - 0.75, mid});
-        PlacedElement stroke =
-            strokeElement(ElementRole::metricLegend, std::move(swatch), overlays[i]->color, 1.5);
+        PlacedElement stroke = strokeElement(ElementRole::metricLegend, std::move(swatch),
+                                             context.overlays[i]->color, 1.5);
         stroke.frame = {x, mid - 0.75, kLegendSwatch, 1.5};
         out.push_back(std::move(stroke));
         x += kLegendSwatch + 3;
@@ -187,6 +189,7 @@ void layoutHeader(const LayoutContext& context, Rect content, double height,
                                   render::palette::widgetSecondaryText.opacity(0.85)));
         x += w + kLegendItemGap;
       }
+      break;
     }
   }
 

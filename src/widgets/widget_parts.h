@@ -35,6 +35,8 @@
 
 namespace pluvo::widgets {
 
+struct ChartOverlay;
+
 // Data this old or older is stale: the forecast provider refreshes every 4 hours.
 inline constexpr double kStaleDataAgeSeconds = 4 * 3600;
 
@@ -69,6 +71,8 @@ struct LayoutContext {
   std::vector<const model::PluvoWidgetDay*> days;  // the days worth showing, in order
   int todayIndex = -1;  // the entry date's day in `days`; -1 when not among them
   ChartSite site;       // where day and night are computed
+  // The overlays the charts draw (set by each layout: how many lines a chart holds is its own).
+  std::vector<const ChartOverlay*> overlays;
 };
 
 LayoutContext makeLayoutContext(const model::PluvoWidgetSnapshot& snapshot, Instant timelineDate,
