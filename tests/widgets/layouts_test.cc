@@ -12,6 +12,7 @@
 #include "snapshot/builder.h"
 #include "support/test_support.h"
 #include "widgets/catalogue.h"
+#include "widgets/hourly_chart.h"
 #include "widgets/layout.h"
 #include "widgets/widget_parts.h"
 #include "widgets/widget_view.h"
@@ -117,6 +118,23 @@ TEST(Layouts, EveryFixtureAndKindKeepsItsElementsApartInsideThePaddingAndAligned
       const PlacedElement* brand = layout.find(ElementRole::brandMark);
       ASSERT_NE(brand, nullptr);
       EXPECT_GE(brand->frame.width, 15 - 1e-9);
+
+      // Every rainy hour has a bar of at least the minimum height inside its plate; dry hours
+      // have none.
+      for (const PlacedElement* plate : layout.findAll(ElementRole::chartPlate)) {
+        size_t rainy = 0, bars = 0;
+        int index = layout.kind == LayoutKind::mediumToday ? 0 : plate->row;
+        // Every fixture is shown on its first day, so row i is day i.
+        const auto& day = f.snapshot.days[static_cast<size_t>(index)];
+        for (const auto& p : day.hourlyPoints.value()) rainy += p.rainAmount > 0;
+        for (const PlacedElement* bar : layout.findAll(ElementRole::chartRainBar)) {
+          if (bar->row != plate->row) continue;
+          ++bars;
+          EXPECT_GE(bar->frame.height, kMinimumRainBarHeight - 1e-9) << describe(*bar);
+          EXPECT_TRUE(plate->frame.inset(-1e-6).contains(bar->frame)) << describe(*bar);
+        }
+        EXPECT_EQ(bars, rainy) << "row " << plate->row;
+      }
 
       // Rows of one height, and each number column right-aligned from row to row.
       auto rows = layout.findAll(ElementRole::rowGroup);
