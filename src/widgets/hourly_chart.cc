@@ -92,7 +92,8 @@ struct DayAxis {
   TimeZone zone = nullptr;
 
   double slotOfPoint(size_t index, const PluvoWidgetHourlyPoint& p) const {
-    return byIndex ? static_cast<double>(index) : std::clamp(p.hour, 0.0, 23.0);
+    return byIndex ? static_cast<double>(index)
+                   : std::clamp(std::isfinite(p.hour) ? p.hour : 0.0, 0.0, 23.0);
   }
   // The instant's place on the axis in hour slots; nullopt when it cannot be placed.
   std::optional<double> slotOfInstant(Instant t) const {
@@ -123,13 +124,11 @@ DayAxis dayAxis(const std::vector<PluvoWidgetHourlyPoint>& points,
                 const std::optional<std::string>& fullDate, TimeZone zone) {
   DayAxis axis;
   axis.zone = zone;
-  for (size_t i = 1; i < points.size() && !axis.byIndex; ++i) {
-    for (size_t j = 0; j < i; ++j) {
-      if (std::floor(points[i].hour) == std::floor(points[j].hour)) {
-        axis.byIndex = true;
-        break;
-      }
-    }
+  std::array<bool, 24> seen{};
+  for (const PluvoWidgetHourlyPoint& p : points) {
+    auto hour = static_cast<size_t>(std::clamp(std::isfinite(p.hour) ? p.hour : 0.0, 0.0, 23.0));
+    if (seen[hour]) axis.byIndex = true;
+    seen[hour] = true;
   }
   if (axis.byIndex) axis.slots = std::max(24.0, static_cast<double>(points.size()));
   if (fullDate) {
@@ -259,6 +258,7 @@ std::vector<const ChartOverlay*> drawnOverlays(const std::vector<std::string>& m
 ChartScales chartScales(const model::PluvoWidgetSnapshot& snapshot) {
   ChartScales s;
   double maxRain = snapshot.maxHourlyRainAmount.value_or(0);
+  if (!std::isfinite(maxRain)) maxRain = 0;
   double low = snapshot.temperatureLow, high = snapshot.temperatureHigh;
   if (snapshot.days.empty() || !std::isfinite(low) || !std::isfinite(high)) low = high = 70;
   std::optional<double> pLow, pHigh, tLow, tHigh;
