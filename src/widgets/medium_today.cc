@@ -160,34 +160,40 @@ WidgetLayout layoutMediumToday(const WidgetLayoutConstants& k,
   out[factsAt].frame = facts;
   y += factsHeight;
 
-  // The overlays' values, when the chart draws any.
-  x = left;
-  bool metricLine = false;
-  double metricHeight = 0;
-  for (const ChartOverlay* overlay : context.overlays) {
-    auto value = overlayValue(*overlay, day, metric);
-    if (!value) continue;
-    TextLine text = render::layoutText(value->text, font(kMetricSize, FontWeight::heavy, true));
-    if (x + text.width() > right) break;
-    double w = text.width();
-    metricHeight = text.height();
-    PlacedElement e =
-        textElement(ElementRole::metricValue, std::move(text), {x, y + 2}, overlay->color, 0);
-    e.accessibilityLabel = value->accessibilityLabel;
-    out.push_back(std::move(e));
-    x += w + 7;
-    metricLine = true;
-  }
-  if (metricLine) y += 2 + metricHeight;
-
-  // Today's rain line at the bottom of the column.
+  // Today's rain line goes at the bottom of the column, level with the chart's floor.
   WidgetRainSummary summary = makeRainSummary(&day, metric);
   Color emphasis = summary.hasUsefulRain ? render::palette::accent : secondary(0.88);
   TextLine chance =
       render::layoutText(summary.chanceText, font(rain.chanceSize, FontWeight::black, true));
   const Font small = font(rain.chanceSize * 0.86, FontWeight::heavy, true);
   TextLine amount = render::layoutText(summary.amountText, small);
-  const double top3 = std::max(y + 3, body.maxY() - hourLabelStripHeight() - chance.height() + 2);
+
+  // The overlays' values between them, where the column has the room (the chart and its legend
+  // still show the overlays when it has not).
+  const double metricHeight =
+      render::layoutText("0", font(kMetricSize, FontWeight::heavy, true)).height();
+  if (y + 2 + metricHeight + 2 + chance.height() <= body.maxY()) {
+    x = left;
+    bool metricLine = false;
+    for (const ChartOverlay* overlay : context.overlays) {
+      auto value = overlayValue(*overlay, day, metric);
+      if (!value) continue;
+      TextLine text = render::layoutText(value->text, font(kMetricSize, FontWeight::heavy, true));
+      if (x + text.width() > right) break;
+      double w = text.width();
+      PlacedElement e =
+          textElement(ElementRole::metricValue, std::move(text), {x, y + 2}, overlay->color, 0);
+      e.accessibilityLabel = value->accessibilityLabel;
+      out.push_back(std::move(e));
+      x += w + 7;
+      metricLine = true;
+    }
+    if (metricLine) y += 2 + metricHeight;
+  }
+
+  const double top3 =
+      std::clamp(body.maxY() - hourLabelStripHeight() - chance.height() + 2,
+                 std::min(y + 2, body.maxY() - chance.height()), body.maxY() - chance.height());
   const double baseline3 = top3 + chance.baseline();
   size_t groupAt = out.size();
   out.push_back(

@@ -208,7 +208,12 @@ WidgetLayout layoutTrend(const WidgetLayoutConstants& k, const model::PluvoWidge
   const double l1 = std::max(m.iconSize * 1.06, rows.front().high.height());
   const double l2 = rows.front().speed.height();
   const double l3 = rows.front().chance.height();
-  const double stack = dayHeight + l1 + 1 + l2 + s.rainLineGap + l3;
+  // Rows shorter than the blocks (a smaller phone's widget) first give up the gaps between the
+  // lines.
+  const double gaps = 1 + s.rainLineGap;
+  const double squeeze = std::clamp(dayHeight + l1 + l2 + l3 + gaps - rowHeight, 0.0, gaps) / gaps;
+  const double lineGap = 1 - squeeze, rainGap = s.rainLineGap * (1 - squeeze);
+  const double stack = dayHeight + l1 + lineGap + l2 + rainGap + l3;
 
   for (int i = 0; i < slots; ++i) {
     const Rect row{body.x, body.y + i * (rowHeight + between), body.width, rowHeight};
@@ -290,7 +295,7 @@ WidgetLayout layoutTrend(const WidgetLayoutConstants& k, const model::PluvoWidge
                secondary(0.76));
 
     // Line 2: the wind, then the overlays' values of the day.
-    const double top2 = top + l1 + 1;
+    const double top2 = top + l1 + lineGap;
     const Point arrowCentre{iconColumn + m.iconFrameWidth / 2, top2 + l2 / 2};
     double rotation = day.windDirection && std::isfinite(*day.windDirection)
                           ? std::fmod(*day.windDirection + 180, 360)
@@ -313,7 +318,7 @@ WidgetLayout layoutTrend(const WidgetLayoutConstants& k, const model::PluvoWidge
     }
 
     // Line 3: the rain line, one accessibility element.
-    const double top3 = top2 + l2 + s.rainLineGap;
+    const double top3 = top2 + l2 + rainGap;
     const double baseline3 = top3 + r.chance.baseline();
     Color emphasis = r.rain.hasUsefulRain ? render::palette::accent : secondary(0.88);
     size_t groupAt = out.size();

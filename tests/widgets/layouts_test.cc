@@ -87,67 +87,72 @@ std::string describe(const PlacedElement& e) {
 TEST(Layouts, EveryFixtureAndKindKeepsItsElementsApartInsideThePaddingAndAligned) {
   for (const Fixture& f : fixtures()) {
     for (std::string_view kind : kKinds) {
-      SCOPED_TRACE(f.name + " / " + std::string(kind));
-      WidgetLayout layout = layoutOf(kind, f.snapshot, f.now);
-      ASSERT_FALSE(layout.elements.empty());
-      std::vector<const PlacedElement*> marks, areas;
-      for (const PlacedElement& e : layout.elements) {
-        if (e.role == ElementRole::chartPlate || e.role == ElementRole::rowSeparator) {
-          areas.push_back(&e);
+      // The family's size, and the smaller one of a compact phone (medium 329x155, large 329x345).
+      for (double shrink : {1.0, 329.0 / 364}) {
+        render::Size size = familySize(findWidget(kind)->family);
+        size = {std::round(size.width * shrink), std::round(size.height * shrink)};
+        SCOPED_TRACE(f.name + " / " + std::string(kind) + " at " + std::to_string(size.width));
+        WidgetLayout layout = layoutOf(kind, f.snapshot, f.now, size);
+        ASSERT_FALSE(layout.elements.empty());
+        std::vector<const PlacedElement*> marks, areas;
+        for (const PlacedElement& e : layout.elements) {
+          if (e.role == ElementRole::chartPlate || e.role == ElementRole::rowSeparator) {
+            areas.push_back(&e);
+          }
+          EXPECT_TRUE(layout.content.inset(-0.01).contains(e.frame)) << describe(e);
+          if (e.kind == ElementKind::text) {
+            EXPECT_GE(e.style.font.size, type::kMinimum - 1e-9) << describe(e);
+          }
+          if (e.isTextOrSymbol()) marks.push_back(&e);
         }
-        EXPECT_TRUE(layout.content.inset(-0.01).contains(e.frame)) << describe(e);
-        if (e.kind == ElementKind::text) {
-          EXPECT_GE(e.style.font.size, type::kMinimum - 1e-9) << describe(e);
+        for (size_t i = 0; i < marks.size(); ++i) {
+          for (size_t j = i + 1; j < marks.size(); ++j) {
+            EXPECT_FALSE(rectsOverlap(marks[i]->frame, marks[j]->frame))
+                << describe(*marks[i]) << " overlaps " << describe(*marks[j]);
+          }
         }
-        if (e.isTextOrSymbol()) marks.push_back(&e);
-      }
-      for (size_t i = 0; i < marks.size(); ++i) {
-        for (size_t j = i + 1; j < marks.size(); ++j) {
-          EXPECT_FALSE(rectsOverlap(marks[i]->frame, marks[j]->frame))
-              << describe(*marks[i]) << " overlaps " << describe(*marks[j]);
+        // Nor does any text or symbol reach into a chart or across a separator.
+        for (const PlacedElement* mark : marks) {
+          for (const PlacedElement* area : areas) {
+            EXPECT_FALSE(rectsOverlap(mark->frame, area->frame))
+                << describe(*mark) << " overlaps " << describe(*area);
+          }
         }
-      }
-      // Nor does any text or symbol reach into a chart or across a separator.
-      for (const PlacedElement* mark : marks) {
-        for (const PlacedElement* area : areas) {
-          EXPECT_FALSE(rectsOverlap(mark->frame, area->frame))
-              << describe(*mark) << " overlaps " << describe(*area);
-        }
-      }
-      // The brand mark stays whole at the leading edge however long the place is.
-      const PlacedElement* brand = layout.find(ElementRole::brandMark);
-      ASSERT_NE(brand, nullptr);
-      EXPECT_GE(brand->frame.width, 15 - 1e-9);
+        // The brand mark stays whole at the leading edge however long the place is.
+        const PlacedElement* brand = layout.find(ElementRole::brandMark);
+        ASSERT_NE(brand, nullptr);
+        EXPECT_GE(brand->frame.width, 15 - 1e-9);
 
-      // Every rainy hour has a bar of at least the minimum height inside its plate; dry hours
-      // have none.
-      for (const PlacedElement* plate : layout.findAll(ElementRole::chartPlate)) {
-        size_t rainy = 0, bars = 0;
-        int index = layout.kind == LayoutKind::mediumToday ? 0 : plate->row;
-        // Every fixture is shown on its first day, so row i is day i.
-        const auto& day = f.snapshot.days[static_cast<size_t>(index)];
-        for (const auto& p : day.hourlyPoints.value()) rainy += p.rainAmount > 0;
-        for (const PlacedElement* bar : layout.findAll(ElementRole::chartRainBar)) {
-          if (bar->row != plate->row) continue;
-          ++bars;
-          EXPECT_GE(bar->frame.height, kMinimumRainBarHeight - 1e-9) << describe(*bar);
-          EXPECT_TRUE(plate->frame.inset(-1e-6).contains(bar->frame)) << describe(*bar);
+        // Every rainy hour has a bar of at least the minimum height inside its plate; dry hours
+        // have none.
+        for (const PlacedElement* plate : layout.findAll(ElementRole::chartPlate)) {
+          size_t rainy = 0, bars = 0;
+          int index = layout.kind == LayoutKind::mediumToday ? 0 : plate->row;
+          // Every fixture is shown on its first day, so row i is day i.
+          const auto& day = f.snapshot.days[static_cast<size_t>(index)];
+          for (const auto& p : day.hourlyPoints.value()) rainy += p.rainAmount > 0;
+          for (const PlacedElement* bar : layout.findAll(ElementRole::chartRainBar)) {
+            if (bar->row != plate->row) continue;
+            ++bars;
+            EXPECT_GE(bar->frame.height, kMinimumRainBarHeight - 1e-9) << describe(*bar);
+            EXPECT_TRUE(plate->frame.inset(-1e-6).contains(bar->frame)) << describe(*bar);
+          }
+          EXPECT_EQ(bars, rainy) << "row " << plate->row;
         }
-        EXPECT_EQ(bars, rainy) << "row " << plate->row;
-      }
 
-      // Rows of one height, and each number column right-aligned from row to row.
-      auto rows = layout.findAll(ElementRole::rowGroup);
-      for (const PlacedElement* row : rows) {
-        EXPECT_NEAR(row->frame.height, rows.front()->frame.height, 1e-9);
-      }
-      if (layout.kind == LayoutKind::mediumToday) continue;
-      for (ElementRole role : {ElementRole::high, ElementRole::low, ElementRole::windSpeed,
-                               ElementRole::rainChance, ElementRole::rainAmount}) {
-        auto column = layout.findAll(role);
-        ASSERT_EQ(column.size(), rows.size()) << elementRoleName(role);
-        for (const PlacedElement* e : column) {
-          EXPECT_NEAR(e->frame.maxX(), column.front()->frame.maxX(), 1e-6) << describe(*e);
+        // Rows of one height, and each number column right-aligned from row to row.
+        auto rows = layout.findAll(ElementRole::rowGroup);
+        for (const PlacedElement* row : rows) {
+          EXPECT_NEAR(row->frame.height, rows.front()->frame.height, 1e-9);
+        }
+        if (layout.kind == LayoutKind::mediumToday) continue;
+        for (ElementRole role : {ElementRole::high, ElementRole::low, ElementRole::windSpeed,
+                                 ElementRole::rainChance, ElementRole::rainAmount}) {
+          auto column = layout.findAll(role);
+          ASSERT_EQ(column.size(), rows.size()) << elementRoleName(role);
+          for (const PlacedElement* e : column) {
+            EXPECT_NEAR(e->frame.maxX(), column.front()->frame.maxX(), 1e-6) << describe(*e);
+          }
         }
       }
     }
