@@ -276,6 +276,13 @@ TEST(Layouts, DataAgeStampTurnsToTheWarningColourAtExactlyFourHours) {
   }
 }
 
+TEST(Layouts, ClockTextsUseTheTwelveHourClockOfThePlace) {
+  EXPECT_EQ(clockText(testing::at("2026-10-29T05:00:00Z"), kChicago), "12:00a");
+  EXPECT_EQ(clockText(testing::at("2026-10-29T17:30:00Z"), kChicago), "12:30p");
+  EXPECT_EQ(clockText(testing::at("2026-10-29T16:59:00Z"), kChicago), "11:59a");
+  EXPECT_EQ(clockText(testing::at("2026-10-29T20:05:00Z"), findTimeZone("Asia/Kolkata")), "1:35a");
+}
+
 TEST(Layouts, WithoutAUsableDayTheWidgetSaysForecastUnavailable) {
   PluvoWidgetSnapshot noDays = build("rainy-week.json", 5);
   noDays.days.clear();
