@@ -193,6 +193,7 @@ int render(const CommandContext& context, const RenderArguments& arguments) {
   }
   widgets::RenderOptions options;
   options.scale = arguments.scale;
+  options.deviceZone = context.deviceZone;
   std::string formatName = arguments.format.value_or("");
   if (formatName.empty()) {
     std::string_view path = context.outputPath;

@@ -4,7 +4,9 @@
 
 #include "model/json_writer.h"
 #include "render/color.h"
+#include "widgets/medium_today.h"
 #include "widgets/small_widget.h"
+#include "widgets/trend_layout.h"
 
 namespace pluvo::widgets {
 
@@ -19,37 +21,29 @@ std::string knownKinds() {
   return list;
 }
 
-// The small layout's content, centred in a larger frame: what a medium or large kind shows until
-// its own layout is drawn.
-std::string drawSmallContentCentred(render::Canvas& canvas, render::Rect frame,
-                                    const WidgetDescription& widget,
-                                    const model::PluvoWidgetSnapshot& snapshot) {
-  render::Size small = familySize(WidgetFamily::systemSmall);
-  render::Rect inner = render::Rect::centred(
-      frame.center(), {std::min(small.width, frame.width), std::min(small.height, frame.height)});
-  drawSmallWidget(canvas, layoutSmallWidget(snapshot, inner));
-  return smallWidgetAccessibilityText(snapshot) + ". Note: the " +
-         std::string(layoutKindName(layoutFor(widget.family, widget.variant).layout)) +
-         " layout of " + std::string(widget.displayName) +
-         " is not drawn yet; this shows the small widget's content.";
-}
-
 }  // namespace
+
+WidgetLayout layoutWidget(const WidgetLayoutConstants& constants,
+                          const model::PluvoWidgetSnapshot& shownSnapshot, Instant entryDate,
+                          TimeZone deviceZone, render::Rect frame) {
+  if (constants.layout == LayoutKind::mediumToday) {
+    return layoutMediumToday(constants, shownSnapshot, entryDate, deviceZone, frame);
+  }
+  return layoutTrend(constants, shownSnapshot, entryDate, deviceZone, frame);
+}
 
 std::string drawWidgetContent(render::Canvas& canvas, render::Rect frame,
                               const WidgetDescription& widget,
-                              const model::PluvoWidgetSnapshot& shownSnapshot, Instant) {
+                              const model::PluvoWidgetSnapshot& shownSnapshot, Instant entryDate,
+                              TimeZone deviceZone) {
   WidgetLayoutConstants constants = layoutFor(widget.family, widget.variant);
-  switch (constants.layout) {
-    case LayoutKind::small:
-      drawSmallWidget(canvas, layoutSmallWidget(shownSnapshot, frame));
-      return smallWidgetAccessibilityText(shownSnapshot);
-    case LayoutKind::mediumToday:
-    case LayoutKind::mediumTrend:
-    case LayoutKind::largeTrend:
-      break;
+  if (constants.layout == LayoutKind::small) {
+    drawSmallWidget(canvas, layoutSmallWidget(shownSnapshot, frame));
+    return smallWidgetAccessibilityText(shownSnapshot);
   }
-  return drawSmallContentCentred(canvas, frame, widget, shownSnapshot);
+  WidgetLayout layout = layoutWidget(constants, shownSnapshot, entryDate, deviceZone, frame);
+  paintLayout(canvas, layout);
+  return layout.accessibilityText();
 }
 
 Expected<RenderedWidget> renderWidget(std::string_view kind,
@@ -65,8 +59,8 @@ Expected<RenderedWidget> renderWidget(std::string_view kind,
   // The container background of every widget, edge to edge.
   canvas->fillRect(canvas->bounds(), render::palette::widgetBackground);
   RenderedWidget rendered;
-  rendered.accessibilityText =
-      drawWidgetContent(*canvas, canvas->bounds(), *widget, shownSnapshot, entryDate);
+  rendered.accessibilityText = drawWidgetContent(*canvas, canvas->bounds(), *widget, shownSnapshot,
+                                                 entryDate, options.deviceZone);
   auto bytes = canvas->finish({.title = std::string(widget->displayName),
                                .description = rendered.accessibilityText,
                                .date = entryDate});

@@ -2,8 +2,10 @@
 // layout its family and variant call for, on the navy background, encoded as PNG, SVG or PDF
 // with its accessibility text. This is the drawing the host daemon and the CLI call.
 //
-// Until the medium and large layouts exist, their kinds draw the small layout's content centred
-// in their size, and their accessibility text says so; nothing fails for a known kind.
+// The medium and large kinds are laid out first as placed elements (widgets/layout.h), then
+// painted; their accessibility text is read from the same list. Dates in them (the data-age
+// stamp, "now", day and night) are read in the place's zone, or the device's when the snapshot
+// names none.
 //
 //   Expected<RenderedWidget> image = renderWidget("PluvoCurrentSmallWidget", shown, now, {});
 //   writeFileAtomically(path, image->bytes);
@@ -19,11 +21,13 @@
 #include <string_view>
 
 #include "model/widget_snapshot.h"
+#include "platform/calendar.h"
 #include "platform/error.h"
 #include "platform/instant.h"
 #include "render/canvas.h"
 #include "render/geometry.h"
 #include "widgets/catalogue.h"
+#include "widgets/layout.h"
 
 namespace pluvo::widgets {
 
@@ -31,6 +35,7 @@ struct RenderOptions {
   double scale = 3;  // pixels per point (PNG)
   render::ImageFormat format = render::ImageFormat::png;
   std::optional<render::Size> size;  // points; absent: the family's size
+  TimeZone deviceZone = nullptr;     // stands in for a snapshot without a zone; nullptr: UTC
 };
 
 struct RenderedWidget {
@@ -55,6 +60,13 @@ std::string imageDescriptionJson(const WidgetDescription& widget, const RenderOp
 // painted, and returns its accessibility text. The dispatch of `layoutFor` lives here.
 std::string drawWidgetContent(render::Canvas& canvas, render::Rect frame,
                               const WidgetDescription& widget,
-                              const model::PluvoWidgetSnapshot& shownSnapshot, Instant entryDate);
+                              const model::PluvoWidgetSnapshot& shownSnapshot, Instant entryDate,
+                              TimeZone deviceZone = nullptr);
+
+// The placed elements of a medium or large layout (`constants.layout` is not `small`) in
+// `frame`: the today layout or the trend layouts.
+WidgetLayout layoutWidget(const WidgetLayoutConstants& constants,
+                          const model::PluvoWidgetSnapshot& shownSnapshot, Instant entryDate,
+                          TimeZone deviceZone, render::Rect frame);
 
 }  // namespace pluvo::widgets
