@@ -93,6 +93,16 @@ int render(const CommandContext& context, const RenderArguments& arguments);
 // The snapshot a timeline request would show at the context's instant, from the storage; the
 // placeholder when nothing usable is stored. Stands in for the timeline provider's entry.
 model::PluvoWidgetSnapshot timelineEntrySnapshot(const CommandContext& context);
+// `activity texts STATE` and `activity layout STATE --width W --height H [--compact]`
+// (activity_commands.cc): STATE holds a content state or an activity file of the channel folder.
+int activityTexts(const CommandContext& context, const std::string& statePath);
+struct ActivityLayoutArguments {
+  std::string statePath;
+  double width = 0;
+  double height = 0;
+  bool compact = false;
+};
+int activityLayout(const CommandContext& context, const ActivityLayoutArguments& arguments);
 
 // The newcomer's first run: a readable tour of the bundled samples.
 int demo(const CommandContext& context, const std::string& samplesDir);

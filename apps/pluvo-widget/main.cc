@@ -99,6 +99,20 @@ int main(int argc, char** argv) {
       "--newer-than", [&](const std::string& at) { recoverArguments.newerThan = at; },
       "The updatedAt of the snapshot already shown, ISO 8601 (default: none)");
 
+  auto* activity = app.add_subcommand("activity", "The rain window Live Activity");
+  activity->require_subcommand(1);
+  const std::string stateHelp = "A content state or activity file (JSON)";
+  std::string activityState;
+  auto* activityTexts = activity->add_subcommand("texts", "Print the activity's texts");
+  activityTexts->add_option("STATE", activityState, stateHelp)->required();
+  pluvo::cli::ActivityLayoutArguments layoutArguments;
+  auto* activityLayout = activity->add_subcommand("layout", "Print the activity chart's layout");
+  activityLayout->add_option("STATE", layoutArguments.statePath, stateHelp)->required();
+  activityLayout->add_option("--width", layoutArguments.width, "Chart width, points")->required();
+  activityLayout->add_option("--height", layoutArguments.height, "Chart height, points")
+      ->required();
+  activityLayout->add_flag("--compact", layoutArguments.compact, "The compact chart: no gutters");
+
   CLI11_PARSE(app, argc, argv);
 
   CommandContext context;
@@ -143,5 +157,7 @@ int main(int argc, char** argv) {
   if (*demo) return pluvo::cli::demo(context, samplesDir);
   if (*recover) return pluvo::cli::recover(context, recoverArguments);
   if (*refresh) return pluvo::cli::refresh(context, refreshArguments);
+  if (*activityTexts) return pluvo::cli::activityTexts(context, activityState);
+  if (*activityLayout) return pluvo::cli::activityLayout(context, layoutArguments);
   return 2;
 }
