@@ -9,10 +9,14 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "model/widget_snapshot.h"
 #include "platform/calendar.h"
 #include "platform/instant.h"
+#include "render/canvas.h"
+#include "render/geometry.h"
 
 namespace pluvo::platform {
 class SystemEnvironment;
@@ -23,7 +27,7 @@ namespace pluvo::cli {
 struct CommandContext {
   Instant now;
   TimeZone deviceZone = nullptr;
-  std::string outputPath;  // empty: standard output
+  std::string outputPath;     // empty: standard output
   std::string containerPath;  // --container; empty: the app group container under $XDG_DATA_HOME
   std::string cachesPath;     // --caches; empty: the caches folder under $XDG_CACHE_HOME
 };
@@ -76,6 +80,27 @@ struct RefreshArguments {
 int refresh(const CommandContext& context, const RefreshArguments& arguments);
 
 // The drawing commands (render_commands.cc).
+// The image format of a drawing command: --format, else -o's extension, else png; nullopt with an
+// error line for a --format that is not png, svg or pdf.
+std::optional<render::ImageFormat> imageFormatFor(const CommandContext& context,
+                                                  const std::optional<std::string>& format);
+// A drawn image and what the JSON file beside a PNG or PDF says about it.
+struct DrawnImage {
+  std::string bytes;
+  render::ImageFormat format = render::ImageFormat::png;
+  render::Size size;  // points
+  double scale = 1;   // pixels per point; 1 for SVG and PDF
+  std::string accessibilityText;
+  // The keys naming what was drawn, first in the JSON ("kind", "displayName").
+  std::vector<std::pair<std::string, std::string>> names;
+  std::optional<std::string> tapTarget;  // where a tap leads, when the picture has one
+  std::string label;                     // what was drawn, for the confirmation line
+};
+// Writes the image to -o FILE (atomically) and, beside a PNG or PDF, FILE.json with its names,
+// size, scale, the drawing instant, tap target and accessibility text (an SVG carries the text in
+// its <title> and <desc>); the exit status.
+int writeImage(const CommandContext& context, const DrawnImage& image);
+
 // `widgets`: the catalogue of the five home-screen widgets as JSON.
 int widgetsList(const CommandContext& context);
 // `snapshot texts FILE`: every day's derived texts, with the product's key names.
@@ -103,6 +128,15 @@ struct ActivityLayoutArguments {
   bool compact = false;
 };
 int activityLayout(const CommandContext& context, const ActivityLayoutArguments& arguments);
+// `activity render STATE --presentation P -o FILE [--scale S] [--format F]`: draws one
+// presentation; its accessibility text and tap target go as for `render`.
+struct ActivityRenderArguments {
+  std::string statePath;
+  std::string presentation;
+  double scale = 3;
+  std::optional<std::string> format;  // png, svg or pdf; absent: from -o's extension
+};
+int activityRender(const CommandContext& context, const ActivityRenderArguments& arguments);
 
 // The newcomer's first run: a readable tour of the bundled samples.
 int demo(const CommandContext& context, const std::string& samplesDir);

@@ -112,6 +112,17 @@ int main(int argc, char** argv) {
   activityLayout->add_option("--height", layoutArguments.height, "Chart height, points")
       ->required();
   activityLayout->add_flag("--compact", layoutArguments.compact, "The compact chart: no gutters");
+  pluvo::cli::ActivityRenderArguments activityRenderArguments;
+  auto* activityRender = activity->add_subcommand("render", "Draw one presentation into -o FILE");
+  activityRender->add_option("STATE", activityRenderArguments.statePath, stateHelp)->required();
+  activityRender->add_option("--presentation", activityRenderArguments.presentation,
+                             "lock, banner, island-expanded, island-compact or island-minimal")
+      ->required();
+  activityRender->add_option("--scale", activityRenderArguments.scale, "Pixels per point of a PNG")
+      ->capture_default_str();
+  activityRender->add_option_function<std::string>(
+      "--format", [&](const std::string& f) { activityRenderArguments.format = f; },
+      "png, svg or pdf (default: from the file's extension)");
 
   CLI11_PARSE(app, argc, argv);
 
@@ -159,5 +170,6 @@ int main(int argc, char** argv) {
   if (*refresh) return pluvo::cli::refresh(context, refreshArguments);
   if (*activityTexts) return pluvo::cli::activityTexts(context, activityState);
   if (*activityLayout) return pluvo::cli::activityLayout(context, layoutArguments);
+  if (*activityRender) return pluvo::cli::activityRender(context, activityRenderArguments);
   return 2;
 }

@@ -81,11 +81,41 @@ std::string percentText(double chance) {
   return std::string(buffer, result.ptr) + "%";
 }
 
+// The probability curve as points along it, a few tenths of a point apart at the chart's sizes.
+std::vector<Point> flattened(const std::vector<PathElement>& path) {
+  constexpr int kSteps = 12;
+  std::vector<Point> points;
+  Point from;
+  for (const PathElement& e : path) {
+    if (e.kind == PathElement::Kind::kCubic) {
+      for (int i = 1; i <= kSteps; ++i) {
+        const double t = static_cast<double>(i) / kSteps, u = 1 - t;
+        const double a = u * u * u, b = 3 * u * u * t, c = 3 * u * t * t, d = t * t * t;
+        points.push_back({a * from.x + b * e.control1.x + c * e.control2.x + d * e.to.x,
+                          a * from.y + b * e.control1.y + c * e.control2.y + d * e.to.y});
+      }
+    } else if (e.kind == PathElement::Kind::kLine) {
+      for (int i = 1; i <= kSteps; ++i) {
+        const double t = static_cast<double>(i) / kSteps;
+        points.push_back({from.x + t * (e.to.x - from.x), from.y + t * (e.to.y - from.y)});
+      }
+    } else {
+      points.push_back(e.to);
+    }
+    from = e.to;
+  }
+  return points;
+}
+
 // Our peak-amount label: above the tallest bar, else beside its top on the right, else on the
 // left; each spot is kept inside the chart above its baseline and must leave every label in
-// `taken` clear. Empty when no spot is free.
+// `taken` clear. A spot that the probability curve (`curve`, `clearance` from its centre line)
+// runs through is passed over while another one is free of it, so the amount never sits on the
+// line; when every spot is on the line, the first one clear of the labels is taken. Empty when
+// no spot is clear of the labels.
 std::optional<ChartLabel> peakLabel(const MiniChart::Bar& bar, double width, double baseline,
-                                    const std::vector<Rect>& taken, const MeasureText& measure) {
+                                    const std::vector<Rect>& taken, const std::vector<Point>& curve,
+                                    double clearance, const MeasureText& measure) {
   ChartLabel peak =
       label(amountText(bar.amount), kBoldLabelFont, paint(palette::kRain), {}, measure);
   const double w = peak.metrics.width;
@@ -97,6 +127,14 @@ std::optional<ChartLabel> peakLabel(const MiniChart::Bar& bar, double width, dou
       Point{r.right() + 2, r.y},
       Point{r.x - 2 - w, r.y},
   };
+  auto onCurve = [&](const Rect& frame) {
+    const Rect around{frame.x - clearance, frame.y - clearance, frame.width + 2 * clearance,
+                      frame.height + 2 * clearance};
+    return std::any_of(curve.begin(), curve.end(), [&](const Point& p) {
+      return p.x > around.x && p.x < around.right() && p.y > around.y && p.y < around.bottom();
+    });
+  };
+  std::optional<Point> firstClear;
   for (const Point& spot : spots) {
     Rect frame{spot.x, spot.y, w, h};
     if (frame.x < 1 || frame.right() > width - 1 || frame.y < 0 || frame.bottom() > baseline - 1) {
@@ -105,10 +143,15 @@ std::optional<ChartLabel> peakLabel(const MiniChart::Bar& bar, double width, dou
     if (std::any_of(taken.begin(), taken.end(), [&](const Rect& t) { return t.overlaps(frame); })) {
       continue;
     }
-    peak.origin = spot;
-    return peak;
+    if (!onCurve(frame)) {
+      peak.origin = spot;
+      return peak;
+    }
+    if (!firstClear) firstClear = spot;
   }
-  return std::nullopt;
+  if (!firstClear) return std::nullopt;
+  peak.origin = *firstClear;
+  return peak;
 }
 
 }  // namespace
@@ -227,7 +270,9 @@ MiniChart makeMiniChart(const std::vector<HourPoint>& points, double width, doub
       if (chart.zeroLabel) taken.push_back(chart.zeroLabel->frame());
       if (chart.nowMarker && chart.nowMarker->label)
         taken.push_back(chart.nowMarker->label->frame());
-      chart.peakLabel = peakLabel(*tallest, width, baseline, taken, measure);
+      chart.peakLabel =
+          peakLabel(*tallest, width, baseline, taken, flattened(chart.probabilityPath),
+                    chart.probabilityStroke.lineWidth / 2 + 0.5, measure);
     }
   }
   return chart;
