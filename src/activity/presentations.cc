@@ -258,11 +258,12 @@ Scene watchBanner(const PresentationInput& input, Size size) {
   return scene;
 }
 
+// The icon's frame on the region's leading edge, as the total keeps to the trailing one: in the
+// expanded island the icon then stands over the place name and the chart below it.
 Scene islandExpandedLeading(const PresentationInput& input, Size size) {
   Scene scene = emptyScene(size, palette::kIslandBlack, 0);
-  scene.items.push_back(intensityIcon(
-      input.state, 18,
-      {(size.width - kIconFrame) / 2, (size.height - kIconFrame) / 2, kIconFrame, kIconFrame}));
+  scene.items.push_back(
+      intensityIcon(input.state, 18, {0, (size.height - kIconFrame) / 2, kIconFrame, kIconFrame}));
   scene.accessibilityLabel = input.state.intensityLabel;
   return scene;
 }

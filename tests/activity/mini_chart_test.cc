@@ -140,14 +140,35 @@ TEST(MiniChart, LabelsOfTheFullChartKeepClearOfEachOther) {
   const Rect tallest = underCurve.bars[0].rect;
   EXPECT_EQ(underCurve.peakLabel->origin,
             (Point{tallest.x - 2 - underCurve.peakLabel->metrics.width, tallest.y}));
-  const Rect label = underCurve.peakLabel->frame();
-  for (const auto& sample : underCurve.layout.chanceSamples) {
-    const double x = underCurve.layout.xPosition(sample.date);
-    const double y = underCurve.layout.chanceY(sample.precipProb);
-    EXPECT_FALSE(x > label.x - 1.45 && x < label.right() + 1.45 && y > label.y - 1.45 &&
-                 y < label.bottom() + 1.45)
-        << x << "," << y;
+  auto clearOfTheCurve = [](const MiniChart& c) {
+    const Rect label = c.peakLabel->frame();
+    for (const auto& sample : c.layout.chanceSamples) {
+      const double x = c.layout.xPosition(sample.date), y = c.layout.chanceY(sample.precipProb);
+      if (x > label.x - 1.45 && x < label.right() + 1.45 && y > label.y - 1.45 &&
+          y < label.bottom() + 1.45) {
+        return false;
+      }
+    }
+    return true;
+  };
+  EXPECT_TRUE(clearOfTheCurve(underCurve));
+
+  // Hourly rain on both sides of the tallest bar, the "now" line just right of it and a 78% curve
+  // just above it: the amount slides up beside the bar on the left, between the lower neighbour
+  // and the curve.
+  std::vector<HourPoint> crowd;
+  for (double amount : {0.01, 0.12, 0.24, 0.18, 0.07}) {
+    crowd.push_back(
+        {0, at("2026-11-17T16:00:00Z") + 3600.0 * static_cast<double>(crowd.size()), amount, 78});
   }
+  MiniChart dense = chart(crowd, 332, 57, false, at("2026-11-17T18:35:00Z"));
+  ASSERT_TRUE(dense.peakLabel.has_value());
+  const Rect peak = dense.peakLabel->frame();
+  EXPECT_TRUE(clearOfTheCurve(dense));
+  for (const auto& bar : dense.bars) EXPECT_FALSE(peak.overlaps(bar.rect)) << bar.amount;
+  const double marker = dense.nowMarker->line.from.x;
+  EXPECT_FALSE(peak.x < marker + 1.6 && marker - 1.6 < peak.right());
+  EXPECT_LT(peak.right(), dense.bars[2].rect.x);  // on the left of the tallest bar
 
   // The tallest bar at the span's left edge under a 100% chance: above it the label would cover
   // "100%", so it moves beside the bar's top.
