@@ -190,17 +190,11 @@ std::optional<Lines> breakIntoLines(const Parts& parts, const std::vector<double
   return lines;
 }
 
-struct Fitted {
-  Lines lines;
-  double scale = 1;
-  bool truncate = false;  // one line, cut with "…" at the frame's width
-};
-
 // Every part at the largest scale that fits; else the most parts that fit at some scale down to
 // the minimum, at the largest such scale: a fact is shown whole or not at all, and the text
 // shrinks before it loses one. When not even the first part fits, everything on one line at the
 // minimum scale, cut with "…".
-Fitted fit(const TextBlock& text, const std::vector<double>& runWidths) {
+TextFitting fit(const TextBlock& text, const std::vector<double>& runWidths) {
   const Parts parts = splitIntoParts(text.runs);
   const double minScale = std::clamp(text.minScaleFactor, 0.01, 1.0);
   const int maxLines = std::max(1, text.maxLines);
@@ -229,6 +223,14 @@ Fitted fit(const TextBlock& text, const std::vector<double>& runWidths) {
   Lines all(1);
   for (size_t i = 0; i < text.runs.size(); ++i) all[0].push_back(i);
   return {std::move(all), minScale, true};
+}
+
+std::vector<double> widthsOfRuns(const TextBlock& text) {
+  const render::Font full = fontAt(text.font);
+  std::vector<double> widths;
+  widths.reserve(text.runs.size());
+  for (const TextRun& run : text.runs) widths.push_back(textWidth(run.text, full));
+  return widths;
 }
 
 void paintLabel(render::Canvas& canvas, const activity::ChartLabel& label) {
@@ -326,27 +328,25 @@ void paintMiniChart(render::Canvas& canvas, const activity::MiniChart& chart,
   }
 }
 
+TextFitting fitText(const TextBlock& text) { return fit(text, widthsOfRuns(text)); }
+
 void paintText(render::Canvas& canvas, const TextBlock& text) {
   if (text.runs.empty()) return;
-  const render::Font full = fontAt(text.font);
-  std::vector<double> runWidths;
-  runWidths.reserve(text.runs.size());
-  for (const TextRun& run : text.runs) runWidths.push_back(textWidth(run.text, full));
-
-  const Fitted fitted = fit(text, runWidths);
+  const std::vector<double> widths = widthsOfRuns(text);
+  const TextFitting fitted = fit(text, widths);
   const render::Font font = fontAt(text.font, fitted.scale);
   const LineMetrics metrics = lineMetrics(font);
   double baseline = text.firstBaseline;
   for (const std::vector<size_t>& line : fitted.lines) {
     double width = 0;
-    for (size_t run : line) width += runWidths[run] * fitted.scale;
+    for (size_t run : line) width += widths[run] * fitted.scale;
     width = std::min(width, text.frame.width);
     double x = text.frame.x;
     if (text.alignment == activity::TextAlignment::kCenter) x += (text.frame.width - width) / 2;
     if (text.alignment == activity::TextAlignment::kTrailing) x += text.frame.width - width;
     const double right = text.frame.x + text.frame.width;
     for (size_t run : line) {
-      const double room = fitted.truncate ? right - x : std::numeric_limits<double>::infinity();
+      const double room = fitted.truncated ? right - x : std::numeric_limits<double>::infinity();
       const Drawn drawn = drawRun(canvas, text.runs[run].text, font, colorOf(text.runs[run].paint),
                                   {x, baseline}, metrics, room);
       if (drawn.cut) break;

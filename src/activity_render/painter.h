@@ -24,6 +24,9 @@
 // that draws (Pango font maps are per thread).
 #pragma once
 
+#include <cstddef>
+#include <vector>
+
 #include "activity/mini_chart.h"
 #include "activity/presentations.h"
 #include "activity/style.h"
@@ -49,7 +52,18 @@ render::Color colorOf(const activity::Paint& paint);
 void paintMiniChart(render::Canvas& canvas, const activity::MiniChart& chart,
                     render::Point origin = {});
 
-// One styled text inside its frame, as described above.
+// How a styled text fits its frame: the runs of each line (indices into `runs`; a separator at a
+// line break is left out), the scale it is drawn at, and whether its one line is cut with "…".
+struct TextFitting {
+  std::vector<std::vector<size_t>> lines;
+  double scale = 1;
+  bool truncated = false;
+  bool operator==(const TextFitting&) const = default;
+};
+TextFitting fitText(const activity::TextBlock& text);
+
+// One styled text inside its frame, as described above: the first line's baseline stays on
+// `firstBaseline` at every scale.
 void paintText(render::Canvas& canvas, const activity::TextBlock& text);
 
 // The whole picture: its background (rounded; outside it the picture stays transparent) and then
