@@ -1,8 +1,9 @@
 // PNG encoding of a drawn image surface.
 //
-// `encodePng` is the product's encoder: libspng at zlib level 1 with the "up" row filter, which
+// `encodePng` is the product's encoder: libspng at zlib level 1 without row filters, which
 // measured about 10 times faster than cairo's own writer (zlib's default level, adaptive filters)
-// on a widget at scale 3, for files about 1.2 times the size (see bench/render_bench.cc). An
+// on a widget at scale 3, for files about 1.2 times the size (see bench/render_bench.cc). Rows are
+// converted and compressed one at a time, so no copy of the whole image is made. An
 // opaque image (every widget: the navy background covers it) is written as 8-bit RGB; one with
 // transparency as 8-bit RGBA with straight (not premultiplied) alpha. The optional description
 // travels as an iTXt "Description" chunk, UTF-8.
