@@ -127,7 +127,23 @@ Drawn drawRun(render::Canvas& canvas, std::string_view text, const render::Font&
   return {x - origin.x, false};
 }
 
-bool isSeparator(const TextRun& run) {
+// Where a styled text may break, coarsest first: the copy line's bar between its facts, the
+// middle dot inside a fact ("0.35″ · 3–5 PM"), and the blank between words. The break's own
+// characters (the bar or dot with its blanks, or the blank) vanish at a line's end.
+enum class Break { bar = 0, dot = 1, space = 2 };
+constexpr int kBreakLevels = 3;
+// How much larger a finer break must keep a lone fact to be taken over a coarser one.
+constexpr double kFinerBreakGain = 1.15;
+
+// A piece of a styled text: words and the glue between them, each in its run's paint.
+struct Piece {
+  std::string text;
+  size_t run = 0;
+  std::optional<Break> glue;  // nullopt: words, drawn and never broken
+  double width = 0;           // at the nominal size
+};
+
+bool isBarRun(const TextRun& run) {
   std::string bare;
   for (char c : run.text) {
     if (c != ' ') bare += c;
@@ -135,102 +151,176 @@ bool isSeparator(const TextRun& run) {
   return bare == kBoxBar;
 }
 
-// A styled text cut into parts at its separator runs: a copy line's facts, which are kept whole.
-struct Parts {
-  std::vector<std::vector<size_t>> runsOfPart;         // indices into the runs
-  std::vector<std::optional<size_t>> separatorBefore;  // the separator run before each part
-};
-
-Parts splitIntoParts(const std::vector<TextRun>& runs) {
-  Parts parts;
-  std::optional<size_t> separator;
-  for (size_t i = 0; i < runs.size(); ++i) {
-    if (isSeparator(runs[i])) {
-      separator = i;
+// The runs cut into words and glue; widths measured at `font`.
+std::vector<Piece> piecesOf(const std::vector<TextRun>& runs, const render::Font& font) {
+  constexpr std::string_view kDot = " \u00b7 ";
+  std::vector<Piece> pieces;
+  auto add = [&](std::string_view text, size_t run, std::optional<Break> glue) {
+    if (text.empty()) return;
+    pieces.push_back({std::string(text), run, glue, textWidth(text, font)});
+  };
+  for (size_t r = 0; r < runs.size(); ++r) {
+    std::string_view text = runs[r].text;
+    if (isBarRun(runs[r])) {
+      add(text, r, Break::bar);
       continue;
     }
-    if (parts.runsOfPart.empty() || separator) {
-      parts.runsOfPart.emplace_back();
-      parts.separatorBefore.push_back(parts.runsOfPart.size() == 1 ? std::nullopt : separator);
-      separator.reset();
+    while (!text.empty()) {
+      const size_t dot = text.find(kDot);
+      const size_t space = text.find(' ');
+      if (space == std::string_view::npos) {
+        add(text, r, std::nullopt);
+        break;
+      }
+      add(text.substr(0, space), r, std::nullopt);
+      if (dot == space) {
+        add(kDot, r, Break::dot);
+        text.remove_prefix(space + kDot.size());
+      } else {
+        add(" ", r, Break::space);
+        text.remove_prefix(space + 1);
+      }
     }
-    parts.runsOfPart.back().push_back(i);
   }
-  return parts;
+  return pieces;
 }
 
-// Lines of run indices, each holding whole parts and the separators between them.
+// Lines as ranges of piece indices, glue at a break left out.
 using Lines = std::vector<std::vector<size_t>>;
 
-// The first `count` parts broken greedily into lines no wider than `maxWidth` at `scale` (run
-// widths are proportional to the size: hinting is off); nothing when a part does not fit on a
-// line or more than `maxLines` lines are needed.
-std::optional<Lines> breakIntoLines(const Parts& parts, const std::vector<double>& runWidths,
-                                    size_t count, double scale, double maxWidth, int maxLines) {
+// The pieces before the `facts`-th bar broken greedily at glue of `level` or coarser into lines
+// no wider than `maxWidth` at `scale` (widths are proportional to the size: hinting is off);
+// nothing when a stretch between two such breaks does not fit on a line or more than `maxLines`
+// lines are needed.
+std::optional<Lines> breakLines(const std::vector<Piece>& pieces, size_t facts, int level,
+                                double scale, double maxWidth, int maxLines) {
   const double room = maxWidth / scale + 1e-9;
+  // Stretches between allowed breaks, with the glue before each.
+  struct Stretch {
+    std::optional<size_t> glue;
+    std::vector<size_t> pieces;
+    double width = 0;
+  };
+  std::vector<Stretch> stretches(1);
+  size_t fact = 1;
+  for (size_t i = 0; i < pieces.size(); ++i) {
+    const Piece& piece = pieces[i];
+    if (piece.glue == Break::bar && ++fact > facts) break;
+    if (piece.glue && static_cast<int>(*piece.glue) <= level) {
+      stretches.push_back({i, {}, 0});
+      continue;
+    }
+    stretches.back().pieces.push_back(i);
+    stretches.back().width += piece.width;
+  }
   Lines lines;
   double used = 0;
-  for (size_t p = 0; p < count; ++p) {
-    double width = 0;
-    for (size_t run : parts.runsOfPart[p]) width += runWidths[run];
-    if (width > room) return std::nullopt;
-    const std::optional<size_t> separator = parts.separatorBefore[p];
-    const double separatorWidth = separator ? runWidths[*separator] : 0;
-    if (!lines.empty() && used + separatorWidth + width <= room) {
-      if (separator) lines.back().push_back(*separator);
-      used += separatorWidth;
+  for (const Stretch& stretch : stretches) {
+    if (stretch.width > room) return std::nullopt;
+    const double glue = stretch.glue ? pieces[*stretch.glue].width : 0;
+    if (!lines.empty() && used + glue + stretch.width <= room) {
+      if (stretch.glue) lines.back().push_back(*stretch.glue);
+      used += glue;
     } else {
       if (static_cast<int>(lines.size()) == maxLines) return std::nullopt;
       lines.emplace_back();
       used = 0;
     }
-    lines.back().insert(lines.back().end(), parts.runsOfPart[p].begin(), parts.runsOfPart[p].end());
-    used += width;
+    lines.back().insert(lines.back().end(), stretch.pieces.begin(), stretch.pieces.end());
+    used += stretch.width;
   }
   return lines;
 }
 
-// Every part at the largest scale that fits; else the most parts that fit at some scale down to
-// the minimum, at the largest such scale: a fact is shown whole or not at all, and the text
-// shrinks before it loses one. When not even the first part fits, everything on one line at the
-// minimum scale, cut with "…".
-TextFitting fit(const TextBlock& text, const std::vector<double>& runWidths) {
-  const Parts parts = splitIntoParts(text.runs);
+struct Fit {
+  Lines lines;
+  double scale = 1;
+  bool truncated = false;
+};
+
+// The largest scale from `minScale` to 1 at which the first `facts` facts fit with breaks of
+// `level`; nothing when they do not fit even at `minScale`. Fewer lines are needed as the scale
+// falls, so the largest scale is found by halving the interval.
+std::optional<Fit> largestFit(const std::vector<Piece>& pieces, size_t facts, int level,
+                              double minScale, double width, int maxLines) {
+  if (auto lines = breakLines(pieces, facts, level, 1, width, maxLines)) {
+    return Fit{std::move(*lines), 1, false};
+  }
+  auto smallest = breakLines(pieces, facts, level, minScale, width, maxLines);
+  if (!smallest) return std::nullopt;
+  Fit best{std::move(*smallest), minScale, false};
+  double high = 1;
+  for (int i = 0; i < 24; ++i) {
+    const double middle = (best.scale + high) / 2;
+    if (auto lines = breakLines(pieces, facts, level, middle, width, maxLines)) {
+      best = {std::move(*lines), middle, false};
+    } else {
+      high = middle;
+    }
+  }
+  return best;
+}
+
+// Every fact if they fit at some scale down to the minimum, else the most that do: a fact is
+// shown whole or not at all, and the text shrinks before it loses one. Facts keep to their lines
+// (a break inside one would read as two); a lone fact may break at its dot or between words
+// when that keeps it at least 15% larger than the coarser breaks do: about two points of a
+// 14-point line are worth more than an unbroken phrase, less is not. When not even the first fact
+// fits, everything at the minimum scale, the last line cut with "…".
+Fit fit(const TextBlock& text, const std::vector<Piece>& pieces) {
   const double minScale = std::clamp(text.minScaleFactor, 0.01, 1.0);
   const int maxLines = std::max(1, text.maxLines);
   const double width = text.frame.width;
-  for (size_t count = parts.runsOfPart.size(); count > 0; --count) {
-    if (auto lines = breakIntoLines(parts, runWidths, count, 1, width, maxLines)) {
-      return {std::move(*lines), 1, false};
-    }
-    auto smallest = breakIntoLines(parts, runWidths, count, minScale, width, maxLines);
-    if (!smallest) continue;
-    // Fewer lines are needed as the scale falls, so the largest scale that fits is found by
-    // halving the interval.
-    double low = minScale, high = 1;
-    Lines best = std::move(*smallest);
-    for (int i = 0; i < 24; ++i) {
-      const double middle = (low + high) / 2;
-      if (auto lines = breakIntoLines(parts, runWidths, count, middle, width, maxLines)) {
-        low = middle;
-        best = std::move(*lines);
-      } else {
-        high = middle;
+  size_t facts = 1;
+  for (const Piece& piece : pieces) facts += piece.glue == Break::bar;
+  for (; facts > 0; --facts) {
+    std::optional<Fit> best;
+    const int levels = facts == 1 ? kBreakLevels : 1;
+    for (int level = 0; level < levels; ++level) {
+      auto candidate = largestFit(pieces, facts, level, minScale, width, maxLines);
+      if (candidate && (!best || candidate->scale > best->scale * kFinerBreakGain)) {
+        best = std::move(candidate);
       }
     }
-    return {std::move(best), low, false};
+    if (best) return std::move(*best);
   }
-  Lines all(1);
-  for (size_t i = 0; i < text.runs.size(); ++i) all[0].push_back(i);
-  return {std::move(all), minScale, true};
+  // Words fill the lines before the last at the minimum scale; the last line takes the rest.
+  Fit cut{Lines(1), minScale, true};
+  const double room = width / minScale;
+  double used = 0;
+  for (size_t i = 0; i < pieces.size(); ++i) {
+    const bool breakable = pieces[i].glue.has_value();
+    if (breakable && static_cast<int>(cut.lines.size()) < maxLines) {
+      double next = 0;
+      for (size_t j = i + 1; j < pieces.size() && !pieces[j].glue; ++j) next += pieces[j].width;
+      if (used + pieces[i].width + next > room && used > 0) {
+        cut.lines.emplace_back();
+        used = 0;
+        continue;
+      }
+    }
+    cut.lines.back().push_back(i);
+    used += pieces[i].width;
+  }
+  return cut;
 }
 
-std::vector<double> widthsOfRuns(const TextBlock& text) {
-  const render::Font full = fontAt(text.font);
-  std::vector<double> widths;
-  widths.reserve(text.runs.size());
-  for (const TextRun& run : text.runs) widths.push_back(textWidth(run.text, full));
-  return widths;
+// The fit's lines as runs: consecutive pieces of one run joined again.
+TextFitting asRuns(const TextBlock& text, const std::vector<Piece>& pieces, const Fit& f) {
+  TextFitting fitting{{}, f.scale, f.truncated};
+  for (const std::vector<size_t>& line : f.lines) {
+    std::vector<TextRun>& runs = fitting.lines.emplace_back();
+    std::optional<size_t> last;
+    for (size_t i : line) {
+      if (last && *last == pieces[i].run) {
+        runs.back().text += pieces[i].text;
+      } else {
+        runs.push_back({pieces[i].text, text.runs[pieces[i].run].paint});
+      }
+      last = pieces[i].run;
+    }
+  }
+  return fitting;
 }
 
 void paintLabel(render::Canvas& canvas, const activity::ChartLabel& label) {
@@ -328,27 +418,31 @@ void paintMiniChart(render::Canvas& canvas, const activity::MiniChart& chart,
   }
 }
 
-TextFitting fitText(const TextBlock& text) { return fit(text, widthsOfRuns(text)); }
+TextFitting fitText(const TextBlock& text) {
+  const std::vector<Piece> pieces = piecesOf(text.runs, fontAt(text.font));
+  return asRuns(text, pieces, fit(text, pieces));
+}
 
 void paintText(render::Canvas& canvas, const TextBlock& text) {
   if (text.runs.empty()) return;
-  const std::vector<double> widths = widthsOfRuns(text);
-  const TextFitting fitted = fit(text, widths);
+  const TextFitting fitted = fitText(text);
   const render::Font font = fontAt(text.font, fitted.scale);
   const LineMetrics metrics = lineMetrics(font);
+  const double right = text.frame.x + text.frame.width;
   double baseline = text.firstBaseline;
-  for (const std::vector<size_t>& line : fitted.lines) {
+  for (size_t l = 0; l < fitted.lines.size(); ++l) {
+    const std::vector<TextRun>& line = fitted.lines[l];
+    const bool cut = fitted.truncated && l + 1 == fitted.lines.size();
     double width = 0;
-    for (size_t run : line) width += widths[run] * fitted.scale;
+    for (const TextRun& run : line) width += textWidth(run.text, font);
     width = std::min(width, text.frame.width);
     double x = text.frame.x;
     if (text.alignment == activity::TextAlignment::kCenter) x += (text.frame.width - width) / 2;
     if (text.alignment == activity::TextAlignment::kTrailing) x += text.frame.width - width;
-    const double right = text.frame.x + text.frame.width;
-    for (size_t run : line) {
-      const double room = fitted.truncated ? right - x : std::numeric_limits<double>::infinity();
-      const Drawn drawn = drawRun(canvas, text.runs[run].text, font, colorOf(text.runs[run].paint),
-                                  {x, baseline}, metrics, room);
+    for (const TextRun& run : line) {
+      const double room = cut ? right - x : std::numeric_limits<double>::infinity();
+      const Drawn drawn =
+          drawRun(canvas, run.text, font, colorOf(run.paint), {x, baseline}, metrics, room);
       if (drawn.cut) break;
       x += drawn.advance;
     }

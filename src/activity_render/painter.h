@@ -24,7 +24,6 @@
 // that draws (Pango font maps are per thread).
 #pragma once
 
-#include <cstddef>
 #include <vector>
 
 #include "activity/mini_chart.h"
@@ -48,14 +47,15 @@ activity::MeasureText fontMeasure();
 // "#rrggbb" with its opacity; a text that does not parse gives white, as the texts' own colour.
 render::Color colorOf(const activity::Paint& paint);
 
-// The chart with its top-left corner at `origin`.
+// The chart with its top-left corner at `origin`, cut to its own rectangle as the picture of its
+// size that it is (a bar centred on an hour at the span's edge shows its inner half).
 void paintMiniChart(render::Canvas& canvas, const activity::MiniChart& chart,
                     render::Point origin = {});
 
-// How a styled text fits its frame: the runs of each line (indices into `runs`; a separator at a
-// line break is left out), the scale it is drawn at, and whether its one line is cut with "…".
+// How a styled text fits its frame: the runs of each line as they are drawn (a break's bar, dot
+// or blank left out), the scale it is drawn at, and whether its last line is cut with "…".
 struct TextFitting {
-  std::vector<std::vector<size_t>> lines;
+  std::vector<std::vector<activity::TextRun>> lines;
   double scale = 1;
   bool truncated = false;
   bool operator==(const TextFitting&) const = default;

@@ -123,17 +123,16 @@ TEST(ActivityPainter, TheCopyLinesBarIsARuleInTheCellTheMeasureGaveIt) {
 TEST(ActivityPainter, StyledTextKeepsWholeFactsThenShrinksThenTruncates) {
   const Font font{14, activity::kSemibold};
   const activity::Paint rain = activity::paint("#7dd3fc"), faint = activity::paint("#ffffff", 0.34);
-  const std::vector<TextRun> runs = {{"0.65″ until 2 PM", rain},
+  const std::vector<TextRun> copy = {{"0.65″ until 2 PM", rain},
                                      {" │ ", faint},
                                      {"85% chance 11 AM", rain},
                                      {" │ ", faint},
                                      {"0.21″ earlier", rain}};
   const activity::MeasureText measure = fontMeasure();
-  auto w = [&](size_t i) { return measure(runs[i].text, font).width; };
-  const double all = w(0) + w(1) + w(2) + w(3) + w(4);
-  const double narrow = std::max(w(0), w(2)) + 1;  // the watch banner's case
-  ASSERT_GT(w(0) + w(1) + w(2), narrow / 0.65);
-  ASSERT_GT(w(2) + w(3) + w(4), narrow / 0.65);
+  auto w = [&](std::string_view text) { return measure(text, font).width; };
+  const double all = w("0.65″ until 2 PM │ 85% chance 11 AM │ 0.21″ earlier");
+  const double narrow = std::max(w("0.65″ until 2 PM"), w("85% chance 11 AM")) + 1;
+  const std::string onset = "<0.01″ · coming in 1 hr 25 min";
 
   struct Case {
     const char* name;
@@ -141,19 +140,43 @@ TEST(ActivityPainter, StyledTextKeepsWholeFactsThenShrinksThenTruncates) {
     double width;
     int maxLines;
     double minScale;
-    TextFitting expected;
+    std::vector<std::string> lines;
+    double scale;
+    bool truncated = false;
   };
   const Case cases[] = {
-      {"fits", runs, all + 1, 1, 1, {{{0, 1, 2, 3, 4}}, 1, false}},
-      {"wraps at a separator, which is left out",
-       runs,
-       w(0) + w(1) + w(2) + 1,
+      {"fits", copy, all + 1, 1, 1, {"0.65″ until 2 PM │ 85% chance 11 AM │ 0.21″ earlier"}, 1},
+      {"wraps at a bar, which is left out",
+       copy,
+       w("0.65″ until 2 PM │ 85% chance 11 AM") + 1,
        2,
        0.7,
-       {{{0, 1, 2}, {4}}, 1, false}},
-      {"shrinks on one line", runs, all * 0.8, 1, 0.7, {{{0, 1, 2, 3, 4}}, 0.8, false}},
-      {"leaves out the fact that does not fit", runs, narrow, 2, 0.65, {{{0}, {2}}, 1, false}},
-      {"cuts a single fact with an ellipsis", {runs[2]}, w(2) / 2, 2, 0.7, {{{0}}, 0.7, true}},
+       {"0.65″ until 2 PM │ 85% chance 11 AM", "0.21″ earlier"},
+       1},
+      {"shrinks on one line", copy, all * 0.8, 1, 0.7, {plainText(copy)}, 0.8},
+      // The watch banner: three facts would need 9-point text; two stay at 14 points.
+      {"leaves out the fact that does not fit",
+       copy,
+       narrow,
+       2,
+       0.65,
+       {"0.65″ until 2 PM", "85% chance 11 AM"},
+       1},
+      {"a lone fact breaks at its dot rather than shrink further",
+       {{onset, rain}},
+       w("coming in 1 hr 25 min") * 0.9,
+       2,
+       0.65,
+       {"<0.01″", "coming in 1 hr 25 min"},
+       0.9},
+      {"a fact too long for its lines is cut with an ellipsis",
+       {copy[2]},
+       w("85% chance 11 AM") / 3,
+       2,
+       0.7,
+       {"85%", "chance 11 AM"},
+       0.7,
+       true},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -161,10 +184,16 @@ TEST(ActivityPainter, StyledTextKeepsWholeFactsThenShrinksThenTruncates) {
         c.runs,     font,      {0, 0, c.width, 40}, 14, activity::TextAlignment::kLeading,
         c.maxLines, c.minScale};
     const TextFitting fitting = fitText(text);
-    EXPECT_EQ(fitting.lines, c.expected.lines);
-    EXPECT_NEAR(fitting.scale, c.expected.scale, 1e-4);
-    EXPECT_EQ(fitting.truncated, c.expected.truncated);
+    std::vector<std::string> lines;
+    for (const auto& line : fitting.lines) lines.push_back(plainText(line));
+    EXPECT_EQ(lines, c.lines);
+    EXPECT_NEAR(fitting.scale, c.scale, 1e-4);
+    EXPECT_EQ(fitting.truncated, c.truncated);
   }
+  // Runs keep their paints across a break.
+  const TextBlock wrapped{copy, font, {0, 0, narrow, 40}, 14, activity::TextAlignment::kLeading,
+                          2,    1};
+  EXPECT_EQ(fitText(wrapped).lines.at(1), (std::vector<TextRun>{copy[2]}));
 }
 
 }  // namespace
