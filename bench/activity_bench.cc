@@ -1,7 +1,8 @@
-// The rain window activity's value code on the 5-minute raining sample (96 points): decoding the
-// app's state, the chart layout, and the whole lock card as layout values (texts, the full mini
-// chart and its labels). Text is measured by a fixed-advance stand-in, so the numbers are this
-// code's alone, without a font engine.
+// The rain window activity on the 5-minute raining sample (96 points): decoding the app's state,
+// the chart layout, and the whole lock card as layout values (texts, the full mini chart and its
+// labels), first with a fixed-advance stand-in for text so the numbers are the value code's
+// alone, then with Inter measured by Pango; and the lock card drawn and PNG-encoded at scale 3,
+// the host daemon's work for one presentation (warm: fonts and symbols already loaded).
 #include <benchmark/benchmark.h>
 
 #include <fstream>
@@ -10,6 +11,9 @@
 #include "activity/chart_layout.h"
 #include "activity/presentations.h"
 #include "activity/rain_window.h"
+#include "activity_render/draw.h"
+#include "activity_render/painter.h"
+#include "render/canvas.h"
 
 namespace {
 
@@ -58,6 +62,47 @@ void lockCardScene(benchmark::State& state) {
   }
 }
 BENCHMARK(lockCardScene);
+
+void lockCardSceneWithFonts(benchmark::State& state) {
+  const ContentState content = decodeActivityInput(sampleBytes()).value().state;
+  const MeasureText measure = pluvo::activity_render::fontMeasure();
+  const PresentationInput input{content, kNow, pluvo::findTimeZone("UTC"), measure};
+  for (auto _ : state) {
+    auto scene = lockCard(input);
+    benchmark::DoNotOptimize(scene);
+  }
+}
+BENCHMARK(lockCardSceneWithFonts)->Unit(benchmark::kMicrosecond);
+
+// Layout, painting and the PNG of 1092x480 pixels: what `drawPresentation` does.
+void lockCardDrawnAndEncoded(benchmark::State& state) {
+  namespace draw = pluvo::activity_render;
+  const ContentState content = decodeActivityInput(sampleBytes()).value().state;
+  const draw::DrawOptions options{.scale = 3, .deviceZone = pluvo::findTimeZone("UTC")};
+  size_t bytes = 0;
+  for (auto _ : state) {
+    auto drawn = draw::drawPresentation(draw::Presentation::lock, content, kNow, options);
+    bytes = drawn.value().bytes.size();
+    benchmark::DoNotOptimize(drawn);
+  }
+  state.counters["pngBytes"] = static_cast<double>(bytes);
+}
+BENCHMARK(lockCardDrawnAndEncoded)->Unit(benchmark::kMillisecond);
+
+// The same without the encoder: the painting alone.
+void lockCardPainted(benchmark::State& state) {
+  namespace draw = pluvo::activity_render;
+  const ContentState content = decodeActivityInput(sampleBytes()).value().state;
+  const Scene scene =
+      draw::presentationScene(draw::Presentation::lock, content, kNow, pluvo::findTimeZone("UTC"));
+  for (auto _ : state) {
+    auto canvas = pluvo::render::Canvas::create(pluvo::render::ImageFormat::png,
+                                                {scene.width, scene.height}, 3);
+    draw::paintScene(*canvas, scene);
+    benchmark::DoNotOptimize(canvas->imageSurface());
+  }
+}
+BENCHMARK(lockCardPainted)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

@@ -1,6 +1,7 @@
-// `activity texts` and `activity layout`: the rain window Live Activity's texts and chart layout
-// from the command line. STATE is a content state as the app encodes it or an activity file of
-// the channel folder; each command prints one JSON object, or one error line and exit status 1.
+// `activity texts`, `activity layout` and `activity render`: the rain window Live Activity's
+// texts, chart layout and drawings from the command line. STATE is a content state as the app
+// encodes it or an activity file of the channel folder; each command prints one JSON object, or one
+// error line and exit status 1.
 #include <cmath>
 #include <cstdio>
 #include <iostream>
@@ -8,6 +9,7 @@
 #include "activity/chart_layout.h"
 #include "activity/rain_window.h"
 #include "activity/texts.h"
+#include "activity_render/draw.h"
 #include "commands.h"
 #include "model/json_writer.h"
 
@@ -175,6 +177,41 @@ int activityLayout(const CommandContext& context, const ActivityLayoutArguments&
   w.endArray();
   w.endObject();
   return writeOutput(context, w.take()) ? 0 : 1;
+}
+
+int activityRender(const CommandContext& context, const ActivityRenderArguments& arguments) {
+  namespace draw = activity_render;
+  if (context.outputPath.empty()) {
+    std::cerr << "pluvo-widget: activity render needs -o FILE for the image (for example -o "
+                 "lock.png)\n";
+    return 1;
+  }
+  const auto presentation = draw::parsePresentation(arguments.presentation);
+  if (!presentation) {
+    std::cerr << "pluvo-widget: --presentation \"" << arguments.presentation
+              << "\" is not a presentation; use one of " << draw::presentationNames() << '\n';
+    return 1;
+  }
+  auto format = imageFormatFor(context, arguments.format);
+  if (!format) return 1;
+  auto state = readState(arguments.statePath);
+  if (!state) return 1;
+  auto drawn = draw::drawPresentation(
+      *presentation, *state, context.now,
+      {.scale = arguments.scale, .format = *format, .deviceZone = context.deviceZone});
+  if (!drawn) {
+    std::cerr << "pluvo-widget: cannot draw " << arguments.statePath << ": "
+              << drawn.error().message << '\n';
+    return 1;
+  }
+  return writeImage(context, {.bytes = std::move(drawn->bytes),
+                              .format = drawn->format,
+                              .size = drawn->size,
+                              .scale = drawn->scale,
+                              .accessibilityText = std::move(drawn->accessibilityText),
+                              .names = {{"presentation", drawn->name}, {"title", drawn->title}},
+                              .tapTarget = drawn->tapTarget,
+                              .label = "the " + drawn->name + " presentation"});
 }
 
 }  // namespace pluvo::cli

@@ -9,11 +9,15 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "model/widget_snapshot.h"
 #include "platform/calendar.h"
 #include "platform/instant.h"
 #include "timeline/widget_entry.h"
+#include "render/canvas.h"
+#include "render/geometry.h"
 
 namespace pluvo::platform {
 class SystemEnvironment;
@@ -104,6 +108,28 @@ struct HostArguments {
 };
 int host(const CommandContext& context, const HostArguments& arguments);
 // The drawing commands (render_commands.cc).
+// The image format of a drawing command: --format, else -o's extension, else png; nullopt with an
+// error line for a --format that is not png, svg or pdf.
+std::optional<render::ImageFormat> imageFormatFor(const CommandContext& context,
+                                                  const std::optional<std::string>& format);
+// A drawn image and what the JSON file beside a PNG or PDF says about it.
+struct DrawnImage {
+  std::string bytes;
+  render::ImageFormat format = render::ImageFormat::png;
+  render::Size size;  // points
+  double scale = 1;   // pixels per point; 1 for SVG and PDF
+  std::string accessibilityText;
+  // The keys naming what was drawn, first in the JSON ("kind", "displayName").
+  std::vector<std::pair<std::string, std::string>> names;
+  std::optional<std::string> tapTarget;  // where a tap leads, when the picture has one
+  std::string label;                     // what was drawn, for the confirmation line
+  std::optional<Instant> date;           // the entry's date; absent: the context's instant
+};
+// Writes the image to -o FILE (atomically) and, beside a PNG or PDF, FILE.json with its names,
+// size, scale, the drawing instant, tap target and accessibility text (an SVG carries the text in
+// its <title> and <desc>); the exit status.
+int writeImage(const CommandContext& context, const DrawnImage& image);
+
 // `widgets`: the catalogue of the five home-screen widgets as JSON.
 int widgetsList(const CommandContext& context);
 // `snapshot texts FILE`: every day's derived texts, with the product's key names.
@@ -121,6 +147,15 @@ int render(const CommandContext& context, const RenderArguments& arguments);
 // The entry of one timeline request against the storage (timeline_command.cc): what the widget
 // system would show now, refreshed from the network when the stored data calls for it.
 timeline::PluvoWidgetEntry timelineEntry(const CommandContext& context);
+// `activity render STATE --presentation P -o FILE [--scale S] [--format F]`: draws one
+// presentation; its accessibility text and tap target go as for `render`.
+struct ActivityRenderArguments {
+  std::string statePath;
+  std::string presentation;
+  double scale = 3;
+  std::optional<std::string> format;  // png, svg or pdf; absent: from -o's extension
+};
+int activityRender(const CommandContext& context, const ActivityRenderArguments& arguments);
 
 // The newcomer's first run: a readable tour of the bundled samples.
 int demo(const CommandContext& context, const std::string& samplesDir);

@@ -112,6 +112,17 @@ int main(int argc, char** argv) {
   activityLayout->add_option("--height", layoutArguments.height, "Chart height, points")
       ->required();
   activityLayout->add_flag("--compact", layoutArguments.compact, "The compact chart: no gutters");
+  pluvo::cli::ActivityRenderArguments activityRenderArguments;
+  auto* activityRender = activity->add_subcommand("render", "Draw one presentation into -o FILE");
+  activityRender->add_option("STATE", activityRenderArguments.statePath, stateHelp)->required();
+  activityRender->add_option("--presentation", activityRenderArguments.presentation,
+                             "lock, banner, island-expanded, island-compact or island-minimal")
+      ->required();
+  activityRender->add_option("--scale", activityRenderArguments.scale, "Pixels per point of a PNG")
+      ->capture_default_str();
+  activityRender->add_option_function<std::string>(
+      "--format", [&](const std::string& f) { activityRenderArguments.format = f; },
+      "png, svg or pdf (default: from the file's extension)");
 
   pluvo::cli::TimelineArguments timelineArguments;
   auto* timeline = app.add_subcommand("timeline", "One timeline request against the storage");
@@ -175,5 +186,6 @@ int main(int argc, char** argv) {
   if (*activityLayout) return pluvo::cli::activityLayout(context, layoutArguments);
   if (*timeline) return pluvo::cli::timeline(context, timelineArguments);
   if (*host) return pluvo::cli::host(context, hostArguments);
+  if (*activityRender) return pluvo::cli::activityRender(context, activityRenderArguments);
   return 2;
 }

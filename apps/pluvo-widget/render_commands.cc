@@ -179,6 +179,60 @@ int snapshotTexts(const CommandContext& context, const std::string& path) {
   return writeOutput(context, w.text()) ? 0 : 1;
 }
 
+std::optional<render::ImageFormat> imageFormatFor(const CommandContext& context,
+                                                  const std::optional<std::string>& format) {
+  std::string formatName = format.value_or("");
+  if (formatName.empty()) {
+    std::string_view path = context.outputPath;
+    size_t dot = path.rfind('.');
+    formatName = dot == std::string_view::npos ? "png" : std::string(path.substr(dot + 1));
+    if (!render::parseImageFormat(formatName)) formatName = "png";
+  }
+  auto parsed = render::parseImageFormat(formatName);
+  if (!parsed) reportError("--format \"" + formatName + "\" is not png, svg or pdf");
+  return parsed;
+}
+
+int writeImage(const CommandContext& context, const DrawnImage& image) {
+  if (auto written = platform::writeFileAtomically(context.outputPath, image.bytes); !written) {
+    return reportError(written.error().message);
+  }
+  if (image.format != render::ImageFormat::svg) {
+    model::JsonWriter w;
+    w.beginObject();
+    for (const auto& [key, value] : image.names) {
+      w.key(key);
+      w.string(value);
+    }
+    w.key("image");
+    w.string(context.outputPath);
+    w.key("format");
+    w.string(render::imageFormatName(image.format));
+    w.key("width");
+    writeNumber(w, image.size.width);
+    w.key("height");
+    writeNumber(w, image.size.height);
+    w.key("scale");
+    writeNumber(w, image.scale);
+    w.key("entryDate");
+    w.string(formatIso8601(image.date.value_or(context.now)));
+    if (image.tapTarget) {
+      w.key("tapTarget");
+      w.string(*image.tapTarget);
+    }
+    w.key("accessibilityText");
+    w.string(image.accessibilityText);
+    w.endObject();
+    std::string sidecar = context.outputPath + ".json";
+    if (auto written = platform::writeFileAtomically(sidecar, w.text() + "\n"); !written) {
+      return reportError(written.error().message);
+    }
+  }
+  std::cerr << "drew " << image.label << " into " << context.outputPath << ": "
+            << image.accessibilityText << '\n';
+  return 0;
+}
+
 int render(const CommandContext& context, const RenderArguments& arguments) {
   if (context.outputPath.empty()) {
     return reportError("render needs -o FILE for the image (for example -o small.png)");
@@ -194,15 +248,8 @@ int render(const CommandContext& context, const RenderArguments& arguments) {
   widgets::RenderOptions options;
   options.scale = arguments.scale;
   options.deviceZone = context.deviceZone;
-  std::string formatName = arguments.format.value_or("");
-  if (formatName.empty()) {
-    std::string_view path = context.outputPath;
-    size_t dot = path.rfind('.');
-    formatName = dot == std::string_view::npos ? "png" : std::string(path.substr(dot + 1));
-    if (!render::parseImageFormat(formatName)) formatName = "png";
-  }
-  auto format = render::parseImageFormat(formatName);
-  if (!format) return reportError("--format \"" + formatName + "\" is not png, svg or pdf");
+  auto format = imageFormatFor(context, arguments.format);
+  if (!format) return 1;
   options.format = *format;
   if (arguments.size) {
     options.size = parseSize(*arguments.size);
@@ -223,20 +270,17 @@ int render(const CommandContext& context, const RenderArguments& arguments) {
 
   auto image = widgets::renderWidget(arguments.kind, entry.snapshot, entry.date, options);
   if (!image) return reportError("cannot draw " + arguments.kind + ": " + image.error().message);
-  if (auto written = platform::writeFileAtomically(context.outputPath, image->bytes); !written) {
-    return reportError(written.error().message);
-  }
-  if (options.format != render::ImageFormat::svg) {
-    std::string sidecar = context.outputPath + ".json";
-    std::string json =
-        widgets::imageDescriptionJson(*widget, options, entry.date, context.outputPath, *image);
-    if (auto written = platform::writeFileAtomically(sidecar, json + "\n"); !written) {
-      return reportError(written.error().message);
-    }
-  }
-  std::cerr << "drew " << widget->kind << " into " << context.outputPath << ": "
-            << image->accessibilityText << '\n';
-  return 0;
+  return writeImage(context,
+                    {.bytes = std::move(image->bytes),
+                     .format = options.format,
+                     .size = options.size.value_or(widgets::familySize(widget->family)),
+                     .scale = options.format == render::ImageFormat::png ? options.scale : 1,
+                     .accessibilityText = std::move(image->accessibilityText),
+                     .names = {{"kind", std::string(widget->kind)},
+                               {"displayName", std::string(widget->displayName)}},
+                     .tapTarget = std::nullopt,
+                     .label = std::string(widget->kind),
+                     .date = entry.date});
 }
 
 }  // namespace pluvo::cli

@@ -81,34 +81,120 @@ std::string percentText(double chance) {
   return std::string(buffer, result.ptr) + "%";
 }
 
-// Our peak-amount label: above the tallest bar, else beside its top on the right, else on the
-// left; each spot is kept inside the chart above its baseline and must leave every label in
-// `taken` clear. Empty when no spot is free.
+// The probability curve as points along it, a few tenths of a point apart at the chart's sizes.
+std::vector<Point> flattened(const std::vector<PathElement>& path) {
+  constexpr int kSteps = 12;
+  std::vector<Point> points;
+  Point from;
+  for (const PathElement& e : path) {
+    if (e.kind == PathElement::Kind::kCubic) {
+      for (int i = 1; i <= kSteps; ++i) {
+        const double t = static_cast<double>(i) / kSteps, u = 1 - t;
+        const double a = u * u * u, b = 3 * u * u * t, c = 3 * u * t * t, d = t * t * t;
+        points.push_back({a * from.x + b * e.control1.x + c * e.control2.x + d * e.to.x,
+                          a * from.y + b * e.control1.y + c * e.control2.y + d * e.to.y});
+      }
+    } else if (e.kind == PathElement::Kind::kLine) {
+      for (int i = 1; i <= kSteps; ++i) {
+        const double t = static_cast<double>(i) / kSteps;
+        points.push_back({from.x + t * (e.to.x - from.x), from.y + t * (e.to.y - from.y)});
+      }
+    } else {
+      points.push_back(e.to);
+    }
+    from = e.to;
+  }
+  return points;
+}
+
+// What the peak-amount label must keep clear of.
+struct Obstacles {
+  std::vector<Rect> labels;   // never overlapped
+  std::vector<Rect> marks;    // bars and the "now" line, grown by a point
+  std::vector<Point> curve;   // points along the probability line
+  double curveClearance = 0;  // from the line's centre: half its width and a half point
+};
+
+bool onCurve(const Rect& frame, const Obstacles& o) {
+  const double c = o.curveClearance;
+  return std::any_of(o.curve.begin(), o.curve.end(), [&](const Point& p) {
+    return p.x > frame.x - c && p.x < frame.right() + c && p.y > frame.y - c &&
+           p.y < frame.bottom() + c;
+  });
+}
+
+bool overlapsAny(const Rect& frame, const std::vector<Rect>& rects) {
+  return std::any_of(rects.begin(), rects.end(), [&](const Rect& r) { return r.overlaps(frame); });
+}
+
+double distance(Point p, const Rect& r) {
+  const double dx = std::max({r.x - p.x, 0.0, p.x - r.right()});
+  const double dy = std::max({r.y - p.y, 0.0, p.y - r.bottom()});
+  return std::hypot(dx, dy);
+}
+
+// Our peak-amount label: as close as it can be to the top of the tallest bar, preferably centred
+// 1.5 points above it (raised by up to 6 points), else beside its top on the right or the left
+// (slid up or down by up to 12 points), in that order of preference on equal distance. The spot
+// stays inside the chart above the baseline and clear of the other labels, the bars, the "now"
+// line and the probability curve. When every spot touches a mark or the curve, the first spot
+// of the preferred three that is clear of the labels is taken, and when none is, no label.
 std::optional<ChartLabel> peakLabel(const MiniChart::Bar& bar, double width, double baseline,
-                                    const std::vector<Rect>& taken, const MeasureText& measure) {
+                                    const Obstacles& obstacles, const MeasureText& measure) {
+  constexpr double kGap = 1.5;
+  constexpr double kSideGap = 2;
+  constexpr double kMaxRise = 6;
+  constexpr double kMaxSlide = 12;
+  constexpr double kStep = 0.5;
+  constexpr double kSidePenalty = 1;
   ChartLabel peak =
       label(amountText(bar.amount), kBoldLabelFont, paint(palette::kRain), {}, measure);
   const double w = peak.metrics.width;
   const double h = peak.metrics.height();
   const Rect& r = bar.rect;
-  const std::array<Point, 3> spots = {
-      Point{std::clamp(r.x + r.width / 2 - w / 2, 1.0, std::max(1.0, width - 1 - w)),
-            r.y - 1.5 - h},
-      Point{r.right() + 2, r.y},
-      Point{r.x - 2 - w, r.y},
+  const Point anchor{r.x + r.width / 2, r.y};
+  auto inside = [&](const Rect& f) {
+    return f.x >= 1 && f.right() <= width - 1 && f.y >= 0 && f.bottom() <= baseline - 1;
   };
-  for (const Point& spot : spots) {
-    Rect frame{spot.x, spot.y, w, h};
-    if (frame.x < 1 || frame.right() > width - 1 || frame.y < 0 || frame.bottom() > baseline - 1) {
-      continue;
+
+  const Point above{std::clamp(anchor.x - w / 2, 1.0, std::max(1.0, width - 1 - w)),
+                    r.y - kGap - h};
+  const Point right{r.right() + kSideGap, r.y};
+  const Point left{r.x - kSideGap - w, r.y};
+
+  std::optional<Point> best;
+  double bestCost = 0;
+  auto consider = [&](Point spot, double penalty) {
+    const Rect frame{spot.x, spot.y, w, h};
+    if (!inside(frame) || overlapsAny(frame, obstacles.labels) ||
+        overlapsAny(frame, obstacles.marks) || onCurve(frame, obstacles)) {
+      return;
     }
-    if (std::any_of(taken.begin(), taken.end(), [&](const Rect& t) { return t.overlaps(frame); })) {
-      continue;
+    const double cost = distance(anchor, frame) + penalty;
+    if (!best || cost < bestCost - 1e-9) {
+      best = spot;
+      bestCost = cost;
     }
-    peak.origin = spot;
-    return peak;
+  };
+  for (double rise = 0; rise <= kMaxRise; rise += kStep) consider({above.x, above.y - rise}, 0);
+  for (const Point& side : {right, left}) {
+    for (double slide = 0; slide <= kMaxSlide; slide += kStep) {
+      consider({side.x, side.y - slide}, kSidePenalty);
+      if (slide > 0) consider({side.x, side.y + slide}, kSidePenalty);
+    }
   }
-  return std::nullopt;
+  if (!best) {
+    for (const Point& spot : {above, right, left}) {
+      const Rect frame{spot.x, spot.y, w, h};
+      if (inside(frame) && !overlapsAny(frame, obstacles.labels)) {
+        best = spot;
+        break;
+      }
+    }
+  }
+  if (!best) return std::nullopt;
+  peak.origin = *best;
+  return peak;
 }
 
 }  // namespace
@@ -223,11 +309,23 @@ MiniChart makeMiniChart(const std::vector<HourPoint>& points, double width, doub
       if (tallest == nullptr || bar.amount > tallest->amount) tallest = &bar;
     }
     if (tallest != nullptr) {
-      std::vector<Rect> taken{chart.topLabel->frame()};
-      if (chart.zeroLabel) taken.push_back(chart.zeroLabel->frame());
-      if (chart.nowMarker && chart.nowMarker->label)
-        taken.push_back(chart.nowMarker->label->frame());
-      chart.peakLabel = peakLabel(*tallest, width, baseline, taken, measure);
+      Obstacles obstacles;
+      obstacles.labels.push_back(chart.topLabel->frame());
+      if (chart.zeroLabel) obstacles.labels.push_back(chart.zeroLabel->frame());
+      for (const auto& bar : chart.bars) {
+        obstacles.marks.push_back(
+            {bar.rect.x - 1, bar.rect.y - 1, bar.rect.width + 2, bar.rect.height + 2});
+      }
+      if (chart.nowMarker) {
+        const Segment& line = chart.nowMarker->line;
+        const double half = chart.nowMarker->stroke.lineWidth / 2 + 1;
+        obstacles.marks.push_back(
+            {line.from.x - half, line.from.y, 2 * half, line.to.y - line.from.y});
+        if (chart.nowMarker->label) obstacles.labels.push_back(chart.nowMarker->label->frame());
+      }
+      obstacles.curve = flattened(chart.probabilityPath);
+      obstacles.curveClearance = chart.probabilityStroke.lineWidth / 2 + 0.5;
+      chart.peakLabel = peakLabel(*tallest, width, baseline, obstacles, measure);
     }
   }
   return chart;

@@ -7,9 +7,11 @@
 // uses thinner strokes; the full variant (lock card) reserves gutters for its labels.
 //
 // The peak-amount label is ours: the amount of the tallest bar ("0.28″", bold 8 points, bar
-// colour), set just above that bar, or beside its top when that spot is taken or off the chart.
-// It is never placed where it would overlap the top chance label, the "0" label or the word
-// "now"; when no spot is free it is left out.
+// colour), set just above that bar, or, when something is in the way, at the nearest spot above
+// it or beside its top that is clear of the other labels, the bars, the "now" line and the
+// probability curve, so the number stays legible on a crowded, rainy peak. It never overlaps the
+// top chance label, the "0" label or the word "now"; when no spot is clear of them it is left
+// out.
 //
 // Units: points, y downwards, origin at the chart's top-left corner. The painter scales by the
 // display scale; nothing here depends on it.

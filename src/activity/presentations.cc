@@ -258,11 +258,12 @@ Scene watchBanner(const PresentationInput& input, Size size) {
   return scene;
 }
 
+// The icon's frame on the region's leading edge, as the total keeps to the trailing one: in the
+// expanded island the icon then stands over the place name and the chart below it.
 Scene islandExpandedLeading(const PresentationInput& input, Size size) {
   Scene scene = emptyScene(size, palette::kIslandBlack, 0);
-  scene.items.push_back(intensityIcon(
-      input.state, 18,
-      {(size.width - kIconFrame) / 2, (size.height - kIconFrame) / 2, kIconFrame, kIconFrame}));
+  scene.items.push_back(
+      intensityIcon(input.state, 18, {0, (size.height - kIconFrame) / 2, kIconFrame, kIconFrame}));
   scene.accessibilityLabel = input.state.intensityLabel;
   return scene;
 }
@@ -335,24 +336,29 @@ Scene islandExpanded(const PresentationInput& input, Size size) {
   return scene;
 }
 
+// The compact regions keep their content this far from the island's rounded ends, the symbol on
+// the left as the total on the right, so the two mirror each other across the camera.
+constexpr double kCompactOuterInset = 8;
+// The 12-point symbol's outline is about 14 points wide: a frame that wide starts the glyph at the
+// inset.
+constexpr double kCompactSymbolSide = 14;
+
 Scene islandCompactLeading(const PresentationInput& input, Size size) {
   Scene scene = emptyScene(size, palette::kIslandBlack, 0);
-  // The 12-point symbol centred in a square as high as the region.
-  const double side = std::min(size.width, size.height);
-  scene.items.push_back(
-      intensityIcon(input.state, 12,
-                    {std::max(0.0, size.width - side) / 2, (size.height - side) / 2, side, side}));
+  const double side = std::min({kCompactSymbolSide, size.width, size.height});
+  const double x = std::min(kCompactOuterInset, std::max(0.0, size.width - side));
+  scene.items.push_back(intensityIcon(input.state, 12, {x, (size.height - side) / 2, side, side}));
   scene.accessibilityLabel = input.state.intensityLabel;
   return scene;
 }
 
 Scene islandCompactTrailing(const PresentationInput& input, Size size) {
-  constexpr double kOuterInset = 8;
   Scene scene = emptyScene(size, palette::kIslandBlack, 0);
   const std::string amount = totalAmount(input.state);
-  scene.items.push_back(centredLine({{amount, paint(palette::kWhite)}}, Font{12, kSemibold},
-                                    {0, 0, std::max(1.0, size.width - kOuterInset), size.height},
-                                    TextAlignment::kTrailing, 0.6, input.measure));
+  scene.items.push_back(
+      centredLine({{amount, paint(palette::kWhite)}}, Font{12, kSemibold},
+                  {0, 0, std::max(1.0, size.width - kCompactOuterInset), size.height},
+                  TextAlignment::kTrailing, 0.6, input.measure));
   scene.accessibilityLabel = amount;
   return scene;
 }

@@ -298,10 +298,12 @@ void Canvas::strokePath(const Path& path, const Stroke& stroke) {
   cairo_set_line_join(cr_, stroke.join == LineJoin::round   ? CAIRO_LINE_JOIN_ROUND
                            : stroke.join == LineJoin::bevel ? CAIRO_LINE_JOIN_BEVEL
                                                             : CAIRO_LINE_JOIN_MITER);
+  cairo_set_miter_limit(cr_, stroke.miterLimit);
   cairo_set_dash(cr_, stroke.dashes.data(), static_cast<int>(stroke.dashes.size()),
                  stroke.dashOffset);
   cairo_stroke(cr_);
   cairo_set_dash(cr_, nullptr, 0, 0);
+  cairo_set_miter_limit(cr_, 10);
 }
 
 void Canvas::strokeLine(Point from, Point to, const Stroke& stroke) {

@@ -66,6 +66,7 @@ struct Stroke {
   double width = 1;
   LineCap cap = LineCap::butt;
   LineJoin join = LineJoin::miter;
+  double miterLimit = 10;      // as a multiple of the width; cairo's and the phone's default
   std::vector<double> dashes;  // on, off, ... lengths in points; empty: solid
   double dashOffset = 0;
 };

@@ -118,19 +118,57 @@ TEST(MiniChart, ProbabilityCurvePassesThroughEverySample) {
 
 TEST(MiniChart, LabelsOfTheFullChartKeepClearOfEachOther) {
   // The top label sits 4 points above the highest chance, not above y = 9.
-  std::vector<HourPoint> points = {{0, at("2026-11-17T20:00:00Z"), 0.3, 85.9},
-                                   {0, at("2026-11-17T21:00:00Z"), 0.1, 40}};
+  std::vector<HourPoint> points = {{0, at("2026-11-17T20:00:00Z"), 0.3, 25},
+                                   {0, at("2026-11-17T21:00:00Z"), 0.1, 85.9}};
   MiniChart full = chart(points, 332, 57, false);
   ASSERT_TRUE(full.topLabel && full.zeroLabel && full.peakLabel);
   EXPECT_EQ(full.topLabel->text, "85%");
   EXPECT_DOUBLE_EQ(full.topLabel->origin.y, std::max(9.0, full.layout.chanceY(85.9) - 4));
   EXPECT_EQ(full.zeroLabel->origin, (Point{2, 57 - 22}));
-  // The peak amount stands centred just above the tallest bar.
+  // The peak amount stands centred just above the tallest bar, under a low chance.
   const Rect bar = full.bars[0].rect;
   EXPECT_EQ(full.peakLabel->text, "0.30″");
   EXPECT_DOUBLE_EQ(full.peakLabel->frame().bottom(), bar.y - 1.5);
   EXPECT_DOUBLE_EQ(full.peakLabel->frame().x + full.peakLabel->metrics.width / 2,
                    bar.x + bar.width / 2);
+
+  // Under a high chance the curve runs through that spot and, falling away to the right, through
+  // the one on the right: the amount moves beside the bar's top on the left, clear of the line.
+  std::swap(points[0].precipProb, points[1].precipProb);
+  MiniChart underCurve = chart(points, 332, 57, false);
+  ASSERT_TRUE(underCurve.peakLabel.has_value());
+  const Rect tallest = underCurve.bars[0].rect;
+  EXPECT_EQ(underCurve.peakLabel->origin,
+            (Point{tallest.x - 2 - underCurve.peakLabel->metrics.width, tallest.y}));
+  auto clearOfTheCurve = [](const MiniChart& c) {
+    const Rect label = c.peakLabel->frame();
+    for (const auto& sample : c.layout.chanceSamples) {
+      const double x = c.layout.xPosition(sample.date), y = c.layout.chanceY(sample.precipProb);
+      if (x > label.x - 1.45 && x < label.right() + 1.45 && y > label.y - 1.45 &&
+          y < label.bottom() + 1.45) {
+        return false;
+      }
+    }
+    return true;
+  };
+  EXPECT_TRUE(clearOfTheCurve(underCurve));
+
+  // Hourly rain on both sides of the tallest bar, the "now" line just right of it and a 78% curve
+  // just above it: the amount slides up beside the bar on the left, between the lower neighbour
+  // and the curve.
+  std::vector<HourPoint> crowd;
+  for (double amount : {0.01, 0.12, 0.24, 0.18, 0.07}) {
+    crowd.push_back(
+        {0, at("2026-11-17T16:00:00Z") + 3600.0 * static_cast<double>(crowd.size()), amount, 78});
+  }
+  MiniChart dense = chart(crowd, 332, 57, false, at("2026-11-17T18:35:00Z"));
+  ASSERT_TRUE(dense.peakLabel.has_value());
+  const Rect peak = dense.peakLabel->frame();
+  EXPECT_TRUE(clearOfTheCurve(dense));
+  for (const auto& bar : dense.bars) EXPECT_FALSE(peak.overlaps(bar.rect)) << bar.amount;
+  const double marker = dense.nowMarker->line.from.x;
+  EXPECT_FALSE(peak.x < marker + 1.6 && marker - 1.6 < peak.right());
+  EXPECT_LT(peak.right(), dense.bars[2].rect.x);  // on the left of the tallest bar
 
   // The tallest bar at the span's left edge under a 100% chance: above it the label would cover
   // "100%", so it moves beside the bar's top.

@@ -1,10 +1,11 @@
-// `pluvo-widget activity texts | layout` on the bundled samples, replayed at their own moments,
-// and the one-line errors for a state that does not decode.
+// `pluvo-widget activity texts | layout | render` on the bundled samples, replayed at their own
+// moments, and the one-line errors for a state that does not decode.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "activity/chart_layout.h"
 #include "activity/rain_window.h"
+#include "support/png_pixels.h"
 #include "support/test_support.h"
 
 namespace pluvo {
@@ -93,6 +94,13 @@ TEST(ActivityCli, AStateThatDoesNotDecodeIsOneLineNamingTheKey) {
        broken + " is not a rain window state: state.windowEnd: missing required key"},
       {{"layout", kSamples + "raining-hourly.json", "--width", "0", "--height", "57"},
        "--width and --height must be positive numbers of points, such as --width 332 --height 57"},
+      {{"render", broken, "--presentation", "lock", "-o", (dir.path() / "lock.png").string()},
+       broken + " is not a rain window state: state.windowEnd: missing required key"},
+      {{"render", broken, "--presentation", "dock", "-o", (dir.path() / "lock.png").string()},
+       "--presentation \"dock\" is not a presentation; use one of lock, banner, "
+       "island-expanded, island-compact, island-minimal"},
+      {{"render", broken, "--presentation", "lock"},
+       "activity render needs -o FILE for the image (for example -o lock.png)"},
   };
   for (const auto& [arguments, error] : cases) {
     auto run = activity(arguments);
@@ -100,6 +108,34 @@ TEST(ActivityCli, AStateThatDoesNotDecodeIsOneLineNamingTheKey) {
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(run.err, "pluvo-widget: " + error + "\n");
   }
+  EXPECT_FALSE(std::filesystem::exists(dir.path() / "lock.png"));
+}
+
+TEST(ActivityCli, RenderWritesThePictureWithItsTextAndTapTarget) {
+  testing::TemporaryDirectory dir;
+  const std::string png = (dir.path() / "lock.png").string();
+  auto run =
+      activity({"render", kSamples + "before-rain-5min.json", "--presentation", "lock", "--scale",
+                "2", "-o", png, "--now", "2026-11-17T13:10:00Z", "--time-zone", "America/Chicago"});
+  ASSERT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_EQ(testing::decodePng(testing::readFileBytes(png)).width, 728);
+  EXPECT_EQ(testing::readFileBytes(png + ".json"),
+            R"({"presentation":"lock","title":"Pluvo rain window, lock screen","image":")" + png +
+                R"(","format":"png","width":364,"height":160,"scale":2,)"
+                R"("entryDate":"2026-11-17T13:10:00Z","tapTarget":"pluvo://dashboard",)"
+                R"("accessibilityText":"Pluvo. Austin, TX. Steady rain. )"
+                R"(0.66″ · 10 AM–2 PM, 85% chance 11 AM"})"
+                "\n");
+
+  const std::string svg = (dir.path() / "minimal.svg").string();
+  ASSERT_EQ(activity({"render", kSamples + "raining-hourly.json", "--presentation",
+                      "island-minimal", "-o", svg, "--now", "2026-11-17T17:35:00Z"})
+                .exitCode,
+            0);
+  EXPECT_THAT(testing::readFileBytes(svg),
+              HasSubstr("<title>Pluvo rain window, Dynamic Island minimal</title>\n"
+                        "<desc>Steady rain. 0.65″</desc>"));
+  EXPECT_FALSE(std::filesystem::exists(svg + ".json"));
 }
 
 }  // namespace
