@@ -15,9 +15,9 @@
 #include "model/widget_snapshot.h"
 #include "platform/calendar.h"
 #include "platform/instant.h"
-#include "timeline/widget_entry.h"
 #include "render/canvas.h"
 #include "render/geometry.h"
+#include "timeline/widget_entry.h"
 
 namespace pluvo::platform {
 class SystemEnvironment;
@@ -33,6 +33,8 @@ struct CommandContext {
   std::string outputPath;     // empty: standard output
   std::string containerPath;  // --container; empty: the app group container under $XDG_DATA_HOME
   std::string cachesPath;     // --caches; empty: the caches folder under $XDG_CACHE_HOME
+  std::string profile = "color";  // --profile of the drawing commands: color or eink
+  std::string panel;              // --panel WxH pixels for eink; empty: the drawing's own size
 };
 
 // Writes `data` plus a newline to the context's output; false (with an error line) on failure.
@@ -157,7 +159,24 @@ struct ActivityRenderArguments {
 };
 int activityRender(const CommandContext& context, const ActivityRenderArguments& arguments);
 
-// The newcomer's first run: a readable tour of the bundled samples.
-int demo(const CommandContext& context, const std::string& samplesDir);
+// `gallery -o DIR [--snapshot FILE] [--state FILE] [--profile P]` (gallery_command.cc): every
+// widget and Live Activity presentation drawn into DIR with an index.html showing them at their
+// size in points. Without --snapshot: the timeline entry of the storage; without --state:
+// `sampleActivityState`.
+struct GalleryArguments {
+  std::string outDir;
+  std::optional<std::string> snapshotPath;
+  std::optional<std::string> statePath;
+  std::string profile = "color";
+};
+int gallery(const CommandContext& context, const GalleryArguments& arguments);
+
+// The e-paper profile (eink_profile.cc). `profile` is "color" (the image as drawn) or "eink":
+// the PNG turned into a 1-bit picture for an e-paper panel, tones dithered. `panel` "WxH" in
+// pixels scales the picture to fit that panel, centred on white; empty keeps its size.
+std::string applyProfile(const std::string& profile, const std::string& png,
+                         const std::string& panel = "");
+// Whether `profile` and `panel` are usable; false with an error line naming the option.
+bool checkProfile(const std::string& profile, const std::string& panel);
 
 }  // namespace pluvo::cli

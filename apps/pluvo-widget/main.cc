@@ -4,7 +4,6 @@
 // can be reproduced; data goes to standard output or -o FILE, errors are one line on standard
 // error with a non-zero exit.
 #include <CLI/CLI.hpp>
-
 #include <chrono>
 #include <iostream>
 
@@ -26,7 +25,8 @@ int main(int argc, char** argv) {
   std::string zoneName;
   std::string outputPath;
   app.add_option("--now", nowText, "The current instant, ISO 8601 (default: the system clock)");
-  app.add_option("--time-zone", zoneName, "The device's IANA time zone (default: $TZ or the system's)");
+  app.add_option("--time-zone", zoneName,
+                 "The device's IANA time zone (default: $TZ or the system's)");
   app.add_option("-o,--output", outputPath, "Write the data to FILE instead of standard output");
   std::string infoPath;
   app.add_option("--info", infoPath,
@@ -34,41 +34,55 @@ int main(int argc, char** argv) {
   std::string containerPath, cachesPath;
   app.add_option("--container", containerPath,
                  "The app group container folder (default: under $XDG_DATA_HOME)");
-  app.add_option("--caches", cachesPath, "The extension's caches folder (default: under $XDG_CACHE_HOME)");
+  app.add_option("--caches", cachesPath,
+                 "The extension's caches folder (default: under $XDG_CACHE_HOME)");
 
   auto* packet = app.add_subcommand("packet", "Chart packets from the forecast service");
   packet->require_subcommand(1);
   std::string packetPath;
-  auto* packetDecode = packet->add_subcommand("decode", "Decode a chart packet and print it re-encoded");
+  auto* packetDecode =
+      packet->add_subcommand("decode", "Decode a chart packet and print it re-encoded");
   packetDecode->add_option("FILE", packetPath, "The packet's JSON file")->required();
 
   auto* snapshot = app.add_subcommand("snapshot", "Widget snapshots");
   snapshot->require_subcommand(1);
-  auto* snapshotPlaceholder = snapshot->add_subcommand("placeholder", "Print the placeholder snapshot");
+  auto* snapshotPlaceholder =
+      snapshot->add_subcommand("placeholder", "Print the placeholder snapshot");
   pluvo::cli::SnapshotBuildArguments buildArguments;
-  auto* snapshotBuild = snapshot->add_subcommand("build", "Build a snapshot from a chart packet (at --now)");
-  snapshotBuild->add_option("PACKET", buildArguments.packetPath, "The packet's JSON file")->required();
-  snapshotBuild->add_option("--location", buildArguments.location, "The display name (default: the packet's)");
-  snapshotBuild->add_option("--days", buildArguments.days, "Days wanted, clamped to 1 ... the packet's")
+  auto* snapshotBuild =
+      snapshot->add_subcommand("build", "Build a snapshot from a chart packet (at --now)");
+  snapshotBuild->add_option("PACKET", buildArguments.packetPath, "The packet's JSON file")
+      ->required();
+  snapshotBuild->add_option("--location", buildArguments.location,
+                            "The display name (default: the packet's)");
+  snapshotBuild
+      ->add_option("--days", buildArguments.days, "Days wanted, clamped to 1 ... the packet's")
       ->capture_default_str();
-  snapshotBuild->add_option("--unit", buildArguments.unit, "Temperature unit, F or C")->capture_default_str();
+  snapshotBuild->add_option("--unit", buildArguments.unit, "Temperature unit, F or C")
+      ->capture_default_str();
   snapshotBuild->add_option_function<std::string>(
       "--metrics", [&](const std::string& keys) { buildArguments.metrics = keys; },
       "Selected metric keys, comma-separated (default: none recorded)");
   std::string snapshotPath, displayAt;
-  auto* snapshotNormalize = snapshot->add_subcommand("normalize", "Print a snapshot in the builder's form");
+  auto* snapshotNormalize =
+      snapshot->add_subcommand("normalize", "Print a snapshot in the builder's form");
   snapshotNormalize->add_option("FILE", snapshotPath, "The snapshot's JSON file")->required();
-  auto* snapshotDisplay = snapshot->add_subcommand("display", "Print a snapshot as shown at an instant");
+  auto* snapshotDisplay =
+      snapshot->add_subcommand("display", "Print a snapshot as shown at an instant");
   snapshotDisplay->add_option("FILE", snapshotPath, "The snapshot's JSON file")->required();
   snapshotDisplay->add_option("--at", displayAt, "The instant, ISO 8601")->required();
-  auto* snapshotTexts = snapshot->add_subcommand("texts", "Print every day's texts as the widgets show them");
+  auto* snapshotTexts =
+      snapshot->add_subcommand("texts", "Print every day's texts as the widgets show them");
   snapshotTexts->add_option("FILE", snapshotPath, "The snapshot's JSON file")->required();
 
   auto* widgets = app.add_subcommand("widgets", "List the five home-screen widgets as JSON");
   pluvo::cli::RenderArguments renderArguments;
   auto* render = app.add_subcommand("render", "Draw a widget into -o FILE (png, svg or pdf)");
-  render->add_option("--kind", renderArguments.kind, "The widget kind, e.g. PluvoCurrentSmallWidget")->required();
-  render->add_option("--scale", renderArguments.scale, "Pixels per point of a PNG")->capture_default_str();
+  render
+      ->add_option("--kind", renderArguments.kind, "The widget kind, e.g. PluvoCurrentSmallWidget")
+      ->required();
+  render->add_option("--scale", renderArguments.scale, "Pixels per point of a PNG")
+      ->capture_default_str();
   render->add_option_function<std::string>(
       "--format", [&](const std::string& f) { renderArguments.format = f; },
       "png, svg or pdf (default: from the file's extension)");
@@ -79,22 +93,29 @@ int main(int argc, char** argv) {
       "--size", [&](const std::string& s) { renderArguments.size = s; },
       "WIDTHxHEIGHT in points (default: the family's size)");
 
+  std::string profile = "color", panel;
+  for (auto* command : {render}) {
+    command->add_option("--profile", profile, "color, or eink: 1-bit, dithered, for e-paper")
+        ->capture_default_str();
+    command->add_option("--panel", panel,
+                        "With eink: fit a panel of WxH pixels (800x480, 640x384, 296x128)");
+  }
   pluvo::cli::RefreshArguments refreshArguments;
-  auto* refresh = app.add_subcommand("refresh", "Fetch a new forecast for the stored snapshot's place and save it");
+  auto* refresh = app.add_subcommand(
+      "refresh", "Fetch a new forecast for the stored snapshot's place and save it");
   refresh->add_option_function<std::string>(
       "--location", [&](const std::string& name) { refreshArguments.location = name; },
       "The place to ask for when nothing is stored");
   refresh->add_option_function<double>(
-      "--lat", [&](double degrees) { refreshArguments.latitude = degrees; }, "Its latitude, degrees north");
+      "--lat", [&](double degrees) { refreshArguments.latitude = degrees; },
+      "Its latitude, degrees north");
   refresh->add_option_function<double>(
-      "--lon", [&](double degrees) { refreshArguments.longitude = degrees; }, "Its longitude, degrees east");
-
-  auto* demo = app.add_subcommand("demo", "A readable tour of the bundled sample forecast");
-  std::string samplesDir = PLUVO_SAMPLES_DIR;
-  demo->add_option("--samples", samplesDir, "The folder of sample packets");
+      "--lon", [&](double degrees) { refreshArguments.longitude = degrees; },
+      "Its longitude, degrees east");
 
   pluvo::cli::RecoverArguments recoverArguments;
-  auto* recover = app.add_subcommand("recover", "Rebuild a snapshot from the main app's forecast cache");
+  auto* recover =
+      app.add_subcommand("recover", "Rebuild a snapshot from the main app's forecast cache");
   recover->add_option_function<std::string>(
       "--newer-than", [&](const std::string& at) { recoverArguments.newerThan = at; },
       "The updatedAt of the snapshot already shown, ISO 8601 (default: none)");
@@ -115,14 +136,36 @@ int main(int argc, char** argv) {
   pluvo::cli::ActivityRenderArguments activityRenderArguments;
   auto* activityRender = activity->add_subcommand("render", "Draw one presentation into -o FILE");
   activityRender->add_option("STATE", activityRenderArguments.statePath, stateHelp)->required();
-  activityRender->add_option("--presentation", activityRenderArguments.presentation,
-                             "lock, banner, island-expanded, island-compact or island-minimal")
+  activityRender
+      ->add_option("--presentation", activityRenderArguments.presentation,
+                   "lock, banner, island-expanded, island-compact or island-minimal")
       ->required();
   activityRender->add_option("--scale", activityRenderArguments.scale, "Pixels per point of a PNG")
       ->capture_default_str();
   activityRender->add_option_function<std::string>(
       "--format", [&](const std::string& f) { activityRenderArguments.format = f; },
       "png, svg or pdf (default: from the file's extension)");
+
+  for (auto* command : {activityRender}) {
+    command->add_option("--profile", profile, "color, or eink: 1-bit, dithered, for e-paper")
+        ->capture_default_str();
+    command->add_option("--panel", panel,
+                        "With eink: fit a panel of WxH pixels (800x480, 640x384, 296x128)");
+  }
+
+  pluvo::cli::GalleryArguments galleryArguments;
+  auto* gallery = app.add_subcommand(
+      "gallery", "Draw every widget and Live Activity presentation with an HTML page into DIR");
+  gallery->add_option("--out,DIR", galleryArguments.outDir,
+                      "The folder of index.html and the PNGs (or -o DIR)");
+  gallery->add_option_function<std::string>(
+      "--snapshot", [&](const std::string& f) { galleryArguments.snapshotPath = f; },
+      "Draw this snapshot file (default: the entry of a timeline request)");
+  gallery->add_option_function<std::string>(
+      "--state", [&](const std::string& f) { galleryArguments.statePath = f; },
+      "A Live Activity content state or activity file (default: a sample rain window soon)");
+  gallery->add_option("--profile", galleryArguments.profile, "color, or eink for e-paper")
+      ->capture_default_str();
 
   pluvo::cli::TimelineArguments timelineArguments;
   auto* timeline = app.add_subcommand("timeline", "One timeline request against the storage");
@@ -140,6 +183,8 @@ int main(int argc, char** argv) {
 
   CommandContext context;
   context.outputPath = outputPath;
+  context.profile = profile;
+  context.panel = panel;
   context.containerPath = containerPath;
   context.cachesPath = cachesPath;
   context.nowGiven = !nowText.empty();
@@ -171,6 +216,7 @@ int main(int argc, char** argv) {
     pluvo::service::useInfoDictionary(std::move(*info));
   }
 
+  if (!pluvo::cli::checkProfile(*gallery ? galleryArguments.profile : profile, panel)) return 2;
   if (*packetDecode) return pluvo::cli::packetDecode(context, packetPath);
   if (*snapshotPlaceholder) return pluvo::cli::snapshotPlaceholder(context);
   if (*snapshotBuild) return pluvo::cli::snapshotBuild(context, buildArguments);
@@ -179,12 +225,15 @@ int main(int argc, char** argv) {
   if (*snapshotTexts) return pluvo::cli::snapshotTexts(context, snapshotPath);
   if (*widgets) return pluvo::cli::widgetsList(context);
   if (*render) return pluvo::cli::render(context, renderArguments);
-  if (*demo) return pluvo::cli::demo(context, samplesDir);
   if (*recover) return pluvo::cli::recover(context, recoverArguments);
   if (*refresh) return pluvo::cli::refresh(context, refreshArguments);
   if (*activityTexts) return pluvo::cli::activityTexts(context, activityState);
   if (*activityLayout) return pluvo::cli::activityLayout(context, layoutArguments);
   if (*timeline) return pluvo::cli::timeline(context, timelineArguments);
+  if (*gallery) {
+    if (galleryArguments.outDir.empty()) galleryArguments.outDir = outputPath;
+    return pluvo::cli::gallery(context, galleryArguments);
+  }
   if (*host) return pluvo::cli::host(context, hostArguments);
   if (*activityRender) return pluvo::cli::activityRender(context, activityRenderArguments);
   return 2;

@@ -194,7 +194,10 @@ std::optional<render::ImageFormat> imageFormatFor(const CommandContext& context,
 }
 
 int writeImage(const CommandContext& context, const DrawnImage& image) {
-  if (auto written = platform::writeFileAtomically(context.outputPath, image.bytes); !written) {
+  const std::string bytes = image.format == render::ImageFormat::png
+                                ? applyProfile(context.profile, image.bytes, context.panel)
+                                : image.bytes;
+  if (auto written = platform::writeFileAtomically(context.outputPath, bytes); !written) {
     return reportError(written.error().message);
   }
   if (image.format != render::ImageFormat::svg) {
@@ -214,6 +217,10 @@ int writeImage(const CommandContext& context, const DrawnImage& image) {
     writeNumber(w, image.size.height);
     w.key("scale");
     writeNumber(w, image.scale);
+    if (context.profile != "color") {
+      w.key("profile");
+      w.string(context.profile);
+    }
     w.key("entryDate");
     w.string(formatIso8601(image.date.value_or(context.now)));
     if (image.tapTarget) {
