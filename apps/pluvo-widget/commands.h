@@ -170,6 +170,9 @@ struct GalleryArguments {
   std::string profile = "color";
 };
 int gallery(const CommandContext& context, const GalleryArguments& arguments);
+// `activity sample`: prints a content state for a steady-rain window opening within the hour
+// after --now, the one the gallery draws without --state.
+int activitySample(const CommandContext& context);
 
 // The e-paper profile (eink_profile.cc). `profile` is "color" (the image as drawn) or "eink":
 // the PNG turned into a 1-bit picture for an e-paper panel, tones dithered. `panel` "WxH" in

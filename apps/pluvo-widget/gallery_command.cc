@@ -96,7 +96,7 @@ void writeSection(std::ostream& html, std::string_view title, const std::vector<
 
 }  // namespace
 
-activity::ContentState sampleActivityState(Instant now) {
+static activity::ContentState sampleActivityState(Instant now) {
   // Steady rain over Austin in an hour-long window that opens 40 minutes from now, with the
   // chance rising through the morning: the "rain ahead" card a person sees most often.
   activity::ContentState state;
@@ -119,6 +119,12 @@ activity::ContentState sampleActivityState(Instant now) {
                            .precipProb = chances[i]});
   }
   return state;
+}
+
+int activitySample(const CommandContext& context) {
+  auto json = activity::encodeContentState(sampleActivityState(context.now));
+  if (!json) return reportError("cannot encode the sample state: " + json.error().message);
+  return writeOutput(context, *json) ? 0 : 1;
 }
 
 int gallery(const CommandContext& context, const GalleryArguments& arguments) {

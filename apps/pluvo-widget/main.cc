@@ -153,6 +153,10 @@ int main(int argc, char** argv) {
                         "With eink: fit a panel of WxH pixels (800x480, 640x384, 296x128)");
   }
 
+  auto* activitySample = activity->add_subcommand(
+      "sample", "Print a content state for a rain window opening within the hour");
+  activitySample->footer("Example: pluvo-widget activity sample -o state.json");
+
   pluvo::cli::GalleryArguments galleryArguments;
   auto* gallery = app.add_subcommand(
       "gallery", "Draw every widget and Live Activity presentation with an HTML page into DIR");
@@ -230,6 +234,7 @@ int main(int argc, char** argv) {
   if (*activityTexts) return pluvo::cli::activityTexts(context, activityState);
   if (*activityLayout) return pluvo::cli::activityLayout(context, layoutArguments);
   if (*timeline) return pluvo::cli::timeline(context, timelineArguments);
+  if (*activitySample) return pluvo::cli::activitySample(context);
   if (*gallery) {
     if (galleryArguments.outDir.empty()) galleryArguments.outDir = outputPath;
     return pluvo::cli::gallery(context, galleryArguments);
