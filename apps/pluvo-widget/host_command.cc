@@ -12,6 +12,14 @@
 #include "host/widget_host.h"
 #include "platform/system_environment.h"
 #include "platform/task_pool.h"
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+
 #include "service/chart_api_client.h"
 #include "snapshot/recovery.h"
 #include "snapshot/store.h"
@@ -23,13 +31,39 @@ namespace pluvo::cli {
 
 namespace {
 
-// The host's images: each kind at the phone's size and 3x, as PNG.
-Expected<host::DrawnWidget> drawWidget(std::string_view kind,
-                                       const timeline::PluvoWidgetEntry& entry) {
-  auto image = widgets::renderWidget(kind, entry.snapshot, entry.date, {});
-  if (!image) return std::unexpected(image.error());
-  return host::DrawnWidget{.png = std::move(image->bytes),
-                           .accessibilityText = std::move(image->accessibilityText)};
+// The host's images: each kind at the phone's size and 3x, as PNG, in the --profile asked for.
+host::WidgetDrawer drawerFor(const CommandContext& context) {
+  return [profile = context.profile, panel = context.panel](
+             std::string_view kind,
+             const timeline::PluvoWidgetEntry& entry) -> Expected<host::DrawnWidget> {
+    auto image = widgets::renderWidget(kind, entry.snapshot, entry.date, {});
+    if (!image) return std::unexpected(image.error());
+    return host::DrawnWidget{.png = applyProfile(profile, image->bytes, panel),
+                             .accessibilityText = std::move(image->accessibilityText)};
+  };
+}
+
+// Tells a service manager that started the host (systemd's Type=notify) that the first round is
+// drawn: one datagram on $NOTIFY_SOCKET, a path or, with a leading '@', an abstract name.
+void notifyReady() {
+  const char* path = std::getenv("NOTIFY_SOCKET");
+  if (path == nullptr || path[0] == '\0') return;
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  const size_t length = std::strlen(path);
+  if (length >= sizeof address.sun_path) return;
+  std::memcpy(address.sun_path, path, length);
+  if (path[0] == '@') address.sun_path[0] = '\0';
+  const int fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (fd < 0) return;
+  static constexpr std::string_view kMessage = "READY=1\nSTATUS=Every widget drawn\n";
+  if (::sendto(fd, kMessage.data(), kMessage.size(), MSG_NOSIGNAL,
+               reinterpret_cast<const sockaddr*>(&address),
+               socklen_t(offsetof(sockaddr_un, sun_path) + length)) < 0) {
+    std::cerr << "pluvo-widget: cannot tell the service manager the host is ready on "
+              << path << ": " << std::strerror(errno) << '\n';
+  }
+  ::close(fd);
 }
 
 }  // namespace
@@ -58,9 +92,13 @@ int host(const CommandContext& context, const HostArguments& arguments) {
       env, provider,
       {.outDir = arguments.outDir,
        .once = arguments.once,
-       .drawer = drawWidget,
+       .drawer = drawerFor(context),
        .handleSignals = true,
-       .followSystemTimeZone = !context.zoneGiven && std::getenv("TZ") == nullptr});
+       .followSystemTimeZone = !context.zoneGiven && std::getenv("TZ") == nullptr,
+       .onIdle = [ready = false]() mutable {
+         if (!ready) notifyReady();
+         ready = true;
+       }});
   if (!widgetHost) {
     std::cerr << "pluvo-widget: " << widgetHost.error().message << '\n';
     return 1;

@@ -182,6 +182,9 @@ int main(int argc, char** argv) {
   host->add_option("--out", hostArguments.outDir, "The folder of the widgets' entries and images")
       ->required();
   host->add_flag("--once", hostArguments.once, "One round for every kind, then exit");
+  host->add_option("--profile", profile, "color, or eink: 1-bit, dithered, for e-paper")
+      ->capture_default_str();
+  host->add_option("--panel", panel, "With eink: fit a panel of WxH pixels (800x480, 640x384, 296x128)");
 
   CLI11_PARSE(app, argc, argv);
 
