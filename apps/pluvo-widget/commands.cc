@@ -19,8 +19,8 @@ bool writeOutput(const CommandContext& context, const std::string& data) {
   std::ofstream out(context.outputPath, std::ios::binary | std::ios::trunc);
   out << data << '\n';
   if (!out.flush()) {
-    std::cerr << "pluvo-widget: cannot write " << context.outputPath << ": "
-              << std::strerror(errno) << '\n';
+    std::cerr << "pluvo-widget: cannot write " << context.outputPath << ": " << std::strerror(errno)
+              << '\n';
     return false;
   }
   return true;

@@ -89,7 +89,8 @@ std::string encodeOneBit(const std::vector<unsigned char>& bits, int width, int 
 
 bool checkProfile(const std::string& profile, const std::string& panel) {
   if (profile != "color" && profile != "eink") {
-    std::cerr << "pluvo-widget: --profile \"" << profile << "\" is not color or eink\n";
+    std::cerr << "pluvo-widget: --profile \"" << profile
+              << "\" is not a profile; use color (the default) or eink (1-bit, for e-paper)\n";
     return false;
   }
   if (!panel.empty() && !parsePanel(panel)) {

@@ -136,6 +136,20 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
                        "; pick another -o DIR");
   }
 
+  activity::ContentState state;
+  if (arguments.statePath) {
+    auto bytes = readInputFile(*arguments.statePath);
+    if (!bytes) return 1;
+    auto input = activity::decodeActivityInput(*bytes);
+    if (!input) {
+      return reportError(*arguments.statePath +
+                         " is not a rain window state: " + input.error().message);
+    }
+    state = std::move(input->state);
+  } else {
+    state = sampleActivityState(context.now);
+  }
+
   timeline::PluvoWidgetEntry entry{.date = context.now};
   if (arguments.snapshotPath) {
     auto bytes = readInputFile(*arguments.snapshotPath);
@@ -149,20 +163,6 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
     entry.snapshot = std::move(*snapshot);
   } else {
     entry = timelineEntry(context);
-  }
-
-  activity::ContentState state;
-  if (arguments.statePath) {
-    auto bytes = readInputFile(*arguments.statePath);
-    if (!bytes) return 1;
-    auto input = activity::decodeActivityInput(*bytes);
-    if (!input) {
-      return reportError(*arguments.statePath +
-                         " is not a rain window state: " + input.error().message);
-    }
-    state = std::move(input->state);
-  } else {
-    state = sampleActivityState(context.now);
   }
 
   const fs::path dir = arguments.outDir;

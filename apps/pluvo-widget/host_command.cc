@@ -1,9 +1,15 @@
 // `host --out DIR [--once]`: the widget host daemon, wired to the program's real storage,
 // forecast service and clock. The logic lives in src/host; this file only assembles it.
 #include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 
 #include "commands.h"
@@ -12,14 +18,6 @@
 #include "host/widget_host.h"
 #include "platform/system_environment.h"
 #include "platform/task_pool.h"
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstddef>
-#include <cstring>
-
 #include "service/chart_api_client.h"
 #include "snapshot/recovery.h"
 #include "snapshot/store.h"
@@ -60,8 +58,8 @@ void notifyReady() {
   if (::sendto(fd, kMessage.data(), kMessage.size(), MSG_NOSIGNAL,
                reinterpret_cast<const sockaddr*>(&address),
                socklen_t(offsetof(sockaddr_un, sun_path) + length)) < 0) {
-    std::cerr << "pluvo-widget: cannot tell the service manager the host is ready on "
-              << path << ": " << std::strerror(errno) << '\n';
+    std::cerr << "pluvo-widget: cannot tell the service manager the host is ready on " << path
+              << ": " << std::strerror(errno) << '\n';
   }
   ::close(fd);
 }

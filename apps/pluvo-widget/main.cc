@@ -184,7 +184,36 @@ int main(int argc, char** argv) {
   host->add_flag("--once", hostArguments.once, "One round for every kind, then exit");
   host->add_option("--profile", profile, "color, or eink: 1-bit, dithered, for e-paper")
       ->capture_default_str();
-  host->add_option("--panel", panel, "With eink: fit a panel of WxH pixels (800x480, 640x384, 296x128)");
+  host->add_option("--panel", panel,
+                   "With eink: fit a panel of WxH pixels (800x480, 640x384, 296x128)");
+
+  // Every --help ends with a line to copy.
+  const std::pair<CLI::App*, const char*> examples[] = {
+      {&app, "pluvo-widget gallery -o /tmp/gallery   (then open /tmp/gallery/index.html)"},
+      {packet, "pluvo-widget packet decode samples/rainy-week.json"},
+      {packetDecode, "pluvo-widget packet decode samples/rainy-week.json"},
+      {snapshot, "pluvo-widget snapshot placeholder --time-zone America/Chicago"},
+      {snapshotPlaceholder, "pluvo-widget snapshot placeholder --time-zone America/Chicago"},
+      {snapshotBuild,
+       "pluvo-widget --now 2026-10-29T20:00:00Z snapshot build samples/rainy-week.json --days 5"},
+      {snapshotNormalize, "pluvo-widget snapshot normalize s.json"},
+      {snapshotDisplay, "pluvo-widget snapshot display s.json --at 2026-10-30T02:00:00Z"},
+      {snapshotTexts, "pluvo-widget snapshot texts s.json"},
+      {widgets, "pluvo-widget widgets"},
+      {render, "pluvo-widget render --kind PluvoCurrentSmallWidget -o small.png"},
+      {refresh, "pluvo-widget refresh --location \"Austin, TX\" --lat 30.27 --lon -97.74"},
+      {recover, "pluvo-widget recover --container /tmp/box"},
+      {activity, "pluvo-widget activity render state.json --presentation lock -o lock.png"},
+      {activityTexts, "pluvo-widget activity texts samples/activity/raining-hourly.json"},
+      {activityLayout,
+       "pluvo-widget activity layout samples/activity/raining-hourly.json --width 332 --height 64"},
+      {activityRender,
+       "pluvo-widget activity render state.json --presentation island-expanded -o island.png"},
+      {gallery, "pluvo-widget gallery -o /tmp/gallery --profile eink"},
+      {timeline, "pluvo-widget timeline --kind PluvoFiveDayLargeWidget"},
+      {host, "pluvo-widget host --out ~/.local/state/pluvo-widgets"},
+  };
+  for (auto [command, example] : examples) command->footer(std::string("Example: ") + example);
 
   CLI11_PARSE(app, argc, argv);
 
