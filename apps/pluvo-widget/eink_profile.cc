@@ -3,9 +3,10 @@
 // The widgets are drawn light on a navy ground; e-paper is black ink on white, and a large dark
 // area ghosts when the panel refreshes. So the picture is inverted to its luminance, stretched so
 // the lightest ground is paper white, then dithered with a 4x4 ordered (Bayer) matrix: a coloured
-// rain bar becomes a regular dot pattern instead of a solid grey, text stays solid black. Tones
-// above 80% print solid, so text and strong strokes stay whole; tones under 10% print nothing, so
-// faint hairlines (grid lines, separators) vanish instead of breaking into speckle.
+// area of rain colour (the palette's blues: the bars) becomes a regular dot pattern as dense as
+// its tone, inside a solid outline, instead of a solid grey; everything else (text, rain figures,
+// curves, temperatures, symbols) prints solid black from 30% tone and not at all below, so faint
+// hairlines (grid lines, separators, night shading) vanish instead of breaking into speckle.
 //
 // With a panel size the picture is scaled (bilinear, aspect kept) to fit the panel, centred on
 // white, before dithering, so the dots are panel pixels. The result is a 1-bit greyscale PNG.
@@ -135,6 +136,7 @@ std::string applyProfile(const std::string& profile, const std::string& png,
   const unsigned char* data = cairo_image_surface_get_data(flat.get());
   const int stride = cairo_image_surface_get_stride(flat.get());
   std::vector<int> ink(size_t(outWidth) * outHeight);
+  std::vector<bool> rain(ink.size());
   int lowest = 255;
   for (int y = 0; y < outHeight; ++y) {
     const auto* row = reinterpret_cast<const uint32_t*>(data + size_t(y) * stride);
@@ -144,6 +146,9 @@ std::string applyProfile(const std::string& profile, const std::string& png,
           (299 * ((p >> 16) & 0xff) + 587 * ((p >> 8) & 0xff) + 114 * (p & 0xff)) / 1000;
       const int value = 255 - luminance;
       ink[size_t(y) * outWidth + x] = value;
+      // The palette's rain colours are the blues: bars, rain figures and chance curves.
+      const int r = (p >> 16) & 0xff, g = (p >> 8) & 0xff, b = p & 0xff;
+      rain[size_t(y) * outWidth + x] = b > r + 60 && b >= g;
       lowest = std::min(lowest, value);
     }
   }
@@ -154,6 +159,16 @@ std::string applyProfile(const std::string& profile, const std::string& png,
   const int ground = int(std::max_element(histogram.begin(), histogram.end()) - histogram.begin());
   const int span = std::max(1, ground - lowest);
 
+  // A rain-coloured pixel belongs to an area (a bar) when rain colour reaches k pixels away on
+  // all four sides; otherwise it is part of a stroke (a figure, a curve) and prints solid.
+  const int k = std::max(2, std::min(outWidth, outHeight) / 100);
+  auto isRain = [&](int x, int y) {
+    return x >= 0 && y >= 0 && x < outWidth && y < outHeight && rain[size_t(y) * outWidth + x];
+  };
+  auto inArea = [&](int x, int y) {
+    return isRain(x - k, y) && isRain(x + k, y) && isRain(x, y - k) && isRain(x, y + k);
+  };
+
   static constexpr int kBayer[4][4] = {
       {0, 8, 2, 10}, {12, 4, 14, 6}, {3, 11, 1, 9}, {15, 7, 13, 5}};
   std::vector<unsigned char> bits(ink.size());
@@ -162,7 +177,11 @@ std::string applyProfile(const std::string& profile, const std::string& png,
       const int v = ink[size_t(y) * outWidth + x];
       // 0 ink at the ground, 255 where the drawing was lightest (text).
       const int tone = std::clamp((ground - v) * 255 / span, 0, 255);
-      const bool black = tone > 200 || (tone > 24 && tone * 17 / 256 > kBayer[y % 4][x % 4]);
+      // Rain colours become a dot pattern as dense as their tone; everything else (text, the
+      // temperature line, symbols) prints solid from 30% up and not at all below.
+      const bool black = rain[size_t(y) * outWidth + x] && inArea(x, y)
+                             ? tone > 24 && tone * 17 / 256 > kBayer[y % 4][x % 4]
+                             : tone > 77;
       bits[size_t(y) * outWidth + x] = black ? 0 : 1;
     }
   }

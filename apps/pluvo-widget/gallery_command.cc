@@ -77,13 +77,15 @@ struct Tile {
   std::string kind;
   render::Size size;
   std::string alt;
+  bool ownShape = false;  // the image carries its own outline (the Live Activity's)
 };
 
 void writeTile(std::ostream& html, const Tile& tile) {
-  html << "<figure><img src=\"" << escapeHtml(tile.file) << "\" width=\"" << points(tile.size.width)
-       << "\" height=\"" << points(tile.size.height) << "\" alt=\"" << escapeHtml(tile.alt)
-       << "\"><figcaption><b>" << escapeHtml(tile.name) << "</b><br><code>" << escapeHtml(tile.kind)
-       << "</code><br>" << points(tile.size.width) << " &times; " << points(tile.size.height)
+  html << "<figure><img" << (tile.ownShape ? " class=\"own\"" : "") << " src=\""
+       << escapeHtml(tile.file) << "\" width=\"" << points(tile.size.width) << "\" height=\""
+       << points(tile.size.height) << "\" alt=\"" << escapeHtml(tile.alt) << "\"><figcaption><b>"
+       << escapeHtml(tile.name) << "</b><br><code>" << escapeHtml(tile.kind) << "</code><br>"
+       << points(tile.size.width) << " &times; " << points(tile.size.height)
        << " pt</figcaption></figure>\n";
 }
 
@@ -199,7 +201,8 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
               .name = drawn->title,
               .kind = "activity " + drawn->name,
               .size = drawn->size,
-              .alt = drawn->accessibilityText};
+              .alt = drawn->accessibilityText,
+              .ownShape = true};
     if (auto written = platform::writeFileAtomically(dir / tile.file, drawn->bytes); !written) {
       return reportError(written.error().message);
     }
@@ -220,6 +223,7 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
           "body{font:14px system-ui,sans-serif;background:#e9edf3;color:#111;margin:24px}\n"
           ".row{display:flex;flex-wrap:wrap;gap:24px;align-items:flex-start}\n"
           "figure{margin:0}img{display:block;border-radius:22px;box-shadow:0 2px 8px #0003}\n"
+          "img.own{border-radius:0;box-shadow:none}\n"
           "figcaption{margin-top:6px;font-size:12px;color:#333}\n"
           "code{font-size:11px}h3{margin:22px 0 10px}\n"
           "</style></head><body>\n"
