@@ -41,7 +41,10 @@ int main(int argc, char** argv) {
     std::string_view option = argv[i];
     if (option == "--help" || option == "-h") {
       std::cout << "usage: pluvo-stub-server [--port N] [--packet FILE] [--status CODE] "
-                   "[--cache-control TEXT]\n";
+                   "[--cache-control TEXT]\n"
+                   "A stand-in forecast service on 127.0.0.1: prints its URL, then answers every "
+                   "request with the packet file.\n\n"
+                   "Example: pluvo-stub-server --port 0 --packet samples/rainy-week.json\n";
       return 0;
     }
     if (i + 1 >= argc) return usage(std::string(option) + " needs a value");
