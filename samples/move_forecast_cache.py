@@ -6,7 +6,7 @@
 CACHE_IN is a forecast cache record ({"packet", "displayLocation", "completedAt"}), e.g.
 samples/forecast-cache.json. Every date in it moves by whole days so that its first day is the
 day, in ZONE (an IANA zone), of the moment AGE_MINUTES (default 10) ago; local wall times stay as
-they were and each UTC offset is recomputed for its new date, and weekday labels follow the new
+they were and each UTC offset is recomputed, in the place's zone, for its new date, and weekday labels follow the new
 dates. The record, completed at that moment, goes to CONTAINER/pluvo-last-forecast.json (0600,
 replaced atomically, as the app writes it); the packet alone, generated a minute ago, goes to
 PACKET_OUT for the stub forecast server.
@@ -32,6 +32,7 @@ def main():
     with open(source, encoding="utf-8") as f:
         record = json.load(f)
     packet = record["packet"]
+    place = ZoneInfo(packet["location"].get("timezone") or zone_name)  # the times' own zone
     first = date.fromisoformat(packet["days"][0]["fullDate"])
     now = datetime.now(timezone.utc)
     saved = now - age
@@ -44,7 +45,7 @@ def main():
         day = (date.fromisoformat(m.group(1)) + shift).isoformat()
         if not m.group(3):
             return day + (m.group(2) or "")
-        local = datetime.fromisoformat(day + m.group(2)).replace(tzinfo=zone)
+        local = datetime.fromisoformat(day + m.group(2)).replace(tzinfo=place)
         return local.isoformat()
 
     def walk(value):
