@@ -5,11 +5,11 @@
 
 CACHE_IN is a forecast cache record ({"packet", "displayLocation", "completedAt"}), e.g.
 samples/forecast-cache.json. Every date in it moves by whole days so that its first day is the
-day, in ZONE (an IANA zone), of the moment AGE_MINUTES (default 10) ago; local wall times stay as
-they were and each UTC offset is recomputed, in the place's zone, for its new date, and weekday labels follow the new
-dates. The record, completed at that moment, goes to CONTAINER/pluvo-last-forecast.json (0600,
-replaced atomically, as the app writes it); the packet alone, generated a minute ago, goes to
-PACKET_OUT for the stub forecast server.
+day, in ZONE (the device's IANA zone), of the moment AGE_MINUTES (default 10) ago; local wall
+times stay as they were, each UTC offset is recomputed in the place's zone for its new date, and
+weekday labels follow the new dates. The record, completed at that moment, goes to
+CONTAINER/pluvo-last-forecast.json (0600, replaced atomically, as the app writes it); the packet
+alone, generated a minute ago, goes to PACKET_OUT for the stub forecast server.
 """
 import json
 import os
