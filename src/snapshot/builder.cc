@@ -63,16 +63,14 @@ std::string_view symbolForText(std::string_view text, double heaviestHourlyInche
     // heaviest hour rather than the daily total, because a long soaking drizzle is still light.
     return heaviestHourlyInches < kLightRainHourlyInches ? kLightRainSymbol : kRainSymbol;
   }
-  // The partly-cloudy vocabulary is tested before "clear" and "sunny": otherwise "Mostly sunny",
-  // "Mainly clear" and "Mostly clear" (which the vocabulary lists) could never reach it, and
-  // "Partly sunny" would show a cloudless sun. "broken cloud" means five to seven eighths of the
-  // sky covered, what the cloud-cover rule calls cloudy, so it takes the plain cloud; few,
-  // scattered and intermittent clouds leave the sun out often enough for "cloud.sun.fill".
-  static constexpr std::array<std::pair<std::string_view, std::string_view>, 8> kPartlyCloudy = {{
+  if (contains(text, "clear") || contains(text, "sunny")) return kSunSymbol;
+  // The partly-cloudy vocabulary comes after the sun, so its "mostly sunny", "mainly clear" and
+  // "mostly clear" (and "Partly sunny") already took "sun.max.fill" above. "broken cloud" means
+  // five to seven eighths of the sky covered, what the cloud-cover rule calls cloudy, so it takes
+  // the plain cloud; few, scattered and intermittent clouds leave the sun out often enough for
+  // "cloud.sun.fill".
+  static constexpr std::array<std::pair<std::string_view, std::string_view>, 5> kPartlyCloudy = {{
       {"partly", kPartlyCloudySymbol},
-      {"mostly sunny", kPartlyCloudySymbol},
-      {"mainly clear", kPartlyCloudySymbol},
-      {"mostly clear", kPartlyCloudySymbol},
       {"few cloud", kPartlyCloudySymbol},
       {"scattered cloud", kPartlyCloudySymbol},
       {"broken cloud", kCloudSymbol},
@@ -81,7 +79,6 @@ std::string_view symbolForText(std::string_view text, double heaviestHourlyInche
   for (const auto& [word, symbol] : kPartlyCloudy) {
     if (contains(text, word)) return symbol;
   }
-  if (contains(text, "clear") || contains(text, "sunny")) return kSunSymbol;
   return kCloudSymbol;
 }
 

