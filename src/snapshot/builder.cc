@@ -128,9 +128,8 @@ bool readTwoDigits(std::string_view text, size_t pos, int& out) {
   return true;
 }
 
-// The local clock time of a date-time text, "2026-10-29T14:30:00-05:00" or "2026-10-29T14:30",
-// as an hour of the day (14.5). The clock reading is taken as written, before any offset: it is
-// the place's own time, which is what the widgets label.
+// The clock time of a local date-time text, "2026-10-29T14:30" or "2026-10-29 14:30:00", as an
+// hour of the day (14.5). Anything after the minutes (seconds, an offset) is ignored.
 std::optional<double> clockHourOfDateTime(std::string_view text) {
   int hour = 0, minute = 0;
   if (text.size() < 16 || (text[10] != 'T' && text[10] != ' ') || !readTwoDigits(text, 11, hour) ||
@@ -156,15 +155,16 @@ std::optional<double> clockHourOfLabel(std::string_view label) {
   return std::nullopt;
 }
 
-// The hour of day of a packet hour for the range texts: from its time texts only;
-// when neither parses the caller falls back to the hour's display label.
+// The hour of day of a packet hour: its local date-time, the place's own clock that the widgets
+// label. Never `startISO`: a service may send that in UTC, and its clock would shift every label
+// by the offset. Absent when `datetime` does not parse; the range texts then show the hour's
+// display label.
 std::optional<double> clockHourOfTimeText(const ChartHour& hour) {
-  if (auto h = clockHourOfDateTime(hour.startISO)) return h;
   return clockHourOfDateTime(hour.datetime);
 }
 
-// The `hour` of a point: the start's local clock time, else the local date-time, else the time
-// label, else the hour's position in its day (a day's hours normally start at midnight).
+// The `hour` of a point: the local date-time, else the time label, else the hour's position in
+// its day (a day's hours normally start at midnight).
 double pointHour(const ChartHour& hour, size_t positionInDay) {
   if (auto h = clockHourOfTimeText(hour)) return *h;
   if (auto h = clockHourOfLabel(hour.timeLabel)) return *h;

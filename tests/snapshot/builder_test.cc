@@ -46,7 +46,8 @@ PluvoWidgetSnapshot build(const ChartPacket& packet, std::int64_t days = 7,
   return makeWidgetSnapshot(packet, {std::move(location), days, {}, {}}, kBuiltAt);
 }
 
-// `dayCount` days from 2026-11-15 in `zone`, each of `hourCount` dry hours from midnight. An
+// `dayCount` days from 2026-11-15 in `zone`, each of `hourCount` dry hours from midnight, with
+// a local `datetime` and, as some services send it, a `startISO` in UTC (six hours later). An
 // hour's temperature is day index x 100 + hour of the day, so a test can tell which hour it sees.
 ChartPacket smallPacket(int hourCount = 24, int dayCount = 1,
                         std::string zone = "America/Chicago") {
@@ -59,7 +60,9 @@ ChartPacket smallPacket(int hourCount = 24, int dayCount = 1,
       ChartHour& hour = packet.hours.emplace_back();
       hour.seqIndex = d * hourCount + h;
       hour.dayIndex = d;
-      hour.startISO = date + (h < 10 ? "T0" : "T") + std::to_string(h) + ":00:00-06:00";
+      std::string clock = (h < 10 ? "T0" : "T") + std::to_string(h) + ":00";
+      hour.datetime = date + clock;
+      hour.startISO = formatIso8601(at(date + clock + ":00-06:00"));
       hour.values.temp = d * 100.0 + h;
     }
   }
@@ -136,6 +139,19 @@ TEST(BuilderPoints, CarryTheHoursValuesWithUniqueIdsAndLocalClockHours) {
   auto points = *build(packet).days[0].hourlyPoints;
   EXPECT_EQ(std::tuple(points[0].hour, points[1].hour, points[2].hour), std::tuple(0, 17, 2));
   EXPECT_EQ(std::tuple(points[0].id, points[1].id, points[2].id), std::tuple(0, 1, 2));
+}
+
+TEST(BuilderTimes, HoursAreTheLocalDateTimesNotTheirUTCStarts) {
+  // Rain from 2 p.m. to 8 p.m. local: 8 p.m. to 2 a.m. by the UTC starts.
+  const std::tuple<std::string_view, double, std::string_view> kRain[] = {
+      {"..............111111", 0.06, "0.06\" \u00b7 2p-8p"},
+      {"..............111161", 0.11, "0.11\" \u00b7 peak 6p-7p"},
+  };
+  for (auto [rain, total, detail] : kRain) {
+    PluvoWidgetDay day = build(rainDay(60, total, rain)).days[0];
+    EXPECT_EQ(day.rainDetail, detail) << rain;
+    EXPECT_EQ(day.hourlyPoints->at(14).hour, 14) << rain;
+  }
 }
 
 TEST(BuilderDays, WindIsTheStrongestHourWithItsDirectionAndTheStrongestGust) {
