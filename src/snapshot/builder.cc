@@ -82,35 +82,10 @@ std::string_view symbolForText(std::string_view text, double heaviestHourlyInche
   return kCloudSymbol;
 }
 
-// The service's icon name as a condition text: "partly-cloudy-night" -> "Partly cloudy",
-// "clear-day" -> "Clear", "thunderstorm" -> "Thunderstorm". Used when a day has no condition text
-// (or for an hour, which never has one): the icon names carry the same keywords as the texts, and
-// storing the text that chose the symbol lets `normalized()` choose it again.
-std::optional<std::string> conditionFromIcon(const std::optional<std::string>& icon) {
-  if (!icon) return std::nullopt;
-  std::string text;
-  std::string_view rest = *icon;
-  while (!rest.empty()) {
-    size_t end = rest.find_first_of("-_ ");
-    std::string_view word = rest.substr(0, end);
-    rest = end == std::string_view::npos ? std::string_view{} : rest.substr(end + 1);
-    if (word.empty()) continue;
-    if ((word == "day" || word == "night") &&
-        rest.find_first_not_of("-_ ") == std::string_view::npos) {
-      break;  // "-day" or "-night" at the end names the time, not the sky
-    }
-    if (!text.empty()) text += ' ';
-    for (char c : word) text += lowerAscii(c);
-  }
-  if (isBlank(text)) return std::nullopt;
-  if (text[0] >= 'a' && text[0] <= 'z') text[0] = static_cast<char>(text[0] - 'a' + 'A');
-  return text;
-}
-
-// The text that describes a day: its own condition, else its icon.
+// A day's own condition text; a blank one describes nothing.
 std::optional<std::string> dayConditionText(const ChartDay& day) {
   if (day.condition && !isBlank(*day.condition)) return day.condition;
-  return conditionFromIcon(day.icon);
+  return std::nullopt;
 }
 
 std::optional<std::string_view> view(const std::optional<std::string>& text) {
@@ -277,19 +252,6 @@ double heaviestHourlyAmount(const std::vector<PluvoWidgetHourlyPoint>& points, d
   return heaviest;
 }
 
-std::optional<double> meanCloudCover(const std::vector<PluvoWidgetHourlyPoint>& points) {
-  double sum = 0;
-  int count = 0;
-  for (const PluvoWidgetHourlyPoint& point : points) {
-    if (point.cloudCover) {
-      sum += *point.cloudCover;
-      ++count;
-    }
-  }
-  if (count == 0) return std::nullopt;
-  return sum / count;
-}
-
 void describePoint(PluvoWidgetHourlyPoint& point) {
   ConditionDescription d =
       describeCondition(view(point.condition), point.cloudCover, point.rainAmount);
@@ -318,7 +280,6 @@ PluvoWidgetHourlyPoint makePoint(const ChartHour& hour, std::int64_t id, double 
   point.moonAltitudeDegrees = v.moonAltitudeDegrees;
   point.moonIllumination = v.moonIllumination;
   point.solunarPeriodType = v.solunarPeriodType;
-  point.condition = conditionFromIcon(hour.icon);
   describePoint(point);
   return point;
 }
@@ -346,7 +307,7 @@ void describeDay(PluvoWidgetDay& day, bool isCurrentDay) {
   static const std::vector<PluvoWidgetHourlyPoint> kNoPoints;
   const std::vector<PluvoWidgetHourlyPoint>& points =
       day.hourlyPoints ? *day.hourlyPoints : kNoPoints;
-  ConditionDescription d = describeCondition(view(day.condition), meanCloudCover(points),
+  ConditionDescription d = describeCondition(view(day.condition), std::nullopt,
                                              heaviestHourlyAmount(points, day.rainAmount));
   day.condition = std::move(d.text);
   day.symbolName = std::move(d.symbolName);
@@ -375,7 +336,7 @@ PluvoWidgetDay makeDay(const ChartDay& source, std::int64_t position,
   day.rainAmount = source.precipAmount;
   setWind(day, hours);
   double heaviest = heaviestHourlyAmount(points, day.rainAmount);
-  ConditionDescription d = describeCondition(view(day.condition), meanCloudCover(points), heaviest);
+  ConditionDescription d = describeCondition(view(day.condition), std::nullopt, heaviest);
   day.condition = std::move(d.text);
   day.symbolName = std::move(d.symbolName);
   // The packet's hours (not the points) give the rain text: their seqIndex orders them and their
@@ -418,8 +379,9 @@ PluvoWidgetCurrent currentFromHour(const ChartHour& hour) {
   current.feelsLike = hour.values.feelsLike;
   current.rainChance = hour.values.precipProb;
   current.rainAmount = hour.values.precipAmount;
-  ConditionDescription d = describeCondition(view(conditionFromIcon(hour.icon)),
-                                             hour.values.cloudCover, current.rainAmount);
+  // An hour has no condition text; its cloud cover chooses the symbol.
+  ConditionDescription d =
+      describeCondition(std::nullopt, hour.values.cloudCover, current.rainAmount);
   current.condition = std::move(d.text);
   current.symbolName = std::move(d.symbolName);
   return current;
@@ -459,16 +421,13 @@ ConditionDescription describeCondition(std::optional<std::string_view> text,
   if (text && !isBlank(*text)) {
     return {std::string(*text), std::string(symbolForText(*text, heaviestHourlyInches))};
   }
+  // Without a text the condition stays absent (the views show their own word for it): the
+  // cloud cover chooses the symbol, and with no cover either the sky reads as partly cloudy.
+  std::string_view symbol = kPartlyCloudySymbol;
   if (cloudCover && std::isfinite(*cloudCover)) {
-    // "Clear" rather than "Sunny": an hour of the night may be cloudless too.
-    if (*cloudCover < 25) return {"Clear", std::string(kSunSymbol)};
-    if (*cloudCover < 75) return {"Partly cloudy", std::string(kPartlyCloudySymbol)};
-    return {"Cloudy", std::string(kCloudSymbol)};
+    symbol = *cloudCover < 25 ? kSunSymbol : *cloudCover < 75 ? kPartlyCloudySymbol : kCloudSymbol;
   }
-  // Nothing describes the sky: the symbol reads as partly cloudy and the text stays absent, as
-  // current conditions keep it when neither hours nor days say more (the views show their own
-  // fallback word).
-  return {std::nullopt, std::string(kPartlyCloudySymbol)};
+  return {std::nullopt, std::string(symbol)};
 }
 
 PluvoWidgetSnapshot makeWidgetSnapshot(const ChartPacket& packet, const BuildOptions& options,

@@ -67,10 +67,11 @@ struct ConditionDescription {
   bool operator==(const ConditionDescription&) const = default;
 };
 
-// The condition rule of the builder. `text` wins whenever it is not blank (it is kept verbatim and chooses the
-// symbol by its keywords); otherwise `cloudCover` (percent) chooses the symbol and one of the texts
-// "Clear", "Partly cloudy" or "Cloudy" that lead back to the same symbol; with neither, no text and
-// "cloud.sun.fill". `heaviestHourlyInches` decides light rain against `kLightRainHourlyInches`.
+// The condition rule of the builder. A `text` that is not blank is kept verbatim and chooses the
+// symbol by its keywords; otherwise the text stays absent and `cloudCover` (percent) chooses the
+// symbol, or "cloud.sun.fill" without it. `heaviestHourlyInches` decides light rain against
+// `kLightRainHourlyInches`. Nothing invents a text: an hour has none, and a day or current
+// conditions have only the packet's.
 ConditionDescription describeCondition(std::optional<std::string_view> text,
                                        std::optional<double> cloudCover,
                                        double heaviestHourlyInches);

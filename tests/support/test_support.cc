@@ -74,3 +74,9 @@ CommandResult runCommand(const std::vector<std::string>& argv) {
 }
 
 }  // namespace pluvo::testing
+
+namespace pluvo::model {
+void PrintTo(const PluvoWidgetSnapshot& snapshot, std::ostream* out) {
+  *out << encodeWidgetSnapshot(snapshot).value_or("(a snapshot that does not encode)");
+}
+}  // namespace pluvo::model

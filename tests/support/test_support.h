@@ -2,10 +2,12 @@
 #pragma once
 
 #include <filesystem>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "model/widget_snapshot.h"
 #include "platform/instant.h"
 
 namespace pluvo::testing {
@@ -41,3 +43,8 @@ struct CommandResult {
 CommandResult runCommand(const std::vector<std::string>& argv);
 
 }  // namespace pluvo::testing
+
+namespace pluvo::model {
+// Failed comparisons print snapshots as their JSON.
+void PrintTo(const PluvoWidgetSnapshot& snapshot, std::ostream* out);
+}  // namespace pluvo::model
