@@ -526,10 +526,9 @@ PluvoWidgetSnapshot displaySnapshot(const PluvoWidgetSnapshot& snapshot, Instant
 
   PluvoWidgetSnapshot shown = snapshot;
   PluvoWidgetCurrent& current = shown.current;
+  // The chosen point fills temperature, chance, amount, condition and symbol; the feels-like
+  // temperature stays, as points carry none.
   current.temperature = chosen->temperature;
-  // Points carry no apparent temperature; the one stored was read at build time for another hour,
-  // so beside this hour's temperature it would mislead. It is left out.
-  current.feelsLike.reset();
   current.rainChance = chosen->rainChance;
   current.rainAmount = chosen->rainAmount;
   ConditionDescription d =

@@ -348,9 +348,10 @@ TEST(RainText, AmountsKeepTwoDecimalsAndTheInchMarkAndHoursAreTwelveHourLabels) 
   EXPECT_EQ(hourRangeLabel(23, 23), "11p-12a");
 }
 
-// The current conditions a snapshot shows when they come from `point`.
-PluvoWidgetCurrent currentOf(const PluvoWidgetHourlyPoint& point) {
-  return {point.temperature, std::nullopt,    point.rainChance,
+// The current conditions a snapshot shows when they come from `point`: the built feels-like
+// temperature stays.
+PluvoWidgetCurrent currentOf(const PluvoWidgetHourlyPoint& point, double feelsLike = 86.3) {
+  return {point.temperature, feelsLike,       point.rainChance,
           point.rainAmount,  point.condition, point.symbolName.value_or("")};
 }
 
