@@ -302,7 +302,7 @@ void setWind(PluvoWidgetDay& day, std::span<const ChartHour* const> hours) {
   }
 }
 
-// Condition, symbol and rain text of a day from its own fields and points; shared by the builder and normalized().
+// Condition, symbol and rain text of a stored day from its own fields and points.
 void describeDay(PluvoWidgetDay& day, bool isCurrentDay) {
   static const std::vector<PluvoWidgetHourlyPoint> kNoPoints;
   const std::vector<PluvoWidgetHourlyPoint>& points =
@@ -311,12 +311,8 @@ void describeDay(PluvoWidgetDay& day, bool isCurrentDay) {
                                              heaviestHourlyAmount(points, day.rainAmount));
   day.condition = std::move(d.text);
   day.symbolName = std::move(d.symbolName);
-  // Without its points a stored day cannot be re-derived (it would lose its hour range), so its
-  // text stays as it was written.
-  if (day.hourlyPoints) {
-    std::vector<RainHour> hours = rainHoursOf(points);
-    day.rainDetail = rainDetail(day.rainChance, day.rainAmount, hours, isCurrentDay);
-  }
+  std::vector<RainHour> hours = rainHoursOf(points);
+  day.rainDetail = rainDetail(day.rainChance, day.rainAmount, hours, isCurrentDay);
 }
 
 PluvoWidgetDay makeDay(const ChartDay& source, std::int64_t position,
@@ -539,15 +535,11 @@ PluvoWidgetSnapshot displaySnapshot(const PluvoWidgetSnapshot& snapshot, Instant
 }
 
 PluvoWidgetSnapshot normalized(const PluvoWidgetSnapshot& snapshot) {
-  // Re-derived: the summaries, conditions, symbols and rain texts, from the snapshot's own values. Kept: the header,
-  // labels, dates, temperatures, chances, amounts and wind. The wind stays because points carry no
-  // direction, and a snapshot written by another version may have chosen its wind differently;
-  // recomputing the speed but not the direction would mix two rules in one day.
+  // Re-derived from the snapshot's own values: each day's condition, symbol and rain text, the
+  // current condition and symbol, and the summaries. Everything else stays, the hourly points
+  // included.
   PluvoWidgetSnapshot result = snapshot;
   for (PluvoWidgetDay& day : result.days) {
-    if (day.hourlyPoints) {
-      for (PluvoWidgetHourlyPoint& point : *day.hourlyPoints) describePoint(point);
-    }
     // Whether a day held the current hour is not stored; the builder's answer shows in its text,
     // so "No additional rain" stays where the builder wrote it.
     describeDay(day, day.rainDetail == kNoAdditionalRain);

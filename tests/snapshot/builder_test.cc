@@ -435,30 +435,48 @@ TEST(Normalized, FreshSnapshotsAreAlreadyNormalAndNormalizingTwiceChangesNothing
   }
 }
 
-TEST(Normalized, ReDerivesSymbolsTextsAndSummariesAndKeepsWhatItCannotReDerive) {
+TEST(Normalized, ReDerivesTheDaysTextsCurrentConditionsAndSummariesAndNothingElse) {
   PluvoWidgetSnapshot built = build(rainyWeek());
   PluvoWidgetSnapshot damaged = built;
   for (PluvoWidgetDay& day : damaged.days) {
     day.symbolName = "questionmark";
     day.rainDetail = "stale";
-    for (PluvoWidgetHourlyPoint& p : *day.hourlyPoints) p.symbolName.reset();
   }
-  damaged.current.symbolName = "questionmark";
   damaged.temperatureLow = -40;
   damaged.temperatureHigh = 140;
   damaged.maxRainAmount = 0;
   damaged.maxHourlyRainAmount.reset();
-  EXPECT_EQ(normalized(damaged).days, built.days);
-
-  damaged.days[1].hourlyPoints.reset();  // an older writer without points: its text stays
-  damaged.days[2].windSpeed = 99;
-  damaged.days[3].hourlyPoints->at(12).condition.reset();  // Sunday 11a, 0% cloud
   PluvoWidgetSnapshot n = normalized(damaged);
-  EXPECT_EQ(n.days[1].rainDetail, "stale");
-  EXPECT_EQ(n.days[1].symbolName, "cloud.rain.fill");  // the day's 0.41" stands in for its hours
-  EXPECT_EQ(n.days[2].windSpeed, 99);
-  const PluvoWidgetHourlyPoint& p = n.days[3].hourlyPoints->at(12);
-  EXPECT_EQ(std::tie(p.condition, p.symbolName), std::tuple(std::nullopt, "sun.max.fill"));
+  EXPECT_EQ(n.days, built.days);
+  EXPECT_EQ(std::tie(n.temperatureLow, n.temperatureHigh, n.maxRainAmount, n.maxHourlyRainAmount),
+            std::tie(built.temperatureLow, built.temperatureHigh, built.maxRainAmount,
+                     built.maxHourlyRainAmount));
+
+  // Days without points: chance, amount and condition speak; "No additional rain" stays.
+  const std::tuple<double, double, const char*, std::optional<std::string>, std::string,
+                   std::string>
+      kDays[] = {{20, 0, "stale", std::nullopt, "rain possible", "cloud.sun.fill"},
+                 {10, 0.05, "stale", "Light rain", "0.05\"", "pluvo.light-rain"},
+                 {10, 0.41, "stale", "Heavy rain", "0.41\"", "cloud.rain.fill"},
+                 {10, 0, "stale", "Sunny", "No rain expected", "sun.max.fill"},
+                 {10, 0, "No additional rain", std::nullopt, "No additional rain", "cloud.sun.fill"}};
+  for (auto [chance, amount, stored, condition, detail, symbol] : kDays) {
+    PluvoWidgetSnapshot s = damaged;
+    PluvoWidgetDay& day = s.days[1];
+    std::tie(day.rainChance, day.rainAmount, day.rainDetail, day.condition) =
+        std::tie(chance, amount, stored, condition);
+    day.hourlyPoints.reset();
+    PluvoWidgetDay result = normalized(s).days[1];
+    EXPECT_EQ(std::tie(result.rainDetail, result.symbolName), std::tie(detail, symbol)) << detail;
+  }
+
+  // Points stay as stored; current conditions follow their own text, or read as partly cloudy.
+  damaged.days[3].hourlyPoints->at(12).symbolName = "questionmark";
+  damaged.current.condition = "Drizzle";
+  EXPECT_EQ(normalized(damaged).days[3].hourlyPoints->at(12).symbolName, "questionmark");
+  EXPECT_EQ(normalized(damaged).current.symbolName, "pluvo.light-rain");
+  damaged.current.condition.reset();
+  EXPECT_EQ(normalized(damaged).current.symbolName, "cloud.sun.fill");
 }
 
 TEST(NormalizedLocationName, TrimsPartsDropsEmptyOnesAndJoinsWithACommaAndABlank) {
