@@ -26,6 +26,7 @@ struct CommandContext {
   std::string outputPath;  // empty: standard output
   std::string containerPath;  // --container; empty: the app group container under $XDG_DATA_HOME
   std::string cachesPath;     // --caches; empty: the caches folder under $XDG_CACHE_HOME
+  bool verbose = false;       // --verbose: diagnostic lines join the log
 };
 
 // Writes `data` plus a newline to the context's output; false (with an error line) on failure.

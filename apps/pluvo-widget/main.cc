@@ -34,6 +34,10 @@ int main(int argc, char** argv) {
   std::string containerPath, cachesPath;
   app.add_option("--container", containerPath,
                  "The app group container folder (default: under $XDG_DATA_HOME)");
+  bool verbose = false;
+  app.add_flag("--verbose", verbose,
+               "Also log what the storage and configuration look like (unusable folders, "
+               "unreadable files)");
   app.add_option("--caches", cachesPath, "The extension's caches folder (default: under $XDG_CACHE_HOME)");
 
   auto* packet = app.add_subcommand("packet", "Chart packets from the forecast service");
@@ -88,6 +92,7 @@ int main(int argc, char** argv) {
   context.outputPath = outputPath;
   context.containerPath = containerPath;
   context.cachesPath = cachesPath;
+  context.verbose = verbose;
   if (nowText.empty()) {
     context.now = pluvo::Instant::fromSys(
         std::chrono::time_point_cast<std::chrono::seconds>(std::chrono::system_clock::now()));

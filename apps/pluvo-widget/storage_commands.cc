@@ -19,6 +19,7 @@ std::unique_ptr<platform::SystemEnvironment> makeEnvironment(const CommandContex
   if (!context.cachesPath.empty()) options.caches = context.cachesPath;
   options.fixedNow = context.now;
   options.deviceZone = context.deviceZone;
+  options.verbose = context.verbose;
   // Standard output carries the command's data unless it goes to a file.
   options.logStream = context.outputPath.empty() ? platform::LogStream::standardError
                                                  : platform::LogStream::standardOutput;

@@ -105,13 +105,15 @@ SystemEnvironment::SystemEnvironment(Options options)
       deviceZone_(options.deviceZone != nullptr ? options.deviceZone : pluvo::deviceTimeZone()),
       logStream_(options.logStream),
       logSink_(std::move(options.logSink)),
+      verbose_(options.verbose),
+      diagnosticSink_(std::move(options.diagnosticSink)),
       containerPath_(absoluteOrNone(options.container ? options.container : defaultContainer())),
       cachesPath_(absoluteOrNone(options.caches ? options.caches : defaultCaches())),
       inExtension_(options.inExtension.value_or(executableIsInExtensionBundle())) {
   if (containerPath_) {
     defaults_ = std::make_unique<PlistDefaultsSuite>(
         *containerPath_ / "Library" / "Preferences" / (std::string(kAppGroupIdentifier) + ".plist"),
-        [this](std::string_view line) { log(line); });
+        [this](std::string_view line) { diagnose(line); });
   }
 }
 
@@ -133,12 +135,17 @@ void SystemEnvironment::log(std::string_view line) {
   std::fflush(stream);
 }
 
+void SystemEnvironment::diagnose(std::string_view line) {
+  if (diagnosticSink_) diagnosticSink_(line);
+  if (verbose_) log(line);
+}
+
 std::optional<fs::path> SystemEnvironment::usableFolder(const std::optional<fs::path>& path,
                                                         std::string_view role,
                                                         std::atomic<bool>& reported) {
   if (!path) {
     if (!reported.exchange(true)) {
-      log("Pluvo " + std::string(role) + " unavailable: no home folder is known");
+      diagnose("Pluvo " + std::string(role) + " unavailable: no home folder is known");
     }
     return std::nullopt;
   }
@@ -152,7 +159,7 @@ std::optional<fs::path> SystemEnvironment::usableFolder(const std::optional<fs::
     return path;
   }
   if (!reported.exchange(true)) {
-    log("Pluvo " + std::string(role) + " unavailable: " + problem.message);
+    diagnose("Pluvo " + std::string(role) + " unavailable: " + problem.message);
   }
   return std::nullopt;
 }
