@@ -66,4 +66,29 @@ std::string asciiUpper(std::string_view text) {
   return out;
 }
 
+bool isValidUtf8(std::string_view text) {
+  size_t i = 0;
+  while (i < text.size()) {
+    auto c = static_cast<std::uint8_t>(text[i]);
+    if (c < 0x80) {
+      ++i;
+      continue;
+    }
+    size_t length = c >= 0xC2 && c <= 0xDF ? 2 : c >= 0xE0 && c <= 0xEF ? 3
+                                                : c >= 0xF0 && c <= 0xF4 ? 4
+                                                                         : 0;
+    if (length == 0 || i + length > text.size()) return false;
+    auto next = static_cast<std::uint8_t>(text[i + 1]);
+    // The second byte's range rules out overlong forms, surrogates and code points past U+10FFFF.
+    std::uint8_t low = c == 0xE0 ? 0xA0 : c == 0xF0 ? 0x90 : 0x80;
+    std::uint8_t high = c == 0xED ? 0x9F : c == 0xF4 ? 0x8F : 0xBF;
+    if (next < low || next > high) return false;
+    for (size_t k = 2; k < length; ++k) {
+      if ((static_cast<std::uint8_t>(text[i + k]) & 0xC0) != 0x80) return false;
+    }
+    i += length;
+  }
+  return true;
+}
+
 }  // namespace pluvo

@@ -21,4 +21,7 @@ std::string_view trimWhitespace(std::string_view text);
 std::string asciiLower(std::string_view text);
 std::string asciiUpper(std::string_view text);
 
+// Whether `text` is well-formed UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
+bool isValidUtf8(std::string_view text);
+
 }  // namespace pluvo

@@ -75,6 +75,13 @@ TEST(Cli, BadClockOrZoneIsOneClearLine) {
   EXPECT_THAT(badZone.err, HasSubstr("\"Mars/Olympus\" is not a known IANA time zone"));
   auto noCommand = runCommand({kCli});
   EXPECT_NE(noCommand.exitCode, 0);
+  testing::TemporaryDirectory dir;
+  const std::string deep = (dir.path() / "deep.plist").string();
+  testing::writeFileBytes(deep, testing::nestedXmlPropertyList(175'000));
+  auto badInfo = runCommand({kCli, "--info", deep, "snapshot", "placeholder"});
+  EXPECT_EQ(badInfo.exitCode, 2);
+  EXPECT_EQ(badInfo.err,
+            "pluvo-widget: --info: " + deep + ": property list nested deeper than 32 levels\n");
 }
 
 }  // namespace

@@ -28,6 +28,43 @@ std::string readSample(std::string_view name) {
   return readFileBytes(std::filesystem::path(PLUVO_SAMPLES_DIR) / name);
 }
 
+std::string nestedXmlPropertyList(std::size_t depth) {
+  std::string xml = "<?xml version=\"1.0\"?><plist version=\"1.0\">";
+  xml.reserve(xml.size() + depth * 15 + 20);
+  for (std::size_t i = 0; i < depth; ++i) xml += "<array>";
+  for (std::size_t i = 0; i < depth; ++i) xml += "</array>";
+  return xml + "</plist>";
+}
+
+std::string binaryPropertyListOfArrays(const std::vector<std::vector<std::uint32_t>>& references) {
+  std::string out = "bplist00";
+  auto bigEndian = [&out](std::uint64_t value, int bytes) {
+    for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) {
+      out += static_cast<char>(value >> shift & 0xFF);
+    }
+  };
+  std::vector<std::uint64_t> offsets;
+  for (const auto& refs : references) {
+    offsets.push_back(out.size());
+    if (refs.size() < 15) {
+      out += static_cast<char>(0xA0 | refs.size());
+    } else {
+      out += "\xAF\x12";
+      bigEndian(refs.size(), 4);
+    }
+    for (std::uint32_t ref : refs) bigEndian(ref, 4);
+  }
+  offsets.push_back(out.size());
+  out += "\x51x";
+  std::uint64_t table = out.size();
+  for (std::uint64_t offset : offsets) bigEndian(offset, 4);
+  out += std::string(6, '\0') + "\x04\x04";  // offsets and references of 4 bytes
+  bigEndian(offsets.size(), 8);
+  bigEndian(0, 8);  // the top object
+  bigEndian(table, 8);
+  return out;
+}
+
 Instant at(std::string_view iso8601) {
   auto parsed = parseIso8601(iso8601);
   EXPECT_TRUE(parsed.has_value()) << "malformed test instant " << iso8601;

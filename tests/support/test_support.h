@@ -1,6 +1,7 @@
 // Shared helpers of the test programs: sample files, temporary folders, running the CLI.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <ostream>
 #include <string>
@@ -19,6 +20,11 @@ void writeFileBytes(const std::filesystem::path& path, std::string_view bytes);
 
 // An instant from its ISO 8601 text; the test fails on a malformed text.
 Instant at(std::string_view iso8601);
+
+// Hostile property lists: `depth` nested arrays in XML; a binary list of arrays where object i
+// refers to the objects `references[i]` and one more object, the string "x", ends the table.
+std::string nestedXmlPropertyList(std::size_t depth);
+std::string binaryPropertyListOfArrays(const std::vector<std::vector<std::uint32_t>>& references);
 
 // A fresh folder under the system's temporary folder, removed with everything in it.
 class TemporaryDirectory {
