@@ -29,6 +29,10 @@ struct CommandContext {
   bool verbose = false;       // --verbose: diagnostic lines join the log
 };
 
+// Prints "pluvo-widget: <message>" on standard error, its control characters escaped (a message
+// may quote a packet or a server); returns exit status 1.
+int reportError(const std::string& message);
+
 // Writes `data` plus a newline to the context's output; false (with an error line) on failure.
 bool writeOutput(const CommandContext& context, const std::string& data);
 

@@ -6,6 +6,8 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -67,9 +69,7 @@ int demo(const CommandContext& context, const std::string& samplesDir) {
   if (!bytes) return 1;
   auto packet = model::decodeChartPacket(*bytes);
   if (!packet) {
-    std::cerr << "pluvo-widget: " << packetPath
-              << " is not a chart packet: " << packet.error().message << '\n';
-    return 1;
+    return reportError(packetPath + " is not a chart packet: " + packet.error().message);
   }
 
   std::printf("1. The forecast service's packet: %s\n", packetPath.c_str());
@@ -93,9 +93,8 @@ int demo(const CommandContext& context, const std::string& samplesDir) {
   // A throw-away app group container and caches folder, so the demo never touches real data.
   std::string scratchPattern = (fs::temp_directory_path() / "pluvo-demo-XXXXXX").string();
   if (::mkdtemp(scratchPattern.data()) == nullptr) {
-    std::cerr << "pluvo-widget: cannot make a scratch folder under "
-              << fs::temp_directory_path().string() << '\n';
-    return 1;
+    return reportError("cannot make a scratch folder under " +
+                       fs::temp_directory_path().string() + ": " + std::strerror(errno));
   }
   const fs::path scratch = scratchPattern;
   platform::SystemEnvironmentOptions environmentOptions;

@@ -99,22 +99,22 @@ int main(int argc, char** argv) {
   } else if (auto parsed = pluvo::parseIso8601(nowText)) {
     context.now = *parsed;
   } else {
-    std::cerr << "pluvo-widget: --now \"" << nowText
-              << "\" is not an ISO 8601 instant; write it like 2026-11-21T15:00:00Z\n";
+    pluvo::cli::reportError("--now \"" + nowText +
+                            "\" is not an ISO 8601 instant; write it like 2026-11-21T15:00:00Z");
     return 2;
   }
   if (zoneName.empty()) {
     context.deviceZone = pluvo::deviceTimeZone();
   } else if (!(context.deviceZone = pluvo::findTimeZone(zoneName))) {
-    std::cerr << "pluvo-widget: --time-zone \"" << zoneName
-              << "\" is not a known IANA time zone; try America/Chicago or UTC\n";
+    pluvo::cli::reportError("--time-zone \"" + zoneName +
+                            "\" is not a known IANA time zone; try America/Chicago or UTC");
     return 2;
   }
 
   if (!infoPath.empty()) {
     auto info = pluvo::service::loadInfoDictionary(infoPath);
     if (!info) {
-      std::cerr << "pluvo-widget: --info: " << info.error().message << "\n";
+      pluvo::cli::reportError("--info: " + info.error().message);
       return 2;
     }
     pluvo::service::useInfoDictionary(std::move(*info));

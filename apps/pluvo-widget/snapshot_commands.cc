@@ -16,11 +16,6 @@ namespace pluvo::cli {
 
 namespace {
 
-int reportError(const std::string& message) {
-  std::cerr << "pluvo-widget: " << message << '\n';
-  return 1;
-}
-
 std::optional<model::PluvoWidgetSnapshot> readSnapshot(const std::string& path) {
   auto bytes = readInputFile(path);
   if (!bytes) return std::nullopt;

@@ -31,8 +31,8 @@ int recover(const CommandContext& context, const RecoverArguments& arguments) {
   if (arguments.newerThan) {
     newerThan = parseIso8601(*arguments.newerThan);
     if (!newerThan) {
-      std::cerr << "pluvo-widget: --newer-than \"" << *arguments.newerThan
-                << "\" is not an ISO 8601 instant; write it like 2026-11-21T15:00:00Z\n";
+      reportError("--newer-than \"" + *arguments.newerThan +
+                  "\" is not an ISO 8601 instant; write it like 2026-11-21T15:00:00Z");
       return 2;
     }
   }
@@ -56,10 +56,9 @@ int refresh(const CommandContext& context, const RefreshArguments& arguments) {
     previous->latitude = arguments.latitude;
     previous->longitude = arguments.longitude;
   } else {
-    std::cerr << "pluvo-widget: no stored snapshot to refresh in "
-              << environment->appGroupContainer().value_or("(no container)").string()
-              << "; name a place with --location\n";
-    return 1;
+    return reportError("no stored snapshot to refresh in " +
+                       environment->appGroupContainer().value_or("(no container)").string() +
+                       "; name a place with --location");
   }
 
   timeline::PluvoWidgetRefreshCoordinator coordinator(*environment, store,

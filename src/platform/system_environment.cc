@@ -11,6 +11,7 @@
 #include <string>
 
 #include "platform/atomic_file.h"
+#include "platform/text.h"
 
 namespace pluvo::platform {
 
@@ -123,7 +124,9 @@ Instant SystemEnvironment::now() {
   return Instant::fromUnixSeconds(std::chrono::duration<double>(sinceEpoch).count());
 }
 
-void SystemEnvironment::log(std::string_view line) {
+void SystemEnvironment::log(std::string_view raw) {
+  // Lines quote packets, servers and files: none of them may end a line or drive a terminal.
+  const std::string line = printable(raw);
   if (logSink_) {
     logSink_(line);
     return;

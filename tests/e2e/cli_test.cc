@@ -38,6 +38,14 @@ TEST(Cli, PacketDecodeReencodesASampleAndRejectsBrokenFiles) {
   EXPECT_EQ(bad.err, "pluvo-widget: " + broken.string() +
                          " is not a chart packet: metrics[1].key: unknown value \"snow\"\n");
 
+  bytes = testing::readSample("rainy-week.json");
+  bytes.replace(bytes.find("Galveston, TX"), 13, "Galveston\\n\\u001b[31mPluvo API");
+  testing::writeFileBytes(broken, bytes);
+  auto forged = runCommand({kCli, "packet", "decode", broken.string()});
+  EXPECT_EQ(forged.exitCode, 0);
+  EXPECT_THAT(forged.err, ::testing::MatchesRegex("decoded .*: Galveston\\\\n\\\\x1b\\[31mPluvo "
+                                                  "API, 7 days, 169 hours, 2 alerts\n"));
+
   auto missing = runCommand({kCli, "packet", "decode", (dir.path() / "none.json").string()});
   EXPECT_EQ(missing.exitCode, 1);
   EXPECT_THAT(missing.err, HasSubstr("cannot read " + (dir.path() / "none.json").string() +

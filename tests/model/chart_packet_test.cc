@@ -114,6 +114,10 @@ TEST(ChartPacket, UnknownMetricKeyFailsUnknownFieldsAreIgnored) {
   const std::string rainy = testing::readSample("rainy-week.json");
   EXPECT_EQ(decodeError(edited(rainy, "\"key\":\"temp\"", "\"key\":\"snow\"")),
             "metrics[1].key: unknown value \"snow\"");
+  // A value quoted in the message cannot forge a second line.
+  EXPECT_EQ(decodeError(edited(rainy, "\"key\":\"temp\"",
+                               "\"key\":\"x\\n\\u001b[31mPluvo widget snapshot saved\"")),
+            "metrics[1].key: unknown value \"x\\n\\x1b[31mPluvo widget snapshot saved\"");
   auto extra = decodeChartPacket(edited(rainy, "\"version\":2,", "\"version\":2,\"future\":{\"a\":[1,2]},"));
   ASSERT_TRUE(extra.has_value()) << extra.error().message;
 }

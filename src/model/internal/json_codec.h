@@ -35,6 +35,7 @@
 #include "model/json_writer.h"
 #include "platform/error.h"
 #include "platform/instant.h"
+#include "platform/text.h"
 
 namespace pluvo::model::internal {
 
@@ -182,7 +183,7 @@ struct JsonCoding<Instant> {
     auto parsed = parseIso8601(text);
     if (!parsed) {
       error.reason = "malformed ISO 8601 date \"";
-      error.reason += text.substr(0, 64);
+      error.reason += printable(text.substr(0, 64));
       error.reason += "\"";
       return false;
     }
@@ -244,7 +245,7 @@ struct JsonCoding<E> {
     });
     if (!found) {
       error.reason = "unknown value \"";
-      error.reason += text.substr(0, 64);
+      error.reason += printable(text.substr(0, 64));
       error.reason += "\"";
     }
     return found;
