@@ -72,7 +72,8 @@ int recover(const CommandContext& context, const RecoverArguments& arguments);
 
 // `refresh`: one network refresh through the refresh coordinator, from the stored snapshot (or,
 // with nothing stored, for --location at --lat/--lon). Prints the new snapshot, which is saved;
-// exit 1, with the refresh's log line, when it failed.
+// exit 1, with the refresh's log line, when it failed, and exit 1 (the snapshot still printed)
+// when no copy of the store could be written.
 struct RefreshArguments {
   std::optional<std::string> location;
   std::optional<double> latitude;

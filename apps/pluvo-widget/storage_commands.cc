@@ -13,6 +13,23 @@
 
 namespace pluvo::cli {
 
+namespace {
+
+// Whether some copy of the store (a file it saves, or the shared defaults) now holds `snapshot`:
+// the refresh coordinator hands its snapshot back whether or not the save reached any copy.
+bool isStored(platform::Environment& environment, snapshot::SnapshotStore& store,
+              const model::PluvoWidgetSnapshot& snapshot) {
+  auto bytes = model::encodeWidgetSnapshot(snapshot);
+  if (!bytes) return false;
+  for (const auto& file : store.snapshotSaveFiles()) {
+    if (environment.readFile(file) == *bytes) return true;
+  }
+  platform::DefaultsSuite* defaults = environment.sharedDefaults();
+  return defaults != nullptr && defaults->data(snapshot::kSnapshotDefaultsKey) == *bytes;
+}
+
+}  // namespace
+
 std::unique_ptr<platform::SystemEnvironment> makeEnvironment(const CommandContext& context) {
   platform::SystemEnvironmentOptions options;
   if (!context.containerPath.empty()) options.container = context.containerPath;
@@ -65,7 +82,13 @@ int refresh(const CommandContext& context, const RefreshArguments& arguments) {
                                                       service::ChartAPIClient(*environment));
   auto fresh = coordinator.refresh(*previous);
   if (!fresh) return 1;  // the coordinator logged why
-  return printSnapshot(context, *fresh);
+  int status = printSnapshot(context, *fresh);
+  if (!isStored(*environment, store, *fresh)) {
+    // The store logged why; the widgets still show the old copy.
+    return reportError("the new snapshot could not be saved in " +
+                       environment->containerPath().value_or("(no container)").string());
+  }
+  return status;
 }
 
 }  // namespace pluvo::cli

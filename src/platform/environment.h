@@ -91,7 +91,7 @@ class Environment {
   virtual void diagnose(std::string_view line) { (void)line; }
 
   // The app group container folder (created 0700 on first use); nullopt when it cannot be
-  // created or written.
+  // created or read.
   virtual std::optional<std::filesystem::path> appGroupContainer() = 0;
   // The extension's caches folder; nullopt when there is none.
   virtual std::optional<std::filesystem::path> cachesDirectory() = 0;

@@ -156,8 +156,10 @@ std::optional<fs::path> SystemEnvironment::usableFolder(const std::optional<fs::
   Error problem;
   if (!made) {
     problem = made.error();
-  } else if (::access(path->c_str(), W_OK | X_OK) != 0) {
-    problem = systemError("cannot write to folder", *path, errno);
+  } else if (::access(path->c_str(), R_OK | X_OK) != 0) {
+    // Reading is all a folder needs to count: a read-only container still shows what it holds,
+    // and a save into it fails with its own line.
+    problem = systemError("cannot read folder", *path, errno);
   } else {
     return path;
   }

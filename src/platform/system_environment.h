@@ -8,7 +8,8 @@
 //   caches directory     $XDG_CACHE_HOME/<kExtensionBundleIdentifier>/ (default ~/.cache/...)
 //   shared defaults      <container>/Library/Preferences/<kAppGroupIdentifier>.plist
 // Folders are created 0700 on first use; the container counts as unavailable when it cannot be
-// created or written, and then the defaults suite is unavailable too. The process runs "inside
+// created or read, and then the defaults suite is unavailable too. A read-only container is
+// available: its copies are read, and saves into it fail. The process runs "inside
 // the extension" when its executable's folder name ends in ".appex", as the build's
 // PluvoWidgetExtension.appex/ bundle arranges.
 //

@@ -140,6 +140,45 @@ TEST(Cli, RefreshFetchesSavesAndReportsFailures) {
   EXPECT_EQ(server.requestCount(), 2);
   EXPECT_EQ(testing::readFileBytes(dir.path() / "container/pluvo-widget-snapshot.json"),
             first.out.substr(0, first.out.size() - 1));
+
+  // A read-only container still shows what it holds, and a refresh that cannot save says so.
+  server.setReply({.body = testing::readSample("rainy-week.json")});
+  testing::writeFileBytes(dir.path() / "container/pluvo-last-forecast.json",
+                          testing::readSample("forecast-cache.json"));
+  testing::shareWithUnprivilegedUser(dir.path());
+  for (const char* folder : {"container/Library/Preferences", "container"}) {
+    std::filesystem::permissions(dir.path() / folder, std::filesystem::perms::owner_read |
+                                                          std::filesystem::perms::owner_exec);
+  }
+  auto recovered = runCommand({kCli, "recover", "--container", container, "--now",
+                               "2026-10-29T20:00:00Z", "--time-zone", "America/Chicago"},
+                              /*unprivileged=*/true);
+  EXPECT_EQ(recovered.exitCode, 0) << recovered.err;
+  const std::string saveFailed = "Pluvo widget snapshot file save failed at "
+                                 "pluvo-widget-snapshot.json: cannot create ";
+  const std::string notSaved = "pluvo-widget: the new snapshot could not be saved in ";
+  std::vector<std::string> argv = {kCli,    "refresh",     "--container", container, "--info",
+                                   info.string(), "--now", "2026-10-29T21:00:00Z"};
+  auto readOnly = runCommand(argv, /*unprivileged=*/true);
+  EXPECT_EQ(readOnly.exitCode, 1);
+  EXPECT_THAT(readOnly.err, HasSubstr(saveFailed));
+  EXPECT_THAT(readOnly.err, HasSubstr(notSaved + container + "\n"));
+  EXPECT_EQ(testing::readFileBytes(dir.path() / "container/pluvo-widget-snapshot.json"),
+            first.out.substr(0, first.out.size() - 1));
+
+  for (const char* folder : {"container", "container/Library/Preferences"}) {
+    std::filesystem::permissions(dir.path() / folder, std::filesystem::perms::owner_all);
+  }
+
+  const std::string plainFile = (dir.path() / "plain").string();
+  testing::writeFileBytes(plainFile, "x");
+  argv[3] = plainFile;
+  argv.insert(argv.end(), {"--location", "Galveston, TX"});
+  auto noContainer = runCommand(argv);
+  EXPECT_EQ(noContainer.exitCode, 1);
+  EXPECT_THAT(noContainer.err,
+              HasSubstr("Pluvo widget snapshot save skipped: no available shared storage\n" +
+                        notSaved + plainFile + "\n"));
 }
 
 }  // namespace

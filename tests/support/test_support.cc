@@ -1,6 +1,7 @@
 #include "support/test_support.h"
 
 #include <gtest/gtest.h>
+#include <grp.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -87,7 +88,17 @@ namespace {
 
 }  // namespace
 
-CommandResult runCommand(const std::vector<std::string>& argv) {
+constexpr uid_t kNobody = 65534;
+
+void shareWithUnprivilegedUser(const std::filesystem::path& folder) {
+  if (::geteuid() != 0) return;
+  EXPECT_EQ(::chown(folder.c_str(), kNobody, kNobody), 0) << folder;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    EXPECT_EQ(::lchown(entry.path().c_str(), kNobody, kNobody), 0) << entry.path();
+  }
+}
+
+CommandResult runCommand(const std::vector<std::string>& argv, bool unprivileged) {
   TemporaryDirectory scratch;
   auto outPath = scratch.path() / "out", errPath = scratch.path() / "err";
   pid_t pid = ::fork();
@@ -95,6 +106,10 @@ CommandResult runCommand(const std::vector<std::string>& argv) {
     std::FILE* out = std::freopen(outPath.c_str(), "w", stdout);
     std::FILE* err = std::freopen(errPath.c_str(), "w", stderr);
     if (out == nullptr || err == nullptr) ::_exit(127);
+    if (unprivileged && ::geteuid() == 0 &&
+        (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0)) {
+      ::_exit(126);
+    }
     std::vector<char*> args;
     for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
     args.push_back(nullptr);

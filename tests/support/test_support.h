@@ -46,7 +46,10 @@ struct CommandResult {
 };
 
 // Runs a program with arguments (no shell), capturing standard output and standard error.
-CommandResult runCommand(const std::vector<std::string>& argv);
+// `unprivileged`: when the tests run as root, whom permissions do not bind, the program runs as
+// the user "nobody" (hand it its folders with `shareWithUnprivilegedUser`).
+CommandResult runCommand(const std::vector<std::string>& argv, bool unprivileged = false);
+void shareWithUnprivilegedUser(const std::filesystem::path& folder);
 
 }  // namespace pluvo::testing
 
