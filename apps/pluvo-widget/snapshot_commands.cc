@@ -75,6 +75,9 @@ int snapshotBuild(const CommandContext& context, const SnapshotBuildArguments& a
   if (!packet) {
     return reportError(arguments.packetPath + " is not a chart packet: " + packet.error().message);
   }
+  if (auto size = snapshot::checkForecastSize(*packet); !size) {
+    return reportError(arguments.packetPath + ": " + size.error().message);
+  }
   snapshot::BuildOptions options;
   options.displayLocation = arguments.location;
   options.dayCount = arguments.days;

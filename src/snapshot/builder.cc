@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 #include <span>
+#include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "platform/text.h"
@@ -426,6 +428,23 @@ ConditionDescription describeCondition(std::optional<std::string_view> text,
   return {std::nullopt, std::string(symbol)};
 }
 
+Expected<void> checkForecastSize(const ChartPacket& packet) {
+  if (packet.days.size() > kMaximumForecastDays) {
+    return fail("the forecast holds " + std::to_string(packet.days.size()) +
+                " days; a forecast has at most " + std::to_string(kMaximumForecastDays));
+  }
+  std::unordered_map<std::int64_t, size_t> hoursPerDay;
+  for (const ChartHour& hour : packet.hours) {
+    if (++hoursPerDay[hour.dayIndex] > kMaximumHoursPerDay) {
+      return fail("the forecast holds more than " + std::to_string(kMaximumHoursPerDay) +
+                  " hours for day " + std::to_string(hour.dayIndex) + " (" +
+                  std::to_string(packet.hours.size()) + " hours in all); a day has at most " +
+                  std::to_string(kMaximumHoursPerDay));
+    }
+  }
+  return {};
+}
+
 PluvoWidgetSnapshot makeWidgetSnapshot(const ChartPacket& packet, const BuildOptions& options,
                                        Instant now) {
   PluvoWidgetSnapshot snapshot;
@@ -456,15 +475,29 @@ PluvoWidgetSnapshot makeWidgetSnapshot(const ChartPacket& packet, const BuildOpt
 
   // Point ids are the hours' seqIndex: unique in any well-formed packet, stable across rebuilds,
   // and they keep the hours' order, which lets normalized() re-derive the rain texts from stored
-  // points alone. A repeated seqIndex (a malformed packet) gets the next unused id instead.
-  std::vector<std::int64_t> usedIds;
+  // points alone. A repeated seqIndex (a malformed packet) gets a spare id instead: the next
+  // unused one above the largest seen when the first repeat came, counting up from there (past
+  // the top of the range to its bottom), so that every hour costs constant time on average.
+  constexpr std::int64_t kTop = std::numeric_limits<std::int64_t>::max();
+  std::unordered_set<std::int64_t> usedIds;
   std::int64_t largestId = std::numeric_limits<std::int64_t>::min();
+  std::optional<std::int64_t> spare;
+  auto takeSpare = [&] {
+    if (!spare) spare = largestId < kTop ? largestId + 1 : 0;
+    while (usedIds.contains(*spare)) spare = *spare < kTop ? *spare + 1 : 0;
+    return *spare;
+  };
   // The hours of every built day in one pass over the (large) hour records, packet order kept.
+  std::unordered_map<std::int64_t, std::vector<size_t>> positionsOfDayIndex;
+  for (std::int64_t position = 0; position < count; ++position) {
+    positionsOfDayIndex[packet.days[static_cast<size_t>(position)].index].push_back(
+        static_cast<size_t>(position));
+  }
   std::vector<std::vector<const ChartHour*>> hoursOfDay(static_cast<size_t>(count));
   for (const ChartHour& hour : packet.hours) {
-    for (size_t d = 0; d < hoursOfDay.size(); ++d) {
-      if (packet.days[d].index == hour.dayIndex) hoursOfDay[d].push_back(&hour);
-    }
+    auto found = positionsOfDayIndex.find(hour.dayIndex);
+    if (found == positionsOfDayIndex.end()) continue;
+    for (size_t position : found->second) hoursOfDay[position].push_back(&hour);
   }
   for (std::int64_t position = 0; position < count; ++position) {
     const ChartDay& source = packet.days[static_cast<size_t>(position)];
@@ -473,15 +506,7 @@ PluvoWidgetSnapshot makeWidgetSnapshot(const ChartPacket& packet, const BuildOpt
     points.reserve(dayHours.size());
     for (size_t i = 0; i < dayHours.size(); ++i) {
       std::int64_t id = dayHours[i]->seqIndex;
-      // Ids normally rise with the packet's order; only one that does not is searched for.
-      auto used = [&](std::int64_t candidate) {
-        return std::find(usedIds.begin(), usedIds.end(), candidate) != usedIds.end();
-      };
-      if (id <= largestId && used(id)) {
-        id = largestId;  // the next unused id above the largest, wrapping at the top of the range
-        while (used(id)) id = id < std::numeric_limits<std::int64_t>::max() ? id + 1 : 0;
-      }
-      usedIds.push_back(id);
+      if (!usedIds.insert(id).second) usedIds.insert(id = takeSpare());
       largestId = std::max(largestId, id);
       points.push_back(makePoint(*dayHours[i], id, pointHour(*dayHours[i], i)));
     }

@@ -16,6 +16,7 @@
 // Thread safety: pure; call from any thread.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -25,6 +26,7 @@
 #include "model/chart_packet.h"
 #include "model/widget_snapshot.h"
 #include "platform/calendar.h"
+#include "platform/error.h"
 #include "platform/instant.h"
 
 namespace pluvo::snapshot {
@@ -38,6 +40,17 @@ struct BuildOptions {
 
 model::PluvoWidgetSnapshot makeWidgetSnapshot(const model::ChartPacket& packet,
                                               const BuildOptions& options, Instant now);
+
+// The most a forecast holds: days (two months), and hours per day (25 on the day the clocks go
+// back, one more for a half-hour shift). The builder itself is linear in any packet; these
+// bounds keep a broken or hostile file from costing the widgets seconds and memory.
+inline constexpr std::size_t kMaximumForecastDays = 62;
+inline constexpr std::size_t kMaximumHoursPerDay = 26;
+
+// Whether `packet` is within those bounds; the error says which one it passes ("the forecast
+// holds more than 26 hours for day 0 (100000 hours in all); a day has at most 26"). Callers
+// check before building.
+Expected<void> checkForecastSize(const model::ChartPacket& packet);
 
 // The snapshot as shown at `at`: current conditions re-derived from the hourly point nearest to
 // the hour of `at` on the day `at` falls on, both read in the snapshot's zone (`deviceZone` when

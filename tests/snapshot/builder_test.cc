@@ -141,6 +141,37 @@ TEST(BuilderPoints, CarryTheHoursValuesWithUniqueIdsAndLocalClockHours) {
   EXPECT_EQ(std::tuple(points[0].id, points[1].id, points[2].id), std::tuple(0, 1, 2));
 }
 
+TEST(BuilderPoints, RepeatedSeqIndexesGetSpareIdsAndForecastsBeyondTheirSizeAreRefused) {
+  constexpr std::int64_t kTop = std::numeric_limits<std::int64_t>::max();
+  const std::pair<std::vector<std::int64_t>, std::vector<std::int64_t>> kIds[] = {
+      {{5, 5, 5, 6, 7}, {5, 6, 7, 8, 9}},
+      {{kTop, kTop, kTop, 0}, {kTop, 0, 1, 2}},  // past the top to the bottom
+  };
+  for (const auto& [seqIndexes, ids] : kIds) {
+    ChartPacket packet = smallPacket(static_cast<int>(seqIndexes.size()));
+    for (size_t i = 0; i < seqIndexes.size(); ++i) packet.hours[i].seqIndex = seqIndexes[i];
+    PluvoWidgetSnapshot s = build(packet);
+    std::vector<std::int64_t> built;
+    for (const auto& point : *s.days[0].hourlyPoints) built.push_back(point.id);
+    EXPECT_EQ(built, ids);
+  }
+  ChartPacket longest = smallPacket(), tooLong = smallPacket(1), crowded = smallPacket();
+  longest.days.resize(62, longest.days[0]);
+  longest.hours.resize(26, longest.hours[0]);
+  tooLong.days.resize(63, tooLong.days[0]);
+  crowded.hours.resize(27, crowded.hours[0]);
+  const std::pair<ChartPacket, std::string> kSizes[] = {
+      {longest, ""},
+      {tooLong, "the forecast holds 63 days; a forecast has at most 62"},
+      {crowded,
+       "the forecast holds more than 26 hours for day 0 (27 hours in all); a day has at most 26"},
+  };
+  for (const auto& [packet, error] : kSizes) {
+    auto checked = checkForecastSize(packet);
+    EXPECT_EQ(checked ? "" : checked.error().message, error);
+  }
+}
+
 TEST(BuilderTimes, HoursAreTheLocalDateTimesNotTheirUTCStarts) {
   // Rain from 2 p.m. to 8 p.m. local: 8 p.m. to 2 a.m. by the UTC starts.
   const std::tuple<std::string_view, double, std::string_view> kRain[] = {
