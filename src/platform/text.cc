@@ -122,13 +122,16 @@ std::string printable(std::string_view text) {
   return out;
 }
 
-bool isValidUtf8(std::string_view text) {
-  for (size_t i = 0; i < text.size();) {
+size_t validUtf8Length(std::string_view text) {
+  size_t i = 0;
+  while (i < text.size()) {
     size_t length = utf8CharacterAt(text, i);
-    if (length == 0) return false;
+    if (length == 0) break;
     i += length;
   }
-  return true;
+  return i;
 }
+
+bool isValidUtf8(std::string_view text) { return validUtf8Length(text) == text.size(); }
 
 }  // namespace pluvo

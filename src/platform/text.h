@@ -30,5 +30,7 @@ std::string printable(std::string_view text);
 
 // Whether `text` is well-formed UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
 bool isValidUtf8(std::string_view text);
+// The length of the longest well-formed UTF-8 start of `text` (where the first bad byte is).
+size_t validUtf8Length(std::string_view text);
 
 }  // namespace pluvo

@@ -370,8 +370,17 @@ struct JsonCoding<T> : DescribedCoding<T> {};
 std::optional<std::string> widenOversizedIntegers(std::string_view json);
 
 // Parses one JSON document with this thread's parser; the element lives until the thread's next
-// parse.
+// parse. A UTF-8 byte-order mark is skipped; a syntax error says where it is ("invalid JSON at
+// line 3, column 14: expected ',' or '}'").
 Expected<dom::element> parseDocument(std::string_view bytes);
+
+// Where the first syntax error of `json` is, and what it is; nullopt when the text is valid JSON
+// as far as this reader can tell (the nesting depth is not checked).
+struct SyntaxError {
+  size_t offset;
+  std::string what;
+};
+std::optional<SyntaxError> findSyntaxError(std::string_view json);
 
 // Parses `bytes` as one JSON document and decodes a T from it.
 template <class T>
