@@ -8,8 +8,14 @@
 
 #include "model/chart_packet.h"
 #include "model/widget_snapshot.h"
+#include "platform/text.h"
 
 namespace pluvo::cli {
+
+int reportError(const std::string& message) {
+  std::cerr << "pluvo-widget: " << printable(message) << '\n';
+  return 1;
+}
 
 bool writeOutput(const CommandContext& context, const std::string& data) {
   if (context.outputPath.empty()) {
@@ -19,8 +25,7 @@ bool writeOutput(const CommandContext& context, const std::string& data) {
   std::ofstream out(context.outputPath, std::ios::binary | std::ios::trunc);
   out << data << '\n';
   if (!out.flush()) {
-    std::cerr << "pluvo-widget: cannot write " << context.outputPath << ": " << std::strerror(errno)
-              << '\n';
+    reportError("cannot write " + context.outputPath + ": " + std::strerror(errno));
     return false;
   }
   return true;
@@ -29,7 +34,7 @@ bool writeOutput(const CommandContext& context, const std::string& data) {
 std::optional<std::string> readInputFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   if (!in) {
-    std::cerr << "pluvo-widget: cannot read " << path << ": " << std::strerror(errno) << '\n';
+    reportError("cannot read " + path + ": " + std::strerror(errno));
     return std::nullopt;
   }
   std::ostringstream bytes;
@@ -42,16 +47,13 @@ int packetDecode(const CommandContext& context, const std::string& path) {
   if (!bytes) return 1;
   auto packet = model::decodeChartPacket(*bytes);
   if (!packet) {
-    std::cerr << "pluvo-widget: " << path << " is not a chart packet: " << packet.error().message
-              << '\n';
-    return 1;
+    return reportError(path + " is not a chart packet: " + packet.error().message);
   }
   auto json = model::encodeChartPacket(*packet);
   if (!json) {
-    std::cerr << "pluvo-widget: cannot encode " << path << ": " << json.error().message << '\n';
-    return 1;
+    return reportError("cannot encode " + path + ": " + json.error().message);
   }
-  std::cerr << "decoded " << path << ": " << packet->location.name << ", " << packet->days.size()
+  std::cerr << "decoded " << path << ": " << printable(packet->location.name) << ", " << packet->days.size()
             << " days, " << packet->hours.size() << " hours, "
             << (packet->alerts ? packet->alerts->size() : 0) << " alerts\n";
   return writeOutput(context, *json) ? 0 : 1;
@@ -60,8 +62,7 @@ int packetDecode(const CommandContext& context, const std::string& path) {
 int printSnapshot(const CommandContext& context, const model::PluvoWidgetSnapshot& snapshot) {
   auto json = model::encodeWidgetSnapshot(snapshot);
   if (!json) {
-    std::cerr << "pluvo-widget: cannot encode the snapshot: " << json.error().message << '\n';
-    return 1;
+    return reportError("cannot encode the snapshot: " + json.error().message);
   }
   return writeOutput(context, *json) ? 0 : 1;
 }

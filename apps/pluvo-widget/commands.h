@@ -35,7 +35,12 @@ struct CommandContext {
   std::string cachesPath;     // --caches; empty: the caches folder under $XDG_CACHE_HOME
   std::string profile = "color";  // --profile of the drawing commands: color or eink
   std::string panel;              // --panel WxH pixels for eink; empty: the drawing's own size
+  bool verbose = false;       // --verbose: diagnostic lines join the log
 };
+
+// Prints "pluvo-widget: <message>" on standard error, its control characters escaped (a message
+// may quote a packet or a server); returns exit status 1.
+int reportError(const std::string& message);
 
 // Writes `data` plus a newline to the context's output; false (with an error line) on failure.
 bool writeOutput(const CommandContext& context, const std::string& data);
@@ -76,7 +81,8 @@ int recover(const CommandContext& context, const RecoverArguments& arguments);
 
 // `refresh`: one network refresh through the refresh coordinator, from the stored snapshot (or,
 // with nothing stored, for --location at --lat/--lon). Prints the new snapshot, which is saved;
-// exit 1, with the refresh's log line, when it failed.
+// exit 1, with the refresh's log line, when it failed, and exit 1 (the snapshot still printed)
+// when no copy of the store could be written.
 struct RefreshArguments {
   std::optional<std::string> location;
   std::optional<double> latitude;

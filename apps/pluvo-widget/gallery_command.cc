@@ -21,10 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-int reportError(const std::string& message) {
-  std::cerr << "pluvo-widget: gallery: " << message << '\n';
-  return 1;
-}
+int galleryError(const std::string& message) { return reportError("gallery: " + message); }
 
 std::string escapeHtml(std::string_view text) {
   std::string out;
@@ -125,16 +122,16 @@ static activity::ContentState sampleActivityState(Instant now) {
 
 int activitySample(const CommandContext& context) {
   auto json = activity::encodeContentState(sampleActivityState(context.now));
-  if (!json) return reportError("cannot encode the sample state: " + json.error().message);
+  if (!json) return galleryError("cannot encode the sample state: " + json.error().message);
   return writeOutput(context, *json) ? 0 : 1;
 }
 
 int gallery(const CommandContext& context, const GalleryArguments& arguments) {
-  if (arguments.outDir.empty()) return reportError("needs -o DIR for the page and its images");
+  if (arguments.outDir.empty()) return galleryError("needs -o DIR for the page and its images");
   std::error_code error;
   fs::create_directories(arguments.outDir, error);
   if (error) {
-    return reportError("cannot make the folder " + arguments.outDir + ": " + error.message() +
+    return galleryError("cannot make the folder " + arguments.outDir + ": " + error.message() +
                        "; pick another -o DIR");
   }
 
@@ -144,7 +141,7 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
     if (!bytes) return 1;
     auto input = activity::decodeActivityInput(*bytes);
     if (!input) {
-      return reportError(*arguments.statePath +
+      return galleryError(*arguments.statePath +
                          " is not a rain window state: " + input.error().message);
     }
     state = std::move(input->state);
@@ -158,7 +155,7 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
     if (!bytes) return 1;
     auto snapshot = model::decodeWidgetSnapshot(*bytes);
     if (!snapshot) {
-      return reportError(*arguments.snapshotPath +
+      return galleryError(*arguments.snapshotPath +
                          " is not a widget snapshot: " + snapshot.error().message +
                          "; give a file written by the host or `snapshot build`");
     }
@@ -173,7 +170,7 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
     widgets::RenderOptions options{.scale = 3, .deviceZone = context.deviceZone};
     auto image = widgets::renderWidget(widget.kind, entry.snapshot, entry.date, options);
     if (!image) {
-      return reportError("cannot draw " + std::string(widget.kind) + ": " + image.error().message);
+      return galleryError("cannot draw " + std::string(widget.kind) + ": " + image.error().message);
     }
     image->bytes = applyProfile(arguments.profile, image->bytes);
     Tile tile{
@@ -183,7 +180,7 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
         .size = widgets::familySize(widget.family),
         .alt = image->accessibilityText};
     if (auto written = platform::writeFileAtomically(dir / tile.file, image->bytes); !written) {
-      return reportError(written.error().message);
+      return galleryError(written.error().message);
     }
     int index = widget.family == widgets::WidgetFamily::systemSmall    ? 0
                 : widget.family == widgets::WidgetFamily::systemMedium ? 1
@@ -195,7 +192,7 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
   for (activity_render::Presentation presentation : activity_render::kPresentations) {
     auto drawn = activity_render::drawPresentation(presentation, state, context.now,
                                                    {.scale = 3, .deviceZone = context.deviceZone});
-    if (!drawn) return reportError("cannot draw the Live Activity: " + drawn.error().message);
+    if (!drawn) return galleryError("cannot draw the Live Activity: " + drawn.error().message);
     drawn->bytes = applyProfile(arguments.profile, drawn->bytes);
     Tile tile{.file = "activity-" + drawn->fileName,
               .name = drawn->title,
@@ -204,7 +201,7 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
               .alt = drawn->accessibilityText,
               .ownShape = true};
     if (auto written = platform::writeFileAtomically(dir / tile.file, drawn->bytes); !written) {
-      return reportError(written.error().message);
+      return galleryError(written.error().message);
     }
     using P = activity_render::Presentation;
     (presentation == P::lock     ? lock
@@ -244,7 +241,7 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
 
   const fs::path page = dir / "index.html";
   if (auto written = platform::writeFileAtomically(page, html.str()); !written) {
-    return reportError(written.error().message);
+    return galleryError(written.error().message);
   }
   std::cout << page.string() << '\n';
   return 0;

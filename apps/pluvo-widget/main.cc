@@ -34,6 +34,10 @@ int main(int argc, char** argv) {
   std::string containerPath, cachesPath;
   app.add_option("--container", containerPath,
                  "The app group container folder (default: under $XDG_DATA_HOME)");
+  bool verbose = false;
+  app.add_flag("--verbose", verbose,
+               "Also log what the storage and configuration look like (unusable folders, "
+               "unreadable files)");
   app.add_option("--caches", cachesPath,
                  "The extension's caches folder (default: under $XDG_CACHE_HOME)");
 
@@ -225,28 +229,29 @@ int main(int argc, char** argv) {
   context.cachesPath = cachesPath;
   context.nowGiven = !nowText.empty();
   context.zoneGiven = !zoneName.empty();
+  context.verbose = verbose;
   if (nowText.empty()) {
     context.now = pluvo::Instant::fromSys(
         std::chrono::time_point_cast<std::chrono::seconds>(std::chrono::system_clock::now()));
   } else if (auto parsed = pluvo::parseIso8601(nowText)) {
     context.now = *parsed;
   } else {
-    std::cerr << "pluvo-widget: --now \"" << nowText
-              << "\" is not an ISO 8601 instant; write it like 2026-11-21T15:00:00Z\n";
+    pluvo::cli::reportError("--now \"" + nowText +
+                            "\" is not an ISO 8601 instant; write it like 2026-11-21T15:00:00Z");
     return 2;
   }
   if (zoneName.empty()) {
     context.deviceZone = pluvo::deviceTimeZone();
   } else if (!(context.deviceZone = pluvo::findTimeZone(zoneName))) {
-    std::cerr << "pluvo-widget: --time-zone \"" << zoneName
-              << "\" is not a known IANA time zone; try America/Chicago or UTC\n";
+    pluvo::cli::reportError("--time-zone \"" + zoneName +
+                            "\" is not a known IANA time zone; try America/Chicago or UTC");
     return 2;
   }
 
   if (!infoPath.empty()) {
     auto info = pluvo::service::loadInfoDictionary(infoPath);
     if (!info) {
-      std::cerr << "pluvo-widget: --info: " << info.error().message << "\n";
+      pluvo::cli::reportError("--info: " + info.error().message);
       return 2;
     }
     pluvo::service::useInfoDictionary(std::move(*info));

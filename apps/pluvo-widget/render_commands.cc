@@ -21,11 +21,6 @@ namespace pluvo::cli {
 
 namespace {
 
-int reportError(const std::string& message) {
-  std::cerr << "pluvo-widget: " << message << '\n';
-  return 1;
-}
-
 void writeNumber(model::JsonWriter& w, double value) {
   if (!w.number(value)) w.null();
 }

@@ -16,11 +16,6 @@ namespace pluvo::cli {
 
 namespace {
 
-int reportError(const std::string& message) {
-  std::cerr << "pluvo-widget: " << message << '\n';
-  return 1;
-}
-
 std::optional<model::PluvoWidgetSnapshot> readSnapshot(const std::string& path) {
   auto bytes = readInputFile(path);
   if (!bytes) return std::nullopt;
@@ -79,6 +74,9 @@ int snapshotBuild(const CommandContext& context, const SnapshotBuildArguments& a
   auto packet = model::decodeChartPacket(*bytes);
   if (!packet) {
     return reportError(arguments.packetPath + " is not a chart packet: " + packet.error().message);
+  }
+  if (auto size = snapshot::checkForecastSize(*packet); !size) {
+    return reportError(arguments.packetPath + ": " + size.error().message);
   }
   snapshot::BuildOptions options;
   options.displayLocation = arguments.location;

@@ -13,12 +13,30 @@
 
 namespace pluvo::cli {
 
+namespace {
+
+// Whether some copy of the store (a file it saves, or the shared defaults) now holds `snapshot`:
+// the refresh coordinator hands its snapshot back whether or not the save reached any copy.
+bool isStored(platform::Environment& environment, snapshot::SnapshotStore& store,
+              const model::PluvoWidgetSnapshot& snapshot) {
+  auto bytes = model::encodeWidgetSnapshot(snapshot);
+  if (!bytes) return false;
+  for (const auto& file : store.snapshotSaveFiles()) {
+    if (environment.readFile(file) == *bytes) return true;
+  }
+  platform::DefaultsSuite* defaults = environment.sharedDefaults();
+  return defaults != nullptr && defaults->data(snapshot::kSnapshotDefaultsKey) == *bytes;
+}
+
+}  // namespace
+
 std::unique_ptr<platform::SystemEnvironment> makeEnvironment(const CommandContext& context) {
   platform::SystemEnvironmentOptions options;
   if (!context.containerPath.empty()) options.container = context.containerPath;
   if (!context.cachesPath.empty()) options.caches = context.cachesPath;
   options.fixedNow = context.now;
   options.deviceZone = context.deviceZone;
+  options.verbose = context.verbose;
   // Standard output carries the command's data unless it goes to a file.
   options.logStream = context.outputPath.empty() ? platform::LogStream::standardError
                                                  : platform::LogStream::standardOutput;
@@ -30,8 +48,8 @@ int recover(const CommandContext& context, const RecoverArguments& arguments) {
   if (arguments.newerThan) {
     newerThan = parseIso8601(*arguments.newerThan);
     if (!newerThan) {
-      std::cerr << "pluvo-widget: --newer-than \"" << *arguments.newerThan
-                << "\" is not an ISO 8601 instant; write it like 2026-11-21T15:00:00Z\n";
+      reportError("--newer-than \"" + *arguments.newerThan +
+                  "\" is not an ISO 8601 instant; write it like 2026-11-21T15:00:00Z");
       return 2;
     }
   }
@@ -55,17 +73,22 @@ int refresh(const CommandContext& context, const RefreshArguments& arguments) {
     previous->latitude = arguments.latitude;
     previous->longitude = arguments.longitude;
   } else {
-    std::cerr << "pluvo-widget: no stored snapshot to refresh in "
-              << environment->appGroupContainer().value_or("(no container)").string()
-              << "; name a place with --location\n";
-    return 1;
+    return reportError("no stored snapshot to refresh in " +
+                       environment->appGroupContainer().value_or("(no container)").string() +
+                       "; name a place with --location");
   }
 
   timeline::PluvoWidgetRefreshCoordinator coordinator(*environment, store,
                                                       service::ChartAPIClient(*environment));
   auto fresh = coordinator.refresh(*previous);
   if (!fresh) return 1;  // the coordinator logged why
-  return printSnapshot(context, *fresh);
+  int status = printSnapshot(context, *fresh);
+  if (!isStored(*environment, store, *fresh)) {
+    // The store logged why; the widgets still show the old copy.
+    return reportError("the new snapshot could not be saved in " +
+                       environment->containerPath().value_or("(no container)").string());
+  }
+  return status;
 }
 
 }  // namespace pluvo::cli

@@ -82,11 +82,16 @@ class Environment {
 
   virtual Instant now() = 0;
   virtual TimeZone deviceTimeZone() = 0;
-  // One plain log line (no trailing newline needed).
+  // One plain log line (no trailing newline needed). The product's log holds only its own
+  // lines ("Pluvo widget snapshot ...", "Pluvo widget forecast refresh failed: ...", "Pluvo API
+  // ..."); anything else a person may want to know goes to `diagnose`.
   virtual void log(std::string_view line) = 0;
+  // A diagnostic line about this machine's storage or configuration, shown only on request
+  // (the CLI's --verbose); dropped by default.
+  virtual void diagnose(std::string_view line) { (void)line; }
 
   // The app group container folder (created 0700 on first use); nullopt when it cannot be
-  // created or written.
+  // created or read.
   virtual std::optional<std::filesystem::path> appGroupContainer() = 0;
   // The extension's caches folder; nullopt when there is none.
   virtual std::optional<std::filesystem::path> cachesDirectory() = 0;
@@ -115,6 +120,7 @@ class EnvironmentWrapper : public Environment {
   Instant now() override { return target_.now(); }
   TimeZone deviceTimeZone() override { return target_.deviceTimeZone(); }
   void log(std::string_view line) override { target_.log(line); }
+  void diagnose(std::string_view line) override { target_.diagnose(line); }
   std::optional<std::filesystem::path> appGroupContainer() override {
     return target_.appGroupContainer();
   }

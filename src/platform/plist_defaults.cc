@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <plist/plist.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -10,8 +11,11 @@
 #include <limits>
 #include <memory>
 #include <utility>
+#include <vector>
 
 #include "platform/atomic_file.h"
+#include "platform/property_list.h"
+#include "platform/text.h"
 
 namespace pluvo::platform {
 
@@ -19,24 +23,67 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct PlistFree {
-  void operator()(plist_t node) const { plist_free(node); }
-};
-using PlistNode = std::unique_ptr<std::remove_pointer_t<plist_t>, PlistFree>;
+// The dictionary in `bytes`, or the reason it is not one.
+Expected<PlistNode> parseDictionary(std::string_view bytes) {
+  Expected<PlistNode> root = parsePropertyList(bytes);
+  if (root && plist_get_node_type(root->get()) != PLIST_DICT) {
+    return fail("the property list's top level is not a dictionary");
+  }
+  return root;
+}
 
-// libplist 2.2 hands out its buffers from malloc.
-struct MallocFree {
-  void operator()(char* buffer) const { std::free(buffer); }
-};
+// Whether every text inside `node` (keys and strings, at any depth) is valid UTF-8. The nesting
+// was bounded by the parse, so the recursion is too.
+bool holdsOnlyUtf8(plist_t node) {
+  switch (plist_get_node_type(node)) {
+    case PLIST_STRING:
+    case PLIST_KEY: {
+      std::uint64_t length = 0;
+      const char* text = plist_get_string_ptr(node, &length);
+      return text == nullptr || isValidUtf8(std::string_view(text, length));
+    }
+    case PLIST_ARRAY: {
+      std::uint32_t count = plist_array_get_size(node);
+      for (std::uint32_t i = 0; i < count; ++i) {
+        if (!holdsOnlyUtf8(plist_array_get_item(node, i))) return false;
+      }
+      return true;
+    }
+    case PLIST_DICT: {
+      plist_dict_iter raw = nullptr;
+      plist_dict_new_iter(node, &raw);
+      PlistIterator iterator(raw);
+      for (;;) {
+        char* rawKey = nullptr;
+        plist_t value = nullptr;
+        plist_dict_next_item(node, iterator.get(), &rawKey, &value);
+        PlistText key(rawKey);
+        if (!key || value == nullptr) return true;
+        if (!isValidUtf8(key.get()) || !holdsOnlyUtf8(value)) return false;
+      }
+    }
+    default:
+      return true;
+  }
+}
 
-// The dictionary in `bytes`, or null when they are not a property list with a dictionary root.
-PlistNode parseDictionary(const std::string& bytes) {
-  if (bytes.empty() || bytes.size() > std::numeric_limits<uint32_t>::max()) return nullptr;
-  plist_t root = nullptr;
-  plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &root);
-  PlistNode node(root);
-  if (!node || plist_get_node_type(node.get()) != PLIST_DICT) return nullptr;
-  return node;
+// Removes the entries of the dictionary `root` that a binary property list cannot carry
+// faithfully (a text that is not UTF-8 comes out as a lone surrogate); returns how many.
+std::size_t dropUnwritableEntries(plist_t root) {
+  std::vector<std::string> doomed;
+  plist_dict_iter raw = nullptr;
+  plist_dict_new_iter(root, &raw);
+  PlistIterator iterator(raw);
+  for (;;) {
+    char* rawKey = nullptr;
+    plist_t value = nullptr;
+    plist_dict_next_item(root, iterator.get(), &rawKey, &value);
+    PlistText key(rawKey);
+    if (!key || value == nullptr) break;
+    if (!isValidUtf8(key.get()) || !holdsOnlyUtf8(value)) doomed.emplace_back(key.get());
+  }
+  for (const std::string& key : doomed) plist_dict_remove_item(root, key.c_str());
+  return doomed.size();
 }
 
 // Holds an exclusive advisory lock on a folder; other processes changing the suite wait.
@@ -79,13 +126,13 @@ std::optional<std::string> PlistDefaultsSuite::data(std::string_view key) {
     return std::nullopt;
   }
   if (!*bytes) return std::nullopt;  // nothing stored yet
-  PlistNode root = parseDictionary(**bytes);
+  Expected<PlistNode> root = parseDictionary(**bytes);
   if (!root) {
-    log_("Pluvo shared defaults at " + file_.string() +
-         " is not a property list; reading it as empty");
+    log_("Pluvo shared defaults at " + file_.string() + " read as empty: " +
+         root.error().message);
     return std::nullopt;
   }
-  plist_t value = plist_dict_get_item(root.get(), std::string(key).c_str());
+  plist_t value = plist_dict_get_item(root->get(), std::string(key).c_str());
   if (value == nullptr || plist_get_node_type(value) != PLIST_DATA) return std::nullopt;
   uint64_t length = 0;
   const char* pointer = plist_get_data_ptr(value, &length);
@@ -100,24 +147,39 @@ Expected<void> PlistDefaultsSuite::setData(std::string_view key, std::string_vie
   FolderLock lock(folder);
   if (lock.error() != 0) return std::unexpected(systemError("cannot lock", folder, lock.error()));
 
-  auto existing = readFileIfExists(file_);
-  if (!existing) return std::unexpected(std::move(existing).error());
+  // Whatever cannot be read (too large, not a property list, refused as hostile) is replaced,
+  // so that a save always leaves a valid file holding the value.
   PlistNode root;
-  if (*existing) {
-    root = parseDictionary(**existing);
-    if (!root) {
-      log_("Pluvo shared defaults at " + file_.string() +
-           " is not a property list; writing a new one");
+  if (struct stat info {}; ::stat(file_.c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
+                           info.st_size > static_cast<off_t>(kMaximumReadBytes)) {
+    log_("Pluvo shared defaults at " + file_.string() + " replaced: file too large (" +
+         std::to_string(info.st_size) + " bytes)");
+  } else {
+    auto existing = readFileIfExists(file_);
+    if (!existing) return std::unexpected(std::move(existing).error());
+    if (*existing) {
+      Expected<PlistNode> parsed = parseDictionary(**existing);
+      if (parsed) {
+        root = std::move(*parsed);
+      } else {
+        log_("Pluvo shared defaults at " + file_.string() + " replaced: " +
+             parsed.error().message);
+      }
     }
   }
   if (!root) root.reset(plist_new_dict());
+  if (std::size_t dropped = dropUnwritableEntries(root.get()); dropped > 0) {
+    log_("Pluvo shared defaults at " + file_.string() + ": dropped " + std::to_string(dropped) +
+         " entries whose texts are not UTF-8");
+  }
 
+  if (!isValidUtf8(key)) return fail("cannot store a defaults key that is not UTF-8");
   plist_dict_set_item(root.get(), std::string(key).c_str(),
                       plist_new_data(bytes.data(), bytes.size()));
   char* buffer = nullptr;
   uint32_t length = 0;
   plist_to_bin(root.get(), &buffer, &length);
-  std::unique_ptr<char, MallocFree> encoded(buffer);
+  PlistText encoded(buffer);
   if (!encoded) return fail("cannot encode the shared defaults for " + file_.string());
   return writeFileAtomically(file_, std::string_view(encoded.get(), length));
 }

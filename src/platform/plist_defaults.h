@@ -4,7 +4,7 @@
 // written in the binary property list format. Every change reads the file, sets the value and
 // replaces the whole file atomically, holding an advisory lock on the Preferences folder so that
 // two processes changing different keys do not undo each other. A file that is not a property
-// list reads as an empty suite, with one log line, and is replaced by the next change.
+// list reads as an empty suite, with one diagnostic line, and is replaced by the next change.
 //
 //   PlistDefaultsSuite suite(container / "Library/Preferences/group.app.pluvo.shared.plist", log);
 //   suite.setData("pluvo.widget.snapshot.data.v1", json);
@@ -27,6 +27,7 @@ namespace pluvo::platform {
 
 class PlistDefaultsSuite final : public DefaultsSuite {
  public:
+  // Receives the diagnostic lines (the environment's `diagnose`).
   using Log = std::function<void(std::string_view line)>;
 
   PlistDefaultsSuite(std::filesystem::path file, Log log);

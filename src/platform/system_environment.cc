@@ -11,6 +11,7 @@
 #include <string>
 
 #include "platform/atomic_file.h"
+#include "platform/text.h"
 
 namespace pluvo::platform {
 
@@ -105,13 +106,15 @@ SystemEnvironment::SystemEnvironment(Options options)
       deviceZone_(options.deviceZone != nullptr ? options.deviceZone : pluvo::deviceTimeZone()),
       logStream_(options.logStream),
       logSink_(std::move(options.logSink)),
+      verbose_(options.verbose),
+      diagnosticSink_(std::move(options.diagnosticSink)),
       containerPath_(absoluteOrNone(options.container ? options.container : defaultContainer())),
       cachesPath_(absoluteOrNone(options.caches ? options.caches : defaultCaches())),
       inExtension_(options.inExtension.value_or(executableIsInExtensionBundle())) {
   if (containerPath_) {
     defaults_ = std::make_unique<PlistDefaultsSuite>(
         *containerPath_ / "Library" / "Preferences" / (std::string(kAppGroupIdentifier) + ".plist"),
-        [this](std::string_view line) { log(line); });
+        [this](std::string_view line) { diagnose(line); });
   }
 }
 
@@ -121,7 +124,9 @@ Instant SystemEnvironment::now() {
   return Instant::fromUnixSeconds(std::chrono::duration<double>(sinceEpoch).count());
 }
 
-void SystemEnvironment::log(std::string_view line) {
+void SystemEnvironment::log(std::string_view raw) {
+  // Lines quote packets, servers and files: none of them may end a line or drive a terminal.
+  const std::string line = printable(raw);
   if (logSink_) {
     logSink_(line);
     return;
@@ -133,12 +138,17 @@ void SystemEnvironment::log(std::string_view line) {
   std::fflush(stream);
 }
 
+void SystemEnvironment::diagnose(std::string_view line) {
+  if (diagnosticSink_) diagnosticSink_(line);
+  if (verbose_) log(line);
+}
+
 std::optional<fs::path> SystemEnvironment::usableFolder(const std::optional<fs::path>& path,
                                                         std::string_view role,
                                                         std::atomic<bool>& reported) {
   if (!path) {
     if (!reported.exchange(true)) {
-      log("Pluvo " + std::string(role) + " unavailable: no home folder is known");
+      diagnose("Pluvo " + std::string(role) + " unavailable: no home folder is known");
     }
     return std::nullopt;
   }
@@ -146,13 +156,15 @@ std::optional<fs::path> SystemEnvironment::usableFolder(const std::optional<fs::
   Error problem;
   if (!made) {
     problem = made.error();
-  } else if (::access(path->c_str(), W_OK | X_OK) != 0) {
-    problem = systemError("cannot write to folder", *path, errno);
+  } else if (::access(path->c_str(), R_OK | X_OK) != 0) {
+    // Reading is all a folder needs to count: a read-only container still shows what it holds,
+    // and a save into it fails with its own line.
+    problem = systemError("cannot read folder", *path, errno);
   } else {
     return path;
   }
   if (!reported.exchange(true)) {
-    log("Pluvo " + std::string(role) + " unavailable: " + problem.message);
+    diagnose("Pluvo " + std::string(role) + " unavailable: " + problem.message);
   }
   return std::nullopt;
 }

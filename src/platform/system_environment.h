@@ -8,7 +8,8 @@
 //   caches directory     $XDG_CACHE_HOME/<kExtensionBundleIdentifier>/ (default ~/.cache/...)
 //   shared defaults      <container>/Library/Preferences/<kAppGroupIdentifier>.plist
 // Folders are created 0700 on first use; the container counts as unavailable when it cannot be
-// created or written, and then the defaults suite is unavailable too. The process runs "inside
+// created or read, and then the defaults suite is unavailable too. A read-only container is
+// available: its copies are read, and saves into it fail. The process runs "inside
 // the extension" when its executable's folder name ends in ".appex", as the build's
 // PluvoWidgetExtension.appex/ bundle arranges.
 //
@@ -62,6 +63,10 @@ struct SystemEnvironmentOptions {
   LogStream logStream = LogStream::standardOutput;
   // When set, receives the log lines instead of the stream.
   std::function<void(std::string_view line)> logSink{};
+  // Diagnostic lines go to the log too (the CLI's --verbose); otherwise they are dropped.
+  bool verbose = false;
+  // When set, receives the diagnostic lines, verbose or not.
+  std::function<void(std::string_view line)> diagnosticSink{};
 };
 
 class SystemEnvironment final : public Environment {
@@ -75,6 +80,7 @@ class SystemEnvironment final : public Environment {
   Instant now() override;
   TimeZone deviceTimeZone() override { return deviceZone_; }
   void log(std::string_view line) override;
+  void diagnose(std::string_view line) override;
   std::optional<std::filesystem::path> appGroupContainer() override;
   std::optional<std::filesystem::path> cachesDirectory() override;
   DefaultsSuite* sharedDefaults() override;
@@ -93,7 +99,7 @@ class SystemEnvironment final : public Environment {
   const std::optional<std::filesystem::path>& cachesPath() const { return cachesPath_; }
 
  private:
-  // The folder, created if needed, or nullopt with one log line per folder and process.
+  // The folder, created if needed, or nullopt with one diagnostic line per folder and process.
   std::optional<std::filesystem::path> usableFolder(
       const std::optional<std::filesystem::path>& path, std::string_view role,
       std::atomic<bool>& reported);
@@ -102,6 +108,8 @@ class SystemEnvironment final : public Environment {
   const TimeZone deviceZone_;
   const LogStream logStream_;
   const std::function<void(std::string_view)> logSink_;
+  const bool verbose_;
+  const std::function<void(std::string_view)> diagnosticSink_;
   const std::optional<std::filesystem::path> containerPath_;
   const std::optional<std::filesystem::path> cachesPath_;
   const bool inExtension_;

@@ -66,4 +66,72 @@ std::string asciiUpper(std::string_view text) {
   return out;
 }
 
+namespace {
+
+// The length of the well-formed UTF-8 character at `pos` (1 for ASCII), or 0.
+size_t utf8CharacterAt(std::string_view text, size_t pos) {
+  auto c = static_cast<std::uint8_t>(text[pos]);
+  if (c < 0x80) return 1;
+  size_t length = c >= 0xC2 && c <= 0xDF ? 2 : c >= 0xE0 && c <= 0xEF ? 3
+                                              : c >= 0xF0 && c <= 0xF4 ? 4
+                                                                       : 0;
+  if (length == 0 || pos + length > text.size()) return 0;
+  auto next = static_cast<std::uint8_t>(text[pos + 1]);
+  // The second byte's range rules out overlong forms, surrogates and code points past U+10FFFF.
+  std::uint8_t low = c == 0xE0 ? 0xA0 : c == 0xF0 ? 0x90 : 0x80;
+  std::uint8_t high = c == 0xED ? 0x9F : c == 0xF4 ? 0x8F : 0xBF;
+  if (next < low || next > high) return 0;
+  for (size_t k = 2; k < length; ++k) {
+    if ((static_cast<std::uint8_t>(text[pos + k]) & 0xC0) != 0x80) return 0;
+  }
+  return length;
+}
+
+}  // namespace
+
+std::string printable(std::string_view text) {
+  static constexpr char kHex[] = "0123456789abcdef";
+  std::string out;
+  out.reserve(text.size());
+  for (size_t i = 0; i < text.size();) {
+    auto c = static_cast<std::uint8_t>(text[i]);
+    size_t length = utf8CharacterAt(text, i);
+    if (length == 1 && c >= 0x20 && c != 0x7F) {
+      out += static_cast<char>(c);
+    } else if (length == 2 && c == 0xC2 && static_cast<std::uint8_t>(text[i + 1]) < 0xA0) {
+      auto code = static_cast<std::uint8_t>(text[i + 1]);  // C1 control U+0080-U+009F
+      out += "\\u00";
+      out += kHex[code >> 4];
+      out += kHex[code & 0xF];
+    } else if (length > 1) {
+      out.append(text.substr(i, length));
+    } else {
+      length = 1;
+      switch (c) {
+        case '\n': out += "\\n"; break;
+        case '\r': out += "\\r"; break;
+        case '\t': out += "\\t"; break;
+        default:
+          out += "\\x";
+          out += kHex[c >> 4];
+          out += kHex[c & 0xF];
+      }
+    }
+    i += length;
+  }
+  return out;
+}
+
+size_t validUtf8Length(std::string_view text) {
+  size_t i = 0;
+  while (i < text.size()) {
+    size_t length = utf8CharacterAt(text, i);
+    if (length == 0) break;
+    i += length;
+  }
+  return i;
+}
+
+bool isValidUtf8(std::string_view text) { return validUtf8Length(text) == text.size(); }
+
 }  // namespace pluvo

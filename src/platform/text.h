@@ -21,4 +21,16 @@ std::string_view trimWhitespace(std::string_view text);
 std::string asciiLower(std::string_view text);
 std::string asciiUpper(std::string_view text);
 
+// `text` safe to put into a log line or an error message: control characters (C0, DEL, C1) and
+// bytes that are not UTF-8 are written as escapes ("\n", "\t", "\x1b", "\u009b", "\xff"), so
+// a text from a packet or a server can neither end the line nor drive the terminal.
+//
+//   printable("Galveston\n\x1b[31m");  // "Galveston\\n\\x1b[31m"
+std::string printable(std::string_view text);
+
+// Whether `text` is well-formed UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
+bool isValidUtf8(std::string_view text);
+// The length of the longest well-formed UTF-8 start of `text` (where the first bad byte is).
+size_t validUtf8Length(std::string_view text);
+
 }  // namespace pluvo

@@ -129,14 +129,8 @@ std::string defaultBaseURL() {
       std::filesystem::path path = bundleInfoDictionaryPath();
       std::error_code error;
       if (std::filesystem::exists(path, error)) {
-        auto loaded = loadInfoDictionary(path);
-        if (loaded) {
-          process.installed = std::move(*loaded);
-        } else {
-          std::fprintf(stderr,
-                       "Pluvo API information dictionary unusable, default base URL used: %s\n",
-                       loaded.error().message.c_str());
-        }
+        // An unreadable dictionary selects nothing: the default applies, as without one.
+        if (auto loaded = loadInfoDictionary(path)) process.installed = std::move(*loaded);
       }
     }
     process.resolved = resolveBaseURL(process.installed.value_or(InfoDictionary{}));

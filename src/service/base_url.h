@@ -38,7 +38,7 @@ bool useInfoDictionary(InfoDictionary info);
 
 // The process's base URL. Resolved on first use from the dictionary given to
 // `useInfoDictionary`, or else from the bundle's Info.plist beside the executable. Without a
-// bundle dictionary the default applies; an unreadable one also gets one line on standard error.
+// bundle dictionary, or with an unreadable one, the default applies.
 std::string defaultBaseURL();
 
 }  // namespace pluvo::service

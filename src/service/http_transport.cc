@@ -41,6 +41,8 @@ bool startsWithIgnoringCase(std::string_view text, std::string_view prefix) {
 struct Transfer {
   std::string body;
   HttpHeaders headers;
+  bool statusLine = false;       // a response began
+  bool headersComplete = false;  // its header ended with the blank line
   std::size_t maxBytes = 0;
   bool tooLarge = false;
   milliseconds idleLimit{0};
@@ -71,14 +73,18 @@ size_t onHeader(char* data, size_t size, size_t count, void* user) {
   while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.remove_suffix(1);
   if (line.starts_with("HTTP/")) {
     transfer->headers.clear();  // a new response begins (after an interim 1xx)
+    transfer->statusLine = true;
+    transfer->headersComplete = false;
+    return bytes;
+  }
+  if (line.empty()) {
+    transfer->headersComplete = true;
     return bytes;
   }
   size_t colon = line.find(':');
   if (colon == std::string_view::npos || colon == 0) return bytes;
-  std::string_view value = line.substr(colon + 1);
-  while (!value.empty() && (value.front() == ' ' || value.front() == '\t')) value.remove_prefix(1);
-  while (!value.empty() && (value.back() == ' ' || value.back() == '\t')) value.remove_suffix(1);
-  transfer->headers.emplace_back(line.substr(0, colon), value);
+  transfer->headers.emplace_back(line.substr(0, colon),
+                                 trimOptionalWhitespace(line.substr(colon + 1)));
   return bytes;
 }
 
@@ -181,6 +187,10 @@ Expected<HttpResponse> HttpTransport::get(const std::string& url,
     std::optional<std::string> location =
         isRedirect(response->status) ? headerValue(response->headers, "Location") : std::nullopt;
     if (!location) return response;
+    if (trimOptionalWhitespace(*location).empty()) {
+      return fail("request to " + current + " failed: redirect (" +
+                  std::to_string(response->status) + ") with an empty Location");
+    }
     if (redirects >= configuration_.maxRedirects) {
       return fail("request to " + url + " failed: more than " +
                   std::to_string(configuration_.maxRedirects) + " redirects");
@@ -261,6 +271,7 @@ Expected<HttpTransport::Exchange> HttpTransport::exchange(
     internal::CurlEasy easy(curl_easy_init());
     if (!easy) return fail("request to " + url + " failed: out of memory");
     Transfer transfer;
+    std::array<char, CURL_ERROR_SIZE> detail{};
     transfer.maxBytes = configuration_.maxResponseBytes;
     transfer.idleLimit = configuration_.requestTimeout;
     transfer.lastActivity = started;
@@ -292,6 +303,7 @@ Expected<HttpTransport::Exchange> HttpTransport::exchange(
     curl_easy_setopt(h, CURLOPT_XFERINFOFUNCTION, onProgress);
     curl_easy_setopt(h, CURLOPT_XFERINFODATA, &transfer);
     curl_easy_setopt(h, CURLOPT_NOPROGRESS, 0L);
+    curl_easy_setopt(h, CURLOPT_ERRORBUFFER, detail.data());
 
     CURLcode code = curl_easy_perform(h);
     if (code == CURLE_OK) {
@@ -312,6 +324,18 @@ Expected<HttpTransport::Exchange> HttpTransport::exchange(
     if (code == CURLE_OPERATION_TIMEDOUT) {
       return fail("request to " + url + " timed out: not finished within " +
                   describeDuration(configuration_.resourceTimeout));
+    }
+    // curl reports a header past its limits as "Out of memory" (one huge field) or a receive
+    // error (too many fields), and an answer without a status line by its protocol's name.
+    std::string_view said(detail.data());
+    if (transfer.statusLine && !transfer.headersComplete &&
+        (code == CURLE_OUT_OF_MEMORY ||
+         (code == CURLE_RECV_ERROR && said.find("header") != std::string_view::npos))) {
+      return fail("request to " + url + " failed: the response's header is too large");
+    }
+    if (said.find("HTTP/0.9") != std::string_view::npos) {
+      return fail("request to " + url +
+                  " failed: the server answered without an HTTP status line (HTTP/0.9)");
     }
     long osErrno = 0;
     curl_easy_getinfo(h, CURLINFO_OS_ERRNO, &osErrno);

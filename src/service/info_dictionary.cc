@@ -13,22 +13,9 @@
 #include <sstream>
 #include <system_error>
 
+#include "platform/property_list.h"
+
 namespace pluvo::service {
-namespace {
-
-struct PlistDeleter {
-  void operator()(void* node) const { plist_free(static_cast<plist_t>(node)); }
-};
-using PlistNode = std::unique_ptr<void, PlistDeleter>;
-
-// libplist 2.2 hands out its strings and iterators from malloc.
-struct MallocDeleter {
-  void operator()(void* block) const { std::free(block); }
-};
-using MallocText = std::unique_ptr<char, MallocDeleter>;
-using MallocIterator = std::unique_ptr<void, MallocDeleter>;
-
-}  // namespace
 
 const std::string* InfoDictionary::text(std::string_view key) const {
   auto found = entries.find(key);
@@ -37,32 +24,27 @@ const std::string* InfoDictionary::text(std::string_view key) const {
 }
 
 Expected<InfoDictionary> parseInfoDictionary(std::string_view bytes) {
-  if (bytes.empty()) return fail("not a property list (the file is empty)");
-  if (bytes.size() > std::numeric_limits<uint32_t>::max())
-    return fail("not a property list (too large)");
-  plist_t raw = nullptr;
-  plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &raw);
-  PlistNode root(raw);
-  if (!root) return fail("not a property list");
-  if (plist_get_node_type(root.get()) != PLIST_DICT) {
+  Expected<platform::PlistNode> root = platform::parsePropertyList(bytes);
+  if (!root) return std::unexpected(std::move(root).error());
+  if (plist_get_node_type(root->get()) != PLIST_DICT) {
     return fail("the property list's top level is not a dictionary");
   }
 
   InfoDictionary dictionary;
   plist_dict_iter rawIterator = nullptr;
-  plist_dict_new_iter(root.get(), &rawIterator);
-  MallocIterator iterator(rawIterator);
+  plist_dict_new_iter(root->get(), &rawIterator);
+  platform::PlistIterator iterator(rawIterator);
   for (;;) {
     char* rawKey = nullptr;
     plist_t value = nullptr;
-    plist_dict_next_item(root.get(), iterator.get(), &rawKey, &value);
-    MallocText key(rawKey);
+    plist_dict_next_item(root->get(), iterator.get(), &rawKey, &value);
+    platform::PlistText key(rawKey);
     if (!key || value == nullptr) break;
     std::optional<std::string> text;
     if (plist_get_node_type(value) == PLIST_STRING) {
       char* rawText = nullptr;
       plist_get_string_val(value, &rawText);
-      MallocText owned(rawText);
+      platform::PlistText owned(rawText);
       text = std::string(owned ? owned.get() : "");
     }
     dictionary.entries.insert_or_assign(std::string(key.get()), std::move(text));

@@ -38,12 +38,6 @@ bool equalsIgnoringCase(std::string_view a, std::string_view b) {
          });
 }
 
-std::string_view trimSpaces(std::string_view text) {
-  while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
-  while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
-  return text;
-}
-
 std::optional<std::int64_t> parseCount(std::string_view text) {
   std::int64_t value = 0;
   auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -74,13 +68,13 @@ CacheControl parseCacheControl(const HttpHeaders& headers) {
       if (rest[end] == '"') quoted = !quoted;
       if (rest[end] == ',' && !quoted) break;
     }
-    std::string_view directive = trimSpaces(rest.substr(0, end));
+    std::string_view directive = trimOptionalWhitespace(rest.substr(0, end));
     rest = end < rest.size() ? rest.substr(end + 1) : std::string_view();
     size_t equals = directive.find('=');
-    std::string_view name = trimSpaces(directive.substr(0, equals));
+    std::string_view name = trimOptionalWhitespace(directive.substr(0, equals));
     std::string_view value = equals == std::string_view::npos
                                  ? std::string_view()
-                                 : trimSpaces(directive.substr(equals + 1));
+                                 : trimOptionalWhitespace(directive.substr(equals + 1));
     if (value.size() >= 2 && value.front() == '"' && value.back() == '"') {
       value = value.substr(1, value.size() - 2);
     }
@@ -229,6 +223,12 @@ std::int64_t modificationNanoseconds(const struct stat& info) {
 
 }  // namespace
 
+std::string_view trimOptionalWhitespace(std::string_view text) {
+  while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
+  while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
+  return text;
+}
+
 std::optional<std::string> headerValue(const HttpHeaders& headers, std::string_view name) {
   std::optional<std::string> joined;
   for (const auto& [field, value] : headers) {
@@ -246,7 +246,7 @@ bool isStorable(long status, const HttpHeaders& headers) {
   CacheControl control = parseCacheControl(headers);
   if (control.noStore) return false;
   std::optional<std::string> vary = headerValue(headers, "Vary");
-  if (vary && trimSpaces(*vary) == "*") return false;
+  if (vary && trimOptionalWhitespace(*vary) == "*") return false;
   constexpr std::array<long, 11> kCacheableByDefault = {200, 203, 204, 300, 301, 308,
                                                         404, 405, 410, 414, 501};
   if (std::find(kCacheableByDefault.begin(), kCacheableByDefault.end(), status) !=
@@ -277,7 +277,7 @@ seconds currentAge(const CachedResponse& response, WallTime now) {
   seconds apparentAge = atLeastZero(response.responseTime - date);
   seconds ageValue(0);
   if (std::optional<std::string> age = headerValue(response.headers, "Age")) {
-    ageValue = seconds(parseCount(trimSpaces(*age)).value_or(0));
+    ageValue = seconds(parseCount(trimOptionalWhitespace(*age)).value_or(0));
   }
   seconds responseDelay = atLeastZero(response.responseTime - response.requestTime);
   seconds correctedInitialAge = std::max(apparentAge, ageValue + responseDelay);

@@ -40,6 +40,9 @@ inline constexpr std::size_t kDiskCacheCapacity = 167'772'160;   // 160 MiB
 // Response header fields in arrival order, names as sent.
 using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
 
+// `text` without HTTP's optional white space (blanks and tabs) at either end.
+std::string_view trimOptionalWhitespace(std::string_view text);
+
 // The values of every field named `name` (any case), joined with ", "; nullopt when none.
 std::optional<std::string> headerValue(const HttpHeaders& headers, std::string_view name);
 

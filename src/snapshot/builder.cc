@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 #include <span>
+#include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "platform/text.h"
@@ -63,16 +65,14 @@ std::string_view symbolForText(std::string_view text, double heaviestHourlyInche
     // heaviest hour rather than the daily total, because a long soaking drizzle is still light.
     return heaviestHourlyInches < kLightRainHourlyInches ? kLightRainSymbol : kRainSymbol;
   }
-  // The partly-cloudy vocabulary is tested before "clear" and "sunny": otherwise "Mostly sunny",
-  // "Mainly clear" and "Mostly clear" (which the vocabulary lists) could never reach it, and
-  // "Partly sunny" would show a cloudless sun. "broken cloud" means five to seven eighths of the
-  // sky covered, what the cloud-cover rule calls cloudy, so it takes the plain cloud; few,
-  // scattered and intermittent clouds leave the sun out often enough for "cloud.sun.fill".
-  static constexpr std::array<std::pair<std::string_view, std::string_view>, 8> kPartlyCloudy = {{
+  if (contains(text, "clear") || contains(text, "sunny")) return kSunSymbol;
+  // The partly-cloudy vocabulary comes after the sun, so its "mostly sunny", "mainly clear" and
+  // "mostly clear" (and "Partly sunny") already took "sun.max.fill" above. "broken cloud" means
+  // five to seven eighths of the sky covered, what the cloud-cover rule calls cloudy, so it takes
+  // the plain cloud; few, scattered and intermittent clouds leave the sun out often enough for
+  // "cloud.sun.fill".
+  static constexpr std::array<std::pair<std::string_view, std::string_view>, 5> kPartlyCloudy = {{
       {"partly", kPartlyCloudySymbol},
-      {"mostly sunny", kPartlyCloudySymbol},
-      {"mainly clear", kPartlyCloudySymbol},
-      {"mostly clear", kPartlyCloudySymbol},
       {"few cloud", kPartlyCloudySymbol},
       {"scattered cloud", kPartlyCloudySymbol},
       {"broken cloud", kCloudSymbol},
@@ -81,39 +81,13 @@ std::string_view symbolForText(std::string_view text, double heaviestHourlyInche
   for (const auto& [word, symbol] : kPartlyCloudy) {
     if (contains(text, word)) return symbol;
   }
-  if (contains(text, "clear") || contains(text, "sunny")) return kSunSymbol;
   return kCloudSymbol;
 }
 
-// The service's icon name as a condition text: "partly-cloudy-night" -> "Partly cloudy",
-// "clear-day" -> "Clear", "thunderstorm" -> "Thunderstorm". Used when a day has no condition text
-// (or for an hour, which never has one): the icon names carry the same keywords as the texts, and
-// storing the text that chose the symbol lets `normalized()` choose it again.
-std::optional<std::string> conditionFromIcon(const std::optional<std::string>& icon) {
-  if (!icon) return std::nullopt;
-  std::string text;
-  std::string_view rest = *icon;
-  while (!rest.empty()) {
-    size_t end = rest.find_first_of("-_ ");
-    std::string_view word = rest.substr(0, end);
-    rest = end == std::string_view::npos ? std::string_view{} : rest.substr(end + 1);
-    if (word.empty()) continue;
-    if ((word == "day" || word == "night") &&
-        rest.find_first_not_of("-_ ") == std::string_view::npos) {
-      break;  // "-day" or "-night" at the end names the time, not the sky
-    }
-    if (!text.empty()) text += ' ';
-    for (char c : word) text += lowerAscii(c);
-  }
-  if (isBlank(text)) return std::nullopt;
-  if (text[0] >= 'a' && text[0] <= 'z') text[0] = static_cast<char>(text[0] - 'a' + 'A');
-  return text;
-}
-
-// The text that describes a day: its own condition, else its icon.
+// A day's own condition text; a blank one describes nothing.
 std::optional<std::string> dayConditionText(const ChartDay& day) {
   if (day.condition && !isBlank(*day.condition)) return day.condition;
-  return conditionFromIcon(day.icon);
+  return std::nullopt;
 }
 
 std::optional<std::string_view> view(const std::optional<std::string>& text) {
@@ -131,9 +105,8 @@ bool readTwoDigits(std::string_view text, size_t pos, int& out) {
   return true;
 }
 
-// The local clock time of a date-time text, "2026-10-29T14:30:00-05:00" or "2026-10-29T14:30",
-// as an hour of the day (14.5). The clock reading is taken as written, before any offset: it is
-// the place's own time, which is what the widgets label.
+// The clock time of a local date-time text, "2026-10-29T14:30" or "2026-10-29 14:30:00", as an
+// hour of the day (14.5). Anything after the minutes (seconds, an offset) is ignored.
 std::optional<double> clockHourOfDateTime(std::string_view text) {
   int hour = 0, minute = 0;
   if (text.size() < 16 || (text[10] != 'T' && text[10] != ' ') || !readTwoDigits(text, 11, hour) ||
@@ -159,15 +132,16 @@ std::optional<double> clockHourOfLabel(std::string_view label) {
   return std::nullopt;
 }
 
-// The hour of day of a packet hour for the range texts: from its time texts only;
-// when neither parses the caller falls back to the hour's display label.
+// The hour of day of a packet hour: its local date-time, the place's own clock that the widgets
+// label. Never `startISO`: a service may send that in UTC, and its clock would shift every label
+// by the offset. Absent when `datetime` does not parse; the range texts then show the hour's
+// display label.
 std::optional<double> clockHourOfTimeText(const ChartHour& hour) {
-  if (auto h = clockHourOfDateTime(hour.startISO)) return h;
   return clockHourOfDateTime(hour.datetime);
 }
 
-// The `hour` of a point: the start's local clock time, else the local date-time, else the time
-// label, else the hour's position in its day (a day's hours normally start at midnight).
+// The `hour` of a point: the local date-time, else the time label, else the hour's position in
+// its day (a day's hours normally start at midnight).
 double pointHour(const ChartHour& hour, size_t positionInDay) {
   if (auto h = clockHourOfTimeText(hour)) return *h;
   if (auto h = clockHourOfLabel(hour.timeLabel)) return *h;
@@ -280,19 +254,6 @@ double heaviestHourlyAmount(const std::vector<PluvoWidgetHourlyPoint>& points, d
   return heaviest;
 }
 
-std::optional<double> meanCloudCover(const std::vector<PluvoWidgetHourlyPoint>& points) {
-  double sum = 0;
-  int count = 0;
-  for (const PluvoWidgetHourlyPoint& point : points) {
-    if (point.cloudCover) {
-      sum += *point.cloudCover;
-      ++count;
-    }
-  }
-  if (count == 0) return std::nullopt;
-  return sum / count;
-}
-
 void describePoint(PluvoWidgetHourlyPoint& point) {
   ConditionDescription d =
       describeCondition(view(point.condition), point.cloudCover, point.rainAmount);
@@ -321,7 +282,6 @@ PluvoWidgetHourlyPoint makePoint(const ChartHour& hour, std::int64_t id, double 
   point.moonAltitudeDegrees = v.moonAltitudeDegrees;
   point.moonIllumination = v.moonIllumination;
   point.solunarPeriodType = v.solunarPeriodType;
-  point.condition = conditionFromIcon(hour.icon);
   describePoint(point);
   return point;
 }
@@ -344,21 +304,17 @@ void setWind(PluvoWidgetDay& day, std::span<const ChartHour* const> hours) {
   }
 }
 
-// Condition, symbol and rain text of a day from its own fields and points; shared by the builder and normalized().
+// Condition, symbol and rain text of a stored day from its own fields and points.
 void describeDay(PluvoWidgetDay& day, bool isCurrentDay) {
   static const std::vector<PluvoWidgetHourlyPoint> kNoPoints;
   const std::vector<PluvoWidgetHourlyPoint>& points =
       day.hourlyPoints ? *day.hourlyPoints : kNoPoints;
-  ConditionDescription d = describeCondition(view(day.condition), meanCloudCover(points),
+  ConditionDescription d = describeCondition(view(day.condition), std::nullopt,
                                              heaviestHourlyAmount(points, day.rainAmount));
   day.condition = std::move(d.text);
   day.symbolName = std::move(d.symbolName);
-  // Without its points a stored day cannot be re-derived (it would lose its hour range), so its
-  // text stays as it was written.
-  if (day.hourlyPoints) {
-    std::vector<RainHour> hours = rainHoursOf(points);
-    day.rainDetail = rainDetail(day.rainChance, day.rainAmount, hours, isCurrentDay);
-  }
+  std::vector<RainHour> hours = rainHoursOf(points);
+  day.rainDetail = rainDetail(day.rainChance, day.rainAmount, hours, isCurrentDay);
 }
 
 PluvoWidgetDay makeDay(const ChartDay& source, std::int64_t position,
@@ -378,7 +334,7 @@ PluvoWidgetDay makeDay(const ChartDay& source, std::int64_t position,
   day.rainAmount = source.precipAmount;
   setWind(day, hours);
   double heaviest = heaviestHourlyAmount(points, day.rainAmount);
-  ConditionDescription d = describeCondition(view(day.condition), meanCloudCover(points), heaviest);
+  ConditionDescription d = describeCondition(view(day.condition), std::nullopt, heaviest);
   day.condition = std::move(d.text);
   day.symbolName = std::move(d.symbolName);
   // The packet's hours (not the points) give the rain text: their seqIndex orders them and their
@@ -421,8 +377,9 @@ PluvoWidgetCurrent currentFromHour(const ChartHour& hour) {
   current.feelsLike = hour.values.feelsLike;
   current.rainChance = hour.values.precipProb;
   current.rainAmount = hour.values.precipAmount;
-  ConditionDescription d = describeCondition(view(conditionFromIcon(hour.icon)),
-                                             hour.values.cloudCover, current.rainAmount);
+  // An hour has no condition text; its cloud cover chooses the symbol.
+  ConditionDescription d =
+      describeCondition(std::nullopt, hour.values.cloudCover, current.rainAmount);
   current.condition = std::move(d.text);
   current.symbolName = std::move(d.symbolName);
   return current;
@@ -462,16 +419,30 @@ ConditionDescription describeCondition(std::optional<std::string_view> text,
   if (text && !isBlank(*text)) {
     return {std::string(*text), std::string(symbolForText(*text, heaviestHourlyInches))};
   }
+  // Without a text the condition stays absent (the views show their own word for it): the
+  // cloud cover chooses the symbol, and with no cover either the sky reads as partly cloudy.
+  std::string_view symbol = kPartlyCloudySymbol;
   if (cloudCover && std::isfinite(*cloudCover)) {
-    // "Clear" rather than "Sunny": an hour of the night may be cloudless too.
-    if (*cloudCover < 25) return {"Clear", std::string(kSunSymbol)};
-    if (*cloudCover < 75) return {"Partly cloudy", std::string(kPartlyCloudySymbol)};
-    return {"Cloudy", std::string(kCloudSymbol)};
+    symbol = *cloudCover < 25 ? kSunSymbol : *cloudCover < 75 ? kPartlyCloudySymbol : kCloudSymbol;
   }
-  // Nothing describes the sky: the symbol reads as partly cloudy and the text stays absent, as
-  // current conditions keep it when neither hours nor days say more (the views show their own
-  // fallback word).
-  return {std::nullopt, std::string(kPartlyCloudySymbol)};
+  return {std::nullopt, std::string(symbol)};
+}
+
+Expected<void> checkForecastSize(const ChartPacket& packet) {
+  if (packet.days.size() > kMaximumForecastDays) {
+    return fail("the forecast holds " + std::to_string(packet.days.size()) +
+                " days; a forecast has at most " + std::to_string(kMaximumForecastDays));
+  }
+  std::unordered_map<std::int64_t, size_t> hoursPerDay;
+  for (const ChartHour& hour : packet.hours) {
+    if (++hoursPerDay[hour.dayIndex] > kMaximumHoursPerDay) {
+      return fail("the forecast holds more than " + std::to_string(kMaximumHoursPerDay) +
+                  " hours for day " + std::to_string(hour.dayIndex) + " (" +
+                  std::to_string(packet.hours.size()) + " hours in all); a day has at most " +
+                  std::to_string(kMaximumHoursPerDay));
+    }
+  }
+  return {};
 }
 
 PluvoWidgetSnapshot makeWidgetSnapshot(const ChartPacket& packet, const BuildOptions& options,
@@ -504,15 +475,29 @@ PluvoWidgetSnapshot makeWidgetSnapshot(const ChartPacket& packet, const BuildOpt
 
   // Point ids are the hours' seqIndex: unique in any well-formed packet, stable across rebuilds,
   // and they keep the hours' order, which lets normalized() re-derive the rain texts from stored
-  // points alone. A repeated seqIndex (a malformed packet) gets the next unused id instead.
-  std::vector<std::int64_t> usedIds;
+  // points alone. A repeated seqIndex (a malformed packet) gets a spare id instead: the next
+  // unused one above the largest seen when the first repeat came, counting up from there (past
+  // the top of the range to its bottom), so that every hour costs constant time on average.
+  constexpr std::int64_t kTop = std::numeric_limits<std::int64_t>::max();
+  std::unordered_set<std::int64_t> usedIds;
   std::int64_t largestId = std::numeric_limits<std::int64_t>::min();
+  std::optional<std::int64_t> spare;
+  auto takeSpare = [&] {
+    if (!spare) spare = largestId < kTop ? largestId + 1 : 0;
+    while (usedIds.contains(*spare)) spare = *spare < kTop ? *spare + 1 : 0;
+    return *spare;
+  };
   // The hours of every built day in one pass over the (large) hour records, packet order kept.
+  std::unordered_map<std::int64_t, std::vector<size_t>> positionsOfDayIndex;
+  for (std::int64_t position = 0; position < count; ++position) {
+    positionsOfDayIndex[packet.days[static_cast<size_t>(position)].index].push_back(
+        static_cast<size_t>(position));
+  }
   std::vector<std::vector<const ChartHour*>> hoursOfDay(static_cast<size_t>(count));
   for (const ChartHour& hour : packet.hours) {
-    for (size_t d = 0; d < hoursOfDay.size(); ++d) {
-      if (packet.days[d].index == hour.dayIndex) hoursOfDay[d].push_back(&hour);
-    }
+    auto found = positionsOfDayIndex.find(hour.dayIndex);
+    if (found == positionsOfDayIndex.end()) continue;
+    for (size_t position : found->second) hoursOfDay[position].push_back(&hour);
   }
   for (std::int64_t position = 0; position < count; ++position) {
     const ChartDay& source = packet.days[static_cast<size_t>(position)];
@@ -521,15 +506,7 @@ PluvoWidgetSnapshot makeWidgetSnapshot(const ChartPacket& packet, const BuildOpt
     points.reserve(dayHours.size());
     for (size_t i = 0; i < dayHours.size(); ++i) {
       std::int64_t id = dayHours[i]->seqIndex;
-      // Ids normally rise with the packet's order; only one that does not is searched for.
-      auto used = [&](std::int64_t candidate) {
-        return std::find(usedIds.begin(), usedIds.end(), candidate) != usedIds.end();
-      };
-      if (id <= largestId && used(id)) {
-        id = largestId;  // the next unused id above the largest, wrapping at the top of the range
-        while (used(id)) id = id < std::numeric_limits<std::int64_t>::max() ? id + 1 : 0;
-      }
-      usedIds.push_back(id);
+      if (!usedIds.insert(id).second) usedIds.insert(id = takeSpare());
       largestId = std::max(largestId, id);
       points.push_back(makePoint(*dayHours[i], id, pointHour(*dayHours[i], i)));
     }
@@ -570,10 +547,9 @@ PluvoWidgetSnapshot displaySnapshot(const PluvoWidgetSnapshot& snapshot, Instant
 
   PluvoWidgetSnapshot shown = snapshot;
   PluvoWidgetCurrent& current = shown.current;
+  // The chosen point fills temperature, chance, amount, condition and symbol; the feels-like
+  // temperature stays, as points carry none.
   current.temperature = chosen->temperature;
-  // Points carry no apparent temperature; the one stored was read at build time for another hour,
-  // so beside this hour's temperature it would mislead. It is left out.
-  current.feelsLike.reset();
   current.rainChance = chosen->rainChance;
   current.rainAmount = chosen->rainAmount;
   ConditionDescription d =
@@ -584,15 +560,11 @@ PluvoWidgetSnapshot displaySnapshot(const PluvoWidgetSnapshot& snapshot, Instant
 }
 
 PluvoWidgetSnapshot normalized(const PluvoWidgetSnapshot& snapshot) {
-  // Re-derived: the summaries, conditions, symbols and rain texts, from the snapshot's own values. Kept: the header,
-  // labels, dates, temperatures, chances, amounts and wind. The wind stays because points carry no
-  // direction, and a snapshot written by another version may have chosen its wind differently;
-  // recomputing the speed but not the direction would mix two rules in one day.
+  // Re-derived from the snapshot's own values: each day's condition, symbol and rain text, the
+  // current condition and symbol, and the summaries. Everything else stays, the hourly points
+  // included.
   PluvoWidgetSnapshot result = snapshot;
   for (PluvoWidgetDay& day : result.days) {
-    if (day.hourlyPoints) {
-      for (PluvoWidgetHourlyPoint& point : *day.hourlyPoints) describePoint(point);
-    }
     // Whether a day held the current hour is not stored; the builder's answer shows in its text,
     // so "No additional rain" stays where the builder wrote it.
     describeDay(day, day.rainDetail == kNoAdditionalRain);

@@ -16,6 +16,7 @@
 // Thread safety: pure; call from any thread.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -25,6 +26,7 @@
 #include "model/chart_packet.h"
 #include "model/widget_snapshot.h"
 #include "platform/calendar.h"
+#include "platform/error.h"
 #include "platform/instant.h"
 
 namespace pluvo::snapshot {
@@ -38,6 +40,17 @@ struct BuildOptions {
 
 model::PluvoWidgetSnapshot makeWidgetSnapshot(const model::ChartPacket& packet,
                                               const BuildOptions& options, Instant now);
+
+// The most a forecast holds: days (two months), and hours per day (25 on the day the clocks go
+// back, one more for a half-hour shift). The builder itself is linear in any packet; these
+// bounds keep a broken or hostile file from costing the widgets seconds and memory.
+inline constexpr std::size_t kMaximumForecastDays = 62;
+inline constexpr std::size_t kMaximumHoursPerDay = 26;
+
+// Whether `packet` is within those bounds; the error says which one it passes ("the forecast
+// holds more than 26 hours for day 0 (100000 hours in all); a day has at most 26"). Callers
+// check before building.
+Expected<void> checkForecastSize(const model::ChartPacket& packet);
 
 // The snapshot as shown at `at`: current conditions re-derived from the hourly point nearest to
 // the hour of `at` on the day `at` falls on, both read in the snapshot's zone (`deviceZone` when
@@ -67,10 +80,11 @@ struct ConditionDescription {
   bool operator==(const ConditionDescription&) const = default;
 };
 
-// The condition rule of the builder. `text` wins whenever it is not blank (it is kept verbatim and chooses the
-// symbol by its keywords); otherwise `cloudCover` (percent) chooses the symbol and one of the texts
-// "Clear", "Partly cloudy" or "Cloudy" that lead back to the same symbol; with neither, no text and
-// "cloud.sun.fill". `heaviestHourlyInches` decides light rain against `kLightRainHourlyInches`.
+// The condition rule of the builder. A `text` that is not blank is kept verbatim and chooses the
+// symbol by its keywords; otherwise the text stays absent and `cloudCover` (percent) chooses the
+// symbol, or "cloud.sun.fill" without it. `heaviestHourlyInches` decides light rain against
+// `kLightRainHourlyInches`. Nothing invents a text: an hour has none, and a day or current
+// conditions have only the packet's.
 ConditionDescription describeCondition(std::optional<std::string_view> text,
                                        std::optional<double> cloudCover,
                                        double heaviestHourlyInches);

@@ -29,6 +29,11 @@ std::optional<model::PluvoWidgetSnapshot> ForecastCacheRecovery::recover(
       bytes
           ? model::decodeForecastCacheRecoveryRecord(*bytes)
           : Expected<model::ForecastCacheRecoveryRecord>(std::unexpected(std::move(bytes).error()));
+  if (record) {
+    if (auto size = checkForecastSize(record->packet); !size) {
+      record = std::unexpected(Error{"packet: " + size.error().message});
+    }
+  }
   if (!record) {
     environment_.log("Pluvo widget snapshot recovery failed: " + record.error().message);
     return std::nullopt;

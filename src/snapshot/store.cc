@@ -105,7 +105,8 @@ void SnapshotStore::save(const PluvoWidgetSnapshot& snapshot, bool reloadTimelin
 
   if (platform::DefaultsSuite* defaults = environment_.sharedDefaults()) {
     if (auto stored = defaults->setData(kSnapshotDefaultsKey, *bytes); !stored) {
-      environment_.log("Pluvo widget snapshot defaults save failed: " + stored.error().message);
+      environment_.diagnose("Pluvo widget snapshot defaults save failed: " +
+                            stored.error().message);
     }
   } else {
     environment_.log("Pluvo widget snapshot defaults save skipped: app group defaults unavailable");

@@ -66,6 +66,11 @@ PluvoWidgetRefreshCoordinator::Result PluvoWidgetRefreshCoordinator::performRefr
   // The widget asks the server every time: the refresh stamp already busts shared caches, and
   // a local copy is exactly what a refresh is meant to replace.
   auto packet = client_.fetchChart(*url, service::CachePolicy::reloadIgnoringLocalCacheData);
+  if (packet) {
+    if (auto size = snapshot::checkForecastSize(*packet); !size) {
+      packet = std::unexpected(std::move(size).error());
+    }
+  }
   if (!packet) {
     env_.log(std::string(kRefreshFailedLine) + packet.error().message);
     return std::nullopt;

@@ -38,6 +38,14 @@ TEST(Cli, PacketDecodeReencodesASampleAndRejectsBrokenFiles) {
   EXPECT_EQ(bad.err, "pluvo-widget: " + broken.string() +
                          " is not a chart packet: metrics[1].key: unknown value \"snow\"\n");
 
+  bytes = testing::readSample("rainy-week.json");
+  bytes.replace(bytes.find("Galveston, TX"), 13, "Galveston\\n\\u001b[31mPluvo API");
+  testing::writeFileBytes(broken, bytes);
+  auto forged = runCommand({kCli, "packet", "decode", broken.string()});
+  EXPECT_EQ(forged.exitCode, 0);
+  EXPECT_THAT(forged.err, ::testing::MatchesRegex("decoded .*: Galveston\\\\n\\\\x1b\\[31mPluvo "
+                                                  "API, 7 days, 169 hours, 2 alerts\n"));
+
   auto missing = runCommand({kCli, "packet", "decode", (dir.path() / "none.json").string()});
   EXPECT_EQ(missing.exitCode, 1);
   EXPECT_THAT(missing.err, HasSubstr("cannot read " + (dir.path() / "none.json").string() +
@@ -75,6 +83,13 @@ TEST(Cli, BadClockOrZoneIsOneClearLine) {
   EXPECT_THAT(badZone.err, HasSubstr("\"Mars/Olympus\" is not a known IANA time zone"));
   auto noCommand = runCommand({kCli});
   EXPECT_NE(noCommand.exitCode, 0);
+  testing::TemporaryDirectory dir;
+  const std::string deep = (dir.path() / "deep.plist").string();
+  testing::writeFileBytes(deep, testing::nestedXmlPropertyList(175'000));
+  auto badInfo = runCommand({kCli, "--info", deep, "snapshot", "placeholder"});
+  EXPECT_EQ(badInfo.exitCode, 2);
+  EXPECT_EQ(badInfo.err,
+            "pluvo-widget: --info: " + deep + ": property list nested deeper than 32 levels\n");
 }
 
 }  // namespace
@@ -125,6 +140,45 @@ TEST(Cli, RefreshFetchesSavesAndReportsFailures) {
   EXPECT_EQ(server.requestCount(), 2);
   EXPECT_EQ(testing::readFileBytes(dir.path() / "container/pluvo-widget-snapshot.json"),
             first.out.substr(0, first.out.size() - 1));
+
+  // A read-only container still shows what it holds, and a refresh that cannot save says so.
+  server.setReply({.body = testing::readSample("rainy-week.json")});
+  testing::writeFileBytes(dir.path() / "container/pluvo-last-forecast.json",
+                          testing::readSample("forecast-cache.json"));
+  testing::shareWithUnprivilegedUser(dir.path());
+  for (const char* folder : {"container/Library/Preferences", "container"}) {
+    std::filesystem::permissions(dir.path() / folder, std::filesystem::perms::owner_read |
+                                                          std::filesystem::perms::owner_exec);
+  }
+  auto recovered = runCommand({kCli, "recover", "--container", container, "--now",
+                               "2026-10-29T20:00:00Z", "--time-zone", "America/Chicago"},
+                              /*unprivileged=*/true);
+  EXPECT_EQ(recovered.exitCode, 0) << recovered.err;
+  const std::string saveFailed = "Pluvo widget snapshot file save failed at "
+                                 "pluvo-widget-snapshot.json: cannot create ";
+  const std::string notSaved = "pluvo-widget: the new snapshot could not be saved in ";
+  std::vector<std::string> argv = {kCli,    "refresh",     "--container", container, "--info",
+                                   info.string(), "--now", "2026-10-29T21:00:00Z"};
+  auto readOnly = runCommand(argv, /*unprivileged=*/true);
+  EXPECT_EQ(readOnly.exitCode, 1);
+  EXPECT_THAT(readOnly.err, HasSubstr(saveFailed));
+  EXPECT_THAT(readOnly.err, HasSubstr(notSaved + container + "\n"));
+  EXPECT_EQ(testing::readFileBytes(dir.path() / "container/pluvo-widget-snapshot.json"),
+            first.out.substr(0, first.out.size() - 1));
+
+  for (const char* folder : {"container", "container/Library/Preferences"}) {
+    std::filesystem::permissions(dir.path() / folder, std::filesystem::perms::owner_all);
+  }
+
+  const std::string plainFile = (dir.path() / "plain").string();
+  testing::writeFileBytes(plainFile, "x");
+  argv[3] = plainFile;
+  argv.insert(argv.end(), {"--location", "Galveston, TX"});
+  auto noContainer = runCommand(argv);
+  EXPECT_EQ(noContainer.exitCode, 1);
+  EXPECT_THAT(noContainer.err,
+              HasSubstr("Pluvo widget snapshot save skipped: no available shared storage\n" +
+                        notSaved + plainFile + "\n"));
 }
 
 }  // namespace

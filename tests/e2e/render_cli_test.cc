@@ -70,7 +70,7 @@ TEST(RenderCli, ImagesCarryTheirAccessibilityTextAndRepeatExactly) {
       "{\"kind\":\"PluvoCurrentSmallWidget\",\"displayName\":\"Pluvo Forecast\",\"image\":\"" +
           (dir.path() / "a.png").string() +
           "\",\"format\":\"png\",\"width\":170,\"height\":170,\"scale\":2,\"entryDate\":\"" + kNow +
-          "\",\"accessibilityText\":\"Pluvo, Galveston, TX, 27°, Rain, 96% chance, 7.9mm "
+          "\",\"accessibilityText\":\"Pluvo, Galveston, TX, 27°, Forecast, 96% chance, 7.9mm "
           "rain, 2p-7p\"}\n");
 
   std::string svg = (dir.path() / "medium.svg").string();

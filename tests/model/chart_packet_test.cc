@@ -102,13 +102,8 @@ TEST(ChartPacket, RequiredOptionalAndNull) {
   EXPECT_TRUE(onlyCoastal->sources->coastal.has_value());
 }
 
-TEST(ChartPacket, IntegersAndFloatsAreKeptApart) {
+TEST(ChartPacket, ValuesOfTheWrongTypeFail) {
   const std::string rainy = testing::readSample("rainy-week.json");
-  // A float where an integer belongs fails, even when it is whole.
-  EXPECT_EQ(decodeError(edited(rainy, "\"seqIndex\":0,", "\"seqIndex\":0.0,")),
-            "hours[0].seqIndex: expected an integer, found a float");
-  EXPECT_EQ(decodeError(edited(rainy, "\"version\":2", "\"version\":18446744073709551615")),
-            "version: integer out of range");
   EXPECT_EQ(decodeError(edited(rainy, "\"latitude\":29.3013", "\"latitude\":\"29.3013\"")),
             "location.latitude: expected a number, found a string");
   EXPECT_EQ(decodeError(edited(rainy, "\"defaultVisible\":true", "\"defaultVisible\":1")),
@@ -119,6 +114,10 @@ TEST(ChartPacket, UnknownMetricKeyFailsUnknownFieldsAreIgnored) {
   const std::string rainy = testing::readSample("rainy-week.json");
   EXPECT_EQ(decodeError(edited(rainy, "\"key\":\"temp\"", "\"key\":\"snow\"")),
             "metrics[1].key: unknown value \"snow\"");
+  // A value quoted in the message cannot forge a second line.
+  EXPECT_EQ(decodeError(edited(rainy, "\"key\":\"temp\"",
+                               "\"key\":\"x\\n\\u001b[31mPluvo widget snapshot saved\"")),
+            "metrics[1].key: unknown value \"x\\n\\x1b[31mPluvo widget snapshot saved\"");
   auto extra = decodeChartPacket(edited(rainy, "\"version\":2,", "\"version\":2,\"future\":{\"a\":[1,2]},"));
   ASSERT_TRUE(extra.has_value()) << extra.error().message;
 }
@@ -156,17 +155,31 @@ TEST(ChartPacket, AlertsForgiveMissingFieldsButNotWrongTypes) {
   EXPECT_EQ(*again, *packet);
 }
 
-TEST(ChartPacket, BadInputIsAnErrorNeverACrash) {
+TEST(ChartPacket, BadInputIsAnErrorThatSaysWhereNeverACrash) {
   const std::string rainy = testing::readSample("rainy-week.json");
-  EXPECT_THAT(decodeError(rainy.substr(0, rainy.size() / 2)), StartsWith("invalid JSON: "));
-  EXPECT_THAT(decodeError(""), StartsWith("invalid JSON: "));
-  EXPECT_EQ(decodeError("[]"), "expected an object, found an array");
-  EXPECT_THAT(decodeError(std::string(5000, '[') + std::string(5000, ']')),
-              StartsWith("invalid JSON: "));  // deeper than the parser's depth limit
+  const std::pair<std::string, std::string> kErrors[] = {
+      {"", "invalid JSON: the document is empty"},
+      {"[]", "expected an object, found an array"},
+      {"{\"version\":1,\n  \"generatedAt\" \"x\"}",
+       "invalid JSON at line 2, column 17: expected ':' after a key"},
+      {"{\"version\":1,}", "invalid JSON at line 1, column 14: expected a key in double quotes"},
+      {"{\"version\":[1 2]}", "invalid JSON at line 1, column 15: expected ',' or ']'"},
+      {"{\"version\":tru}", "invalid JSON at line 1, column 12: expected a value"},
+      {"{\"version\":1.}", "invalid JSON at line 1, column 14: a malformed number"},
+      {"{\"a\":\"\\q\"}", "invalid JSON at line 1, column 8: an unknown escape"},
+      {"{\"a\":\"x\ty\"}", "invalid JSON at line 1, column 8: a control character inside a string"},
+      {"{\"a\":\"\xff\xfe\"}", "invalid JSON at line 1, column 7: a byte that is not UTF-8"},
+      {"{\"a\":1} x", "invalid JSON at line 1, column 9: more text after the document"},
+      {"{\"a\":\"b", "invalid JSON at line 1, column 8: the text ends inside a string"},
+      {std::string(5000, '[') + std::string(5000, ']'),  // deeper than the parser goes
+       "invalid JSON: The JSON document was too deep (too many nested objects and arrays)"},
+  };
+  for (const auto& [json, error] : kErrors) EXPECT_EQ(decodeError(json), error);
+  // A byte-order mark is no part of the data.
+  EXPECT_TRUE(decodeChartPacket("\xEF\xBB\xBF" + rainy).has_value());
   // A 100 MB string where a name belongs is read and rejected by type, not by a crash.
   std::string huge = "{\"version\":\"" + std::string(100 << 20, 'x') + "\"}";
   EXPECT_EQ(decodeError(huge), "version: expected an integer, found a string");
-  EXPECT_THAT(decodeError("{\"version\":1,\"generatedAt\":\"\xff\xfe\"}"), StartsWith("invalid JSON: "));
 }
 
 TEST(ChartPacket, EncodingRefusesNonFiniteNumbers) {

@@ -1,4 +1,5 @@
-// The JSON writer: numbers read back exactly, strings survive escaping.
+// The JSON writer: numbers read back exactly, strings survive escaping. The reader: numbers as
+// the app's decoder takes them.
 #include "model/json_writer.h"
 
 #include <gtest/gtest.h>
@@ -7,6 +8,10 @@
 #include <cmath>
 #include <limits>
 #include <random>
+#include <string>
+
+#include "model/chart_packet.h"
+#include "support/test_support.h"
 
 namespace pluvo::model {
 namespace {
@@ -62,6 +67,39 @@ TEST(JsonWriter, StringsAndStructureRoundTrip) {
   EXPECT_EQ(doc["list"].get_array().value().size(), 4U);
   EXPECT_EQ(int64_t(doc["list"].at(0).get_int64().value()), std::numeric_limits<int64_t>::min());
   EXPECT_NE(w.text().find("\\u0007"), std::string::npos);
+}
+
+// Whole floats are integers; integer literals of any length are floats.
+TEST(JsonReader, NumbersAsTheAppsDecoderTakesThem) {
+  const std::string minimal = testing::readSample("minimal.json");
+  auto decode = [&](std::string_view version, std::string_view latitude) {
+    std::string json = minimal;
+    json.replace(json.find("\"version\":2"), 11, "\"version\":" + std::string(version));
+    json.replace(json.find("29.3013"), 7, latitude);
+    return decodeChartPacket(json);
+  };
+  const std::tuple<std::string_view, std::string_view, std::int64_t, double> kRead[] = {
+      {"0.0", "29", 0, 29},
+      {"1e3", "-29", 1000, -29},
+      {"-9223372036854775808.0", "100000000000000000000000", INT64_MIN, 1e23},
+      {"2", "-100000000000000000000000", 2, -1e23},
+      {"2", "18446744073709551616", 2, 18446744073709551616.0},
+  };
+  for (auto [version, latitude, v, degrees] : kRead) {
+    auto packet = decode(version, latitude);
+    ASSERT_TRUE(packet) << version << " " << latitude << ": " << packet.error().message;
+    EXPECT_EQ(std::tie(packet->version, packet->location.latitude), std::tie(v, degrees));
+  }
+  const std::pair<std::string_view, std::string_view> kRefused[] = {
+      {"2.5", "version: expected an integer, found a float"},
+      {"9223372036854775808.0", "version: integer out of range"},
+      {"18446744073709551615", "version: integer out of range"},
+      {"100000000000000000000000", "version: integer out of range"},
+  };
+  for (auto [version, error] : kRefused) {
+    auto packet = decode(version, "29");
+    EXPECT_EQ(packet ? "decoded" : packet.error().message, error);
+  }
 }
 
 }  // namespace

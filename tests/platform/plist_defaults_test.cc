@@ -1,6 +1,6 @@
 // The shared defaults suite as a property list file in a temporary container: data values that
-// survive byte for byte in a private binary file beside keys another program wrote in XML, a
-// corrupt file read as empty with one log line and replaced by the next change, and two
+// survive byte for byte in a private binary file beside keys another program wrote in XML,
+// corrupt and hostile files read as empty with one line and replaced by the next change, and two
 // processes changing the suite at once without undoing each other.
 #include "platform/plist_defaults.h"
 
@@ -54,24 +54,58 @@ TEST_F(PlistDefaultsTest, DataSurvivesInAPrivateBinaryFileBesideOtherKeys) {
   EXPECT_THAT(lines, IsEmpty());
 }
 
-TEST_F(PlistDefaultsTest, CorruptFilesReadAsEmptyWithOneLineAndAreReplacedByTheNextChange) {
+// Corrupt or hostile files: never handed to libplist unbounded, read as empty with one line, and
+// replaced whole by the next change.
+TEST_F(PlistDefaultsTest, UnreadableFilesReadAsEmptyWithOneLineAndAreReplacedByTheNextChange) {
   ASSERT_TRUE(suite.setData(kKey, "whole value").has_value());
   const std::string valid = readFileBytes(file);
-  const std::string corruptions[] = {
-      "not a property list", valid.substr(0, valid.size() / 2), std::string(3, '\0'),
-      "<plist><array><data>AA==</data></array></plist>"};  // parses, but the root is no dictionary
-  for (const std::string& corrupt : corruptions) {
-    writeFileBytes(file, corrupt);
+  std::vector<std::vector<std::uint32_t>> deep(100'000), shared(24);
+  for (std::uint32_t i = 0; i < deep.size(); ++i) deep[i] = {i + 1};
+  for (std::uint32_t i = 0; i < shared.size(); ++i) shared[i] = {i + 1, i + 1};
+  const std::pair<std::string, std::string> kFiles[] = {
+      {"not a property list", "not a property list"},
+      {valid.substr(0, valid.size() / 2),
+       "not a property list (its binary object table is damaged)"},
+      {std::string(3, '\0'), "not a property list"},
+      {"<plist><array><data>AA==</data></array></plist>",
+       "the property list's top level is not a dictionary"},
+      {testing::nestedXmlPropertyList(175'000), "property list nested deeper than 32 levels"},
+      {testing::binaryPropertyListOfArrays(deep), "property list nested deeper than 32 levels"},
+      {testing::binaryPropertyListOfArrays(shared), "property list holds more than 262144 values"},
+      {testing::binaryPropertyListOfArrays({{1, 0}}), "property list contains itself"},
+  };
+  const std::string at = "Pluvo shared defaults at " + file.string();
+  for (const auto& [bytes, reason] : kFiles) {
+    writeFileBytes(file, bytes);
     lines.clear();
-    EXPECT_EQ(suite.data(kKey), std::nullopt);
-    EXPECT_THAT(lines, ElementsAre("Pluvo shared defaults at " + file.string() +
-                                   " is not a property list; reading it as empty"));
+    EXPECT_EQ(suite.data(kKey), std::nullopt) << reason;
+    ASSERT_TRUE(suite.setData(kKey, "fresh").has_value()) << reason;
+    EXPECT_THAT(lines, ElementsAre(at + " read as empty: " + reason, at + " replaced: " + reason));
+    EXPECT_EQ(suite.data(kKey), "fresh") << reason;
   }
+  // Too large to read at all (sparse: nothing is written): refused at once and replaced.
+  ::truncate(file.c_str(), 64 * 1024 * 1024 + 1);
   lines.clear();
-  ASSERT_TRUE(suite.setData(kKey, "fresh").has_value());
+  EXPECT_EQ(suite.data(kKey), std::nullopt);
+  ASSERT_TRUE(suite.setData(kKey, "after").has_value());
+  EXPECT_THAT(lines, ElementsAre(::testing::HasSubstr("file too large"),
+                                 at + " replaced: file too large (67108865 bytes)"));
+  EXPECT_EQ(suite.data(kKey), "after");
+}
+
+TEST_F(PlistDefaultsTest, EntriesThatAreNotUtf8AreDroppedRatherThanWrittenAsSurrogates) {
+  fs::create_directories(file.parent_path());
+  writeFileBytes(file, "<plist><dict><key>bad\xff\xfekey</key><string>x</string>"
+                       "<key>nested</key><dict><key>k</key><string>\xed\xa0\x80</string></dict>"
+                       "<key>app.name</key><string>Pluvo \xc2\xb7 rain</string></dict></plist>");
+  ASSERT_TRUE(suite.setData(kKey, "value").has_value());
   EXPECT_THAT(lines, ElementsAre("Pluvo shared defaults at " + file.string() +
-                                 " is not a property list; writing a new one"));
-  EXPECT_EQ(suite.data(kKey), "fresh");
+                                 ": dropped 2 entries whose texts are not UTF-8"));
+  const std::string written = readFileBytes(file);
+  EXPECT_EQ(written.find("bad"), std::string::npos);
+  EXPECT_EQ(written.find("nested"), std::string::npos);
+  EXPECT_NE(written.find("app.name"), std::string::npos);
+  EXPECT_EQ(suite.data(kKey), "value");
 }
 
 TEST_F(PlistDefaultsTest, WritesFromTwoProcessesNeverUndoEachOther) {

@@ -63,11 +63,13 @@ TEST_F(SystemEnvironmentTest, FoldersFollowTheXdgVariablesOrHomeAndAreCreatedPri
   EXPECT_THAT(lines, IsEmpty());
 }
 
-TEST_F(SystemEnvironmentTest, ContainerThatCannotBeCreatedIsUnavailableWithOneLine) {
+TEST_F(SystemEnvironmentTest, ContainerThatCannotBeCreatedIsUnavailableWithOneDiagnosticLine) {
   testing::writeFileBytes(root.path() / "plain", "x");
   const fs::path container = root.path() / "plain" / "container";
-  SystemEnvironment env(
-      {.container = container, .caches = root.path() / "caches", .logSink = sink});
+  SystemEnvironment env({.container = container,
+                         .caches = root.path() / "caches",
+                         .logSink = [](std::string_view line) { ADD_FAILURE() << line; },
+                         .diagnosticSink = sink});
 
   EXPECT_EQ(env.appGroupContainer(), std::nullopt);
   EXPECT_EQ(env.sharedDefaults(), nullptr);

@@ -91,6 +91,25 @@ TEST_F(HttpTransportTest, FollowsRedirectsToAnotherPortAndStopsLoops) {
   EXPECT_EQ(server.requestCount(), 1 + 6);  // the first hop, then the loop's request and 5 more
 }
 
+// Answers curl would describe by its internals get words a person can act on.
+TEST_F(HttpTransportTest, BrokenAnswersAreNamedForWhatTheyAre) {
+  HttpTransport transport;
+  std::string manyFields = "HTTP/1.1 200 OK\r\n";
+  for (int i = 0; i < 400; ++i) manyFields += "X-" + std::to_string(i) + ": " + std::string(1000, 'b') + "\r\n";
+  const std::pair<std::string, std::string> kAnswers[] = {
+      {"HTTP/1.1 200 OK\r\nX-Big: " + std::string(300'000, 'a') + "\r\n\r\n{}",
+       "the response's header is too large"},
+      {manyFields + "\r\n{}", "the response's header is too large"},
+      {"{\"version\":2}", "the server answered without an HTTP status line (HTTP/0.9)"},
+      {"HTTP/1.1 302 Found\r\nLocation: \r\nContent-Length: 0\r\n\r\n",
+       "redirect (302) with an empty Location"},
+  };
+  for (const auto& [answer, failure] : kAnswers) {
+    testing::SilentListener raw(answer);
+    EXPECT_EQ(fetch(transport, raw.url() + "/x"), "request to " + raw.url() + "/x failed: " + failure);
+  }
+}
+
 TEST_F(HttpTransportTest, VerifiesTlsAndNeverFollowsARedirectDownToPlainHttp) {
   const std::filesystem::path data = PLUVO_TEST_DATA_DIR;
   const std::filesystem::path certificate = data / "loopback-tls-self-signed-cert.pem";

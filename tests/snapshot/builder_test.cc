@@ -46,7 +46,8 @@ PluvoWidgetSnapshot build(const ChartPacket& packet, std::int64_t days = 7,
   return makeWidgetSnapshot(packet, {std::move(location), days, {}, {}}, kBuiltAt);
 }
 
-// `dayCount` days from 2026-11-15 in `zone`, each of `hourCount` dry hours from midnight. An
+// `dayCount` days from 2026-11-15 in `zone`, each of `hourCount` dry hours from midnight, with
+// a local `datetime` and, as some services send it, a `startISO` in UTC (six hours later). An
 // hour's temperature is day index x 100 + hour of the day, so a test can tell which hour it sees.
 ChartPacket smallPacket(int hourCount = 24, int dayCount = 1,
                         std::string zone = "America/Chicago") {
@@ -59,7 +60,9 @@ ChartPacket smallPacket(int hourCount = 24, int dayCount = 1,
       ChartHour& hour = packet.hours.emplace_back();
       hour.seqIndex = d * hourCount + h;
       hour.dayIndex = d;
-      hour.startISO = date + (h < 10 ? "T0" : "T") + std::to_string(h) + ":00:00-06:00";
+      std::string clock = (h < 10 ? "T0" : "T") + std::to_string(h) + ":00";
+      hour.datetime = date + clock;
+      hour.startISO = formatIso8601(at(date + clock + ":00-06:00"));
       hour.values.temp = d * 100.0 + h;
     }
   }
@@ -120,7 +123,7 @@ TEST(BuilderPoints, CarryTheHoursValuesWithUniqueIdsAndLocalClockHours) {
   EXPECT_EQ(std::tie(p.tideHeight, p.tideCoefficient, p.moonAltitude, p.moonAltitudeDegrees,
                      p.moonIllumination, p.solunarPeriodType),
             std::tuple(1.12, 89, 0.3338, -29.9, 0.823, "major"));
-  EXPECT_EQ(std::tie(p.condition, p.symbolName), std::tuple("Rain", "pluvo.light-rain"));
+  EXPECT_EQ(std::tie(p.condition, p.symbolName), std::tuple(std::nullopt, "cloud.fill"));
   EXPECT_THAT(s.days[0].hourlyPoints->at(0).isObserved, Optional(true));
   const PluvoWidgetHourlyPoint bare = build(minimal()).days[0].hourlyPoints->at(0);
   EXPECT_FALSE(bare.temperature || bare.humidity || bare.cloudCover || bare.tideHeight ||
@@ -136,6 +139,50 @@ TEST(BuilderPoints, CarryTheHoursValuesWithUniqueIdsAndLocalClockHours) {
   auto points = *build(packet).days[0].hourlyPoints;
   EXPECT_EQ(std::tuple(points[0].hour, points[1].hour, points[2].hour), std::tuple(0, 17, 2));
   EXPECT_EQ(std::tuple(points[0].id, points[1].id, points[2].id), std::tuple(0, 1, 2));
+}
+
+TEST(BuilderPoints, RepeatedSeqIndexesGetSpareIdsAndForecastsBeyondTheirSizeAreRefused) {
+  constexpr std::int64_t kTop = std::numeric_limits<std::int64_t>::max();
+  const std::pair<std::vector<std::int64_t>, std::vector<std::int64_t>> kIds[] = {
+      {{5, 5, 5, 6, 7}, {5, 6, 7, 8, 9}},
+      {{kTop, kTop, kTop, 0}, {kTop, 0, 1, 2}},  // past the top to the bottom
+  };
+  for (const auto& [seqIndexes, ids] : kIds) {
+    ChartPacket packet = smallPacket(static_cast<int>(seqIndexes.size()));
+    for (size_t i = 0; i < seqIndexes.size(); ++i) packet.hours[i].seqIndex = seqIndexes[i];
+    PluvoWidgetSnapshot s = build(packet);
+    std::vector<std::int64_t> built;
+    for (const auto& point : *s.days[0].hourlyPoints) built.push_back(point.id);
+    EXPECT_EQ(built, ids);
+  }
+  ChartPacket longest = smallPacket(), tooLong = smallPacket(1), crowded = smallPacket();
+  longest.days.resize(62, longest.days[0]);
+  longest.hours.resize(26, longest.hours[0]);
+  tooLong.days.resize(63, tooLong.days[0]);
+  crowded.hours.resize(27, crowded.hours[0]);
+  const std::pair<ChartPacket, std::string> kSizes[] = {
+      {longest, ""},
+      {tooLong, "the forecast holds 63 days; a forecast has at most 62"},
+      {crowded,
+       "the forecast holds more than 26 hours for day 0 (27 hours in all); a day has at most 26"},
+  };
+  for (const auto& [packet, error] : kSizes) {
+    auto checked = checkForecastSize(packet);
+    EXPECT_EQ(checked ? "" : checked.error().message, error);
+  }
+}
+
+TEST(BuilderTimes, HoursAreTheLocalDateTimesNotTheirUTCStarts) {
+  // Rain from 2 p.m. to 8 p.m. local: 8 p.m. to 2 a.m. by the UTC starts.
+  const std::tuple<std::string_view, double, std::string_view> kRain[] = {
+      {"..............111111", 0.06, "0.06\" \u00b7 2p-8p"},
+      {"..............111161", 0.11, "0.11\" \u00b7 peak 6p-7p"},
+  };
+  for (auto [rain, total, detail] : kRain) {
+    PluvoWidgetDay day = build(rainDay(60, total, rain)).days[0];
+    EXPECT_EQ(day.rainDetail, detail) << rain;
+    EXPECT_EQ(day.hourlyPoints->at(14).hour, 14) << rain;
+  }
 }
 
 TEST(BuilderDays, WindIsTheStrongestHourWithItsDirectionAndTheStrongestGust) {
@@ -187,10 +234,10 @@ TEST(BuilderSummary, TheHighStaysAboveTheLowAndRainMaximaNeverFallBelowAHundredt
 }
 
 TEST(BuilderCurrent, ComesFromTheNowHourElseTheFirstHourElseTheFirstDay) {
-  const PluvoWidgetCurrent firstHour{73.5, 73.5, 0, 0, "Partly cloudy", "cloud.sun.fill"};
+  const PluvoWidgetCurrent firstHour{73.5, 73.5, 0, 0, std::nullopt, "cloud.sun.fill"};
   ChartPacket p = rainyWeek();
   EXPECT_EQ(build(p).current,
-            (PluvoWidgetCurrent{80.2, 86.3, 68, 0.02, "Rain", "pluvo.light-rain"}));
+            (PluvoWidgetCurrent{80.2, 86.3, 68, 0.02, std::nullopt, "cloud.fill"}));
   p.annotations.now->hourIndex = 999;  // no such hour
   EXPECT_EQ(build(p).current, firstHour);
   p.annotations.now.reset();
@@ -198,10 +245,10 @@ TEST(BuilderCurrent, ComesFromTheNowHourElseTheFirstHourElseTheFirstDay) {
   p.hours.clear();  // the first day speaks; 0.31" in a day is not known to be light
   EXPECT_EQ(build(p).current, (PluvoWidgetCurrent{std::nullopt, std::nullopt, 96, 0.31,
                                                   "Rain showers", "cloud.rain.fill"}));
-  p.days[0].condition.reset();  // then the day's icon names the condition
+  p.days[0].condition.reset();  // the day's icon names no condition
   p.days[0].icon = "thunderstorm";
   EXPECT_EQ(build(p).current, (PluvoWidgetCurrent{std::nullopt, std::nullopt, 96, 0.31,
-                                                  "Thunderstorm", "cloud.bolt.rain.fill"}));
+                                                  std::nullopt, "cloud.sun.fill"}));
   EXPECT_EQ(build(ChartPacket{}).current,
             (PluvoWidgetCurrent{std::nullopt, std::nullopt, 0, 0, std::nullopt, "cloud.sun.fill"}));
   // The minimal packet's first hour has neither icon nor cloud cover nor temperature.
@@ -219,24 +266,53 @@ TEST(BuilderCondition, TextsChooseTheSymbolByKeywordAndIntensityAndCloudCoverSta
   EXPECT_EQ(symbolOf("Drizzle", 0.01), "pluvo.light-rain");
   EXPECT_EQ(symbolOf("Showers", 0.078), "pluvo.light-rain");  // light: under 2 mm (0.0787")
   EXPECT_EQ(symbolOf("Showers", 0.079), "cloud.rain.fill");
-  for (const char* text : {"Sunny", "Clear", "clear-day"}) {
-    EXPECT_EQ(symbolOf(text), "sun.max.fill") << text;
-  }
-  for (const char* text :
-       {"Partly cloudy", "Partly sunny", "Mostly sunny", "Mainly clear", "Mostly clear",
-        "Few clouds", "Scattered clouds", "Intermittent clouds", "partly-cloudy-night"}) {
-    EXPECT_EQ(symbolOf(text), "cloud.sun.fill") << text;
-  }
-  for (const char* text : {"Broken clouds", "Mostly cloudy", "Cloudy", "Overcast", "Fog"}) {
-    EXPECT_EQ(symbolOf(text), "cloud.fill") << text;
-  }
+  // Rain words first, then "clear" and "sunny", then the partly-cloudy words, then the cloud.
+  const std::pair<const char*, const char*> kSymbols[] = {
+      {"Sunny", "sun.max.fill"},
+      {"Clear", "sun.max.fill"},
+      {"Mostly sunny", "sun.max.fill"},
+      {"Mainly clear", "sun.max.fill"},
+      {"Mostly clear", "sun.max.fill"},
+      {"Partly sunny", "sun.max.fill"},
+      {"Partly cloudy", "cloud.sun.fill"},
+      {"Few clouds", "cloud.sun.fill"},
+      {"Scattered clouds", "cloud.sun.fill"},
+      {"Intermittent clouds", "cloud.sun.fill"},
+      {"Broken clouds", "cloud.fill"},
+      {"Mostly cloudy", "cloud.fill"},
+      {"Overcast", "cloud.fill"},
+      {"Fog", "cloud.fill"},
+  };
+  for (auto [text, symbol] : kSymbols) EXPECT_EQ(symbolOf(text), symbol) << text;
   EXPECT_EQ(describeCondition("Fog", 0.0, 0).text, "Fog");
-  EXPECT_EQ(describeCondition(" \n", 24.9, 0), (ConditionDescription{"Clear", "sun.max.fill"}));
-  EXPECT_EQ(describeCondition({}, 25.0, 0),
-            (ConditionDescription{"Partly cloudy", "cloud.sun.fill"}));
-  EXPECT_EQ(describeCondition({}, 74.9, 0).symbolName, "cloud.sun.fill");
-  EXPECT_EQ(describeCondition({}, 75.0, 0), (ConditionDescription{"Cloudy", "cloud.fill"}));
-  EXPECT_EQ(describeCondition({}, {}, 0), (ConditionDescription{std::nullopt, "cloud.sun.fill"}));
+}
+
+TEST(BuilderCondition, WithoutATextTheCloudCoverChoosesTheSymbolAndNoTextIsInvented) {
+  const std::pair<std::optional<double>, const char*> kCover[] = {
+      {24.9, "sun.max.fill"}, {25.0, "cloud.sun.fill"}, {74.9, "cloud.sun.fill"},
+      {75.0, "cloud.fill"},   {std::nullopt, "cloud.sun.fill"}};
+  for (auto [cover, symbol] : kCover) {
+    EXPECT_EQ(describeCondition(" \n", cover, 0), (ConditionDescription{std::nullopt, symbol}));
+  }
+  // Icon names are not condition texts: a day without a condition, an hour of thunder icons.
+  ChartPacket p = smallPacket(2);
+  p.days[0].condition.reset();
+  p.days[0].icon = "rain";
+  p.hours[0].icon = "thunderstorm";
+  p.hours[0].values.cloudCover = 90;
+  p.hours[1].icon = "clear-day";
+  p.annotations.now = model::ChartNow{0, "Now", std::nullopt};
+  PluvoWidgetSnapshot s = build(p);
+  const auto& points = *s.days[0].hourlyPoints;
+  const std::tuple<std::optional<std::string>, std::string> kBuilt[] = {
+      {s.days[0].condition, s.days[0].symbolName},
+      {points[0].condition, *points[0].symbolName},
+      {points[1].condition, *points[1].symbolName},
+      {s.current.condition, s.current.symbolName}};
+  EXPECT_THAT(kBuilt, ElementsAre(std::tuple(std::nullopt, "cloud.sun.fill"),
+                                  std::tuple(std::nullopt, "cloud.fill"),
+                                  std::tuple(std::nullopt, "cloud.sun.fill"),
+                                  std::tuple(std::nullopt, "cloud.fill")));
 }
 
 TEST(BuilderRainDetail, EachShapeOnSmallDays) {
@@ -303,9 +379,10 @@ TEST(RainText, AmountsKeepTwoDecimalsAndTheInchMarkAndHoursAreTwelveHourLabels) 
   EXPECT_EQ(hourRangeLabel(23, 23), "11p-12a");
 }
 
-// The current conditions a snapshot shows when they come from `point`.
-PluvoWidgetCurrent currentOf(const PluvoWidgetHourlyPoint& point) {
-  return {point.temperature, std::nullopt,    point.rainChance,
+// The current conditions a snapshot shows when they come from `point`: the built feels-like
+// temperature stays.
+PluvoWidgetCurrent currentOf(const PluvoWidgetHourlyPoint& point, double feelsLike = 86.3) {
+  return {point.temperature, feelsLike,       point.rainChance,
           point.rainAmount,  point.condition, point.symbolName.value_or("")};
 }
 
@@ -379,36 +456,58 @@ TEST(Normalized, FreshSnapshotsAreAlreadyNormalAndNormalizingTwiceChangesNothing
         model::makePlaceholderSnapshot(kBuiltAt, findTimeZone("America/Chicago"))}) {
     PluvoWidgetSnapshot once = normalized(s);
     EXPECT_EQ(normalized(once), once) << s.locationName;
-    if (!s.isPlaceholder()) {
-      EXPECT_EQ(once, s) << s.locationName;
+    if (!s.isPlaceholder()) {  // current conditions may have come from a cloud cover
+      EXPECT_EQ(once.days, s.days) << s.locationName;
+      EXPECT_EQ(std::tie(once.temperatureLow, once.temperatureHigh, once.maxRainAmount,
+                         once.maxHourlyRainAmount),
+                std::tie(s.temperatureLow, s.temperatureHigh, s.maxRainAmount,
+                         s.maxHourlyRainAmount));
     }
   }
 }
 
-TEST(Normalized, ReDerivesSymbolsTextsAndSummariesAndKeepsWhatItCannotReDerive) {
+TEST(Normalized, ReDerivesTheDaysTextsCurrentConditionsAndSummariesAndNothingElse) {
   PluvoWidgetSnapshot built = build(rainyWeek());
   PluvoWidgetSnapshot damaged = built;
   for (PluvoWidgetDay& day : damaged.days) {
     day.symbolName = "questionmark";
     day.rainDetail = "stale";
-    for (PluvoWidgetHourlyPoint& p : *day.hourlyPoints) p.symbolName.reset();
   }
-  damaged.current.symbolName = "questionmark";
   damaged.temperatureLow = -40;
   damaged.temperatureHigh = 140;
   damaged.maxRainAmount = 0;
   damaged.maxHourlyRainAmount.reset();
-  EXPECT_EQ(normalized(damaged), built);
-
-  damaged.days[1].hourlyPoints.reset();  // an older writer without points: its text stays
-  damaged.days[2].windSpeed = 99;
-  damaged.days[3].hourlyPoints->at(12).condition.reset();  // Sunday 11a, 0% cloud
   PluvoWidgetSnapshot n = normalized(damaged);
-  EXPECT_EQ(n.days[1].rainDetail, "stale");
-  EXPECT_EQ(n.days[1].symbolName, "cloud.rain.fill");  // the day's 0.41" stands in for its hours
-  EXPECT_EQ(n.days[2].windSpeed, 99);
-  const PluvoWidgetHourlyPoint& p = n.days[3].hourlyPoints->at(12);
-  EXPECT_EQ(std::tie(p.condition, p.symbolName), std::tuple("Clear", "sun.max.fill"));
+  EXPECT_EQ(n.days, built.days);
+  EXPECT_EQ(std::tie(n.temperatureLow, n.temperatureHigh, n.maxRainAmount, n.maxHourlyRainAmount),
+            std::tie(built.temperatureLow, built.temperatureHigh, built.maxRainAmount,
+                     built.maxHourlyRainAmount));
+
+  // Days without points: chance, amount and condition speak; "No additional rain" stays.
+  const std::tuple<double, double, const char*, std::optional<std::string>, std::string,
+                   std::string>
+      kDays[] = {{20, 0, "stale", std::nullopt, "rain possible", "cloud.sun.fill"},
+                 {10, 0.05, "stale", "Light rain", "0.05\"", "pluvo.light-rain"},
+                 {10, 0.41, "stale", "Heavy rain", "0.41\"", "cloud.rain.fill"},
+                 {10, 0, "stale", "Sunny", "No rain expected", "sun.max.fill"},
+                 {10, 0, "No additional rain", std::nullopt, "No additional rain", "cloud.sun.fill"}};
+  for (auto [chance, amount, stored, condition, detail, symbol] : kDays) {
+    PluvoWidgetSnapshot s = damaged;
+    PluvoWidgetDay& day = s.days[1];
+    std::tie(day.rainChance, day.rainAmount, day.rainDetail, day.condition) =
+        std::tie(chance, amount, stored, condition);
+    day.hourlyPoints.reset();
+    PluvoWidgetDay result = normalized(s).days[1];
+    EXPECT_EQ(std::tie(result.rainDetail, result.symbolName), std::tie(detail, symbol)) << detail;
+  }
+
+  // Points stay as stored; current conditions follow their own text, or read as partly cloudy.
+  damaged.days[3].hourlyPoints->at(12).symbolName = "questionmark";
+  damaged.current.condition = "Drizzle";
+  EXPECT_EQ(normalized(damaged).days[3].hourlyPoints->at(12).symbolName, "questionmark");
+  EXPECT_EQ(normalized(damaged).current.symbolName, "pluvo.light-rain");
+  damaged.current.condition.reset();
+  EXPECT_EQ(normalized(damaged).current.symbolName, "cloud.sun.fill");
 }
 
 TEST(NormalizedLocationName, TrimsPartsDropsEmptyOnesAndJoinsWithACommaAndABlank) {

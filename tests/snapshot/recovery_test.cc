@@ -159,6 +159,13 @@ TEST_F(RecoveryTest, UnreadableCachesAreOneFailureLine) {
     EXPECT_THAT(env.logger.lines(), ElementsAre(failed + c.line));
   }
 
+  // More hours to a day than a forecast has (all of them one seqIndex, too): refused whole.
+  writeCache([](auto& r) { r.packet.hours.assign(1000, r.packet.hours.front()); });
+  EXPECT_FALSE(recoverAt("2026-10-29T20:00:00Z"));
+  EXPECT_THAT(env.logger.lines(),
+              ElementsAre(failed + "packet: the forecast holds more than 26 hours for day 0 "
+                                   "(1000 hours in all); a day has at most 26"));
+
   env.faults.containerUnavailable = true;
   EXPECT_FALSE(recoverAt("2026-10-29T20:00:00Z"));
   EXPECT_THAT(env.logger.lines(), ElementsAre(kSkipped + "app group forecast cache unavailable"));

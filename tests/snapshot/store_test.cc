@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <functional>
 #include <limits>
 #include <random>
 #include <string>
@@ -141,9 +142,10 @@ TEST(SnapshotStoreTest, FailedWritesKeepTheOldCopiesAndEveryFailureIsOneLine) {
   const std::string full = ": No space left on device";
   EXPECT_THAT(b.env.logger.lines(),
               ElementsAre(atFile + "cannot write " + b.shared().string() + full,
-                          atFile + "cannot write " + b.local().string() + full,
-                          "Pluvo widget snapshot defaults save failed: cannot write " +
-                              b.env.defaultsPath().string() + full));
+                          atFile + "cannot write " + b.local().string() + full));
+  EXPECT_THAT(b.env.diagnostics.lines(),
+              ElementsAre("Pluvo widget snapshot defaults save failed: cannot write " +
+                          b.env.defaultsPath().string() + full));
   b.runLoopFor(900ms);  // the defaults were there, so the save counts and reloads
   EXPECT_EQ(b.env.widgets.kinds(), kAllKinds);
 
@@ -159,6 +161,46 @@ TEST(SnapshotStoreTest, FailedWritesKeepTheOldCopiesAndEveryFailureIsOneLine) {
                           "non-finite number"));
   EXPECT_EQ(b.env.attemptedWrites().size(), writes);
   EXPECT_EQ(b.env.widgets.kinds(), kAllKinds);  // still the one batch
+}
+
+// The log holds the product's own lines only; what else went wrong is a diagnostic line.
+TEST(SnapshotStoreTest, StorageTroubleBeyondTheProductsLinesIsADiagnostic) {
+  struct Case {
+    const char* name;
+    std::function<void(Bench&)> act;
+    std::string diagnostic;  // its start
+  };
+  const Case kCases[] = {
+      {"container path is a file",
+       [](Bench& b) {
+         fs::remove_all(b.env.containerPath());
+         testing::writeFileBytes(b.env.containerPath(), "x");
+         b.store.save(snapshotAt(b.env.now()), false);
+       },
+       "Pluvo app group container unavailable: cannot create folder "},
+      {"defaults not a property list",
+       [](Bench& b) {
+         b.put(b.env.defaultsPath(), "not a plist");
+         b.store.load();
+       },
+       "Pluvo shared defaults at "},
+      {"defaults on a full disk",
+       [](Bench& b) {
+         b.env.faults.diskFull = true;
+         b.store.save(snapshotAt(b.env.now()), false);
+       },
+       "Pluvo widget snapshot defaults save failed: "},
+  };
+  for (const Case& c : kCases) {
+    Bench b(/*inExtension=*/false);
+    c.act(b);
+    for (const std::string& line : b.env.logger.lines()) {
+      EXPECT_THAT(line, ::testing::StartsWith("Pluvo widget snapshot ")) << c.name;
+    }
+    EXPECT_THAT(b.env.diagnostics.lines(),
+                ElementsAre(::testing::StartsWith(c.diagnostic)))
+        << c.name;
+  }
 }
 
 TEST(SnapshotStoreTest, SnapshotsFromBeforeTheRainFixAreSilentlyPassedOver) {
@@ -196,10 +238,7 @@ TEST(SnapshotStoreTest, UnreadableCopiesAreOneLineEachAndTheNextCopyIsUsed) {
   ASSERT_TRUE(b.env.system.sharedDefaults()->setData(kSnapshotDefaultsKey, encoded(snapshot)));
   b.put(b.shared(), "{\"schemaVersion\":1,\"locationName\":");
   EXPECT_EQ(b.store.load(), snapshot);
-  const std::string corrupt =
-      failed +
-      "invalid JSON: The JSON document has an improper structure: missing or superfluous "
-      "commas, braces, missing keys, etc.";
+  const std::string corrupt = failed + "invalid JSON at line 1, column 35: the text ends too early";
   EXPECT_THAT(b.env.logger.lines(), ElementsAre(corrupt));
 
   b.env.logger.clear();

@@ -171,7 +171,28 @@ SilentListener::SilentListener() {
   }
 }
 
+SilentListener::SilentListener(std::string answer) : SilentListener() {
+  answering_ = std::thread([this, answer = std::move(answer)] {
+    for (int client; (client = ::accept(socket_, nullptr, nullptr)) >= 0; ::close(client)) {
+      std::string request;
+      char buffer[4096];
+      ssize_t count;
+      while (request.find("\r\n\r\n") == std::string::npos &&
+             (count = ::read(client, buffer, sizeof buffer)) > 0) {
+        request.append(buffer, static_cast<size_t>(count));
+      }
+      for (size_t sent = 0; sent < answer.size();) {
+        count = ::send(client, answer.data() + sent, answer.size() - sent, MSG_NOSIGNAL);
+        if (count <= 0) break;
+        sent += static_cast<size_t>(count);
+      }
+    }
+  });
+}
+
 SilentListener::~SilentListener() {
+  if (socket_ >= 0) ::shutdown(socket_, SHUT_RDWR);  // ends a blocked accept
+  if (answering_.joinable()) answering_.join();
   if (socket_ >= 0) ::close(socket_);
 }
 

@@ -107,10 +107,13 @@ class StubForecastServer {
   std::condition_variable stopped_;
 };
 
-// Accepts connections (the kernel completes them) and never reads or answers.
+// Accepts connections (the kernel completes them) and never reads or answers; or, given the
+// bytes of an answer, reads each request's header and sends exactly those bytes (what no HTTP
+// server library would send: an answer without a status line, a header of any size).
 class SilentListener {
  public:
   SilentListener();
+  explicit SilentListener(std::string answer);
   ~SilentListener();
   SilentListener(const SilentListener&) = delete;
   SilentListener& operator=(const SilentListener&) = delete;
@@ -120,6 +123,7 @@ class SilentListener {
  private:
   int socket_ = -1;
   int port_ = 0;
+  std::thread answering_;
 };
 
 }  // namespace pluvo::testing

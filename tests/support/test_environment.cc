@@ -69,6 +69,7 @@ TestEnvironmentParts::TestEnvironmentParts(const fs::path& root,
           .deviceZone = findTimeZone(options.deviceZone),
           .logStream = platform::LogStream::standardError,
           .logSink = [this](std::string_view line) { logger.log(line); },
+          .diagnosticSink = [this](std::string_view line) { diagnostics.log(line); },
       }) {}
 
 }  // namespace internal

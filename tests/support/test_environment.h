@@ -85,6 +85,7 @@ struct TestEnvironmentParts {
   TestEnvironmentParts(const std::filesystem::path& root, const TestEnvironmentOptions& options);
   FixedClock clock;
   CapturingLogger logger;
+  CapturingLogger diagnostics;  // the environment's `diagnose` lines
   RecordingWidgetCenter widgets;
   Faults faults;
   platform::SystemEnvironment system;
@@ -98,6 +99,7 @@ class TestEnvironment : private internal::TestEnvironmentParts,
   explicit TestEnvironment(const std::filesystem::path& root, TestEnvironmentOptions options = {});
 
   using TestEnvironmentParts::clock;
+  using TestEnvironmentParts::diagnostics;
   using TestEnvironmentParts::faults;
   using TestEnvironmentParts::logger;
   using TestEnvironmentParts::system;

@@ -1,11 +1,14 @@
 // Shared helpers of the test programs: sample files, temporary folders, running the CLI.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "model/widget_snapshot.h"
 #include "platform/instant.h"
 
 namespace pluvo::testing {
@@ -17,6 +20,11 @@ void writeFileBytes(const std::filesystem::path& path, std::string_view bytes);
 
 // An instant from its ISO 8601 text; the test fails on a malformed text.
 Instant at(std::string_view iso8601);
+
+// Hostile property lists: `depth` nested arrays in XML; a binary list of arrays where object i
+// refers to the objects `references[i]` and one more object, the string "x", ends the table.
+std::string nestedXmlPropertyList(std::size_t depth);
+std::string binaryPropertyListOfArrays(const std::vector<std::vector<std::uint32_t>>& references);
 
 // A fresh folder under the system's temporary folder, removed with everything in it.
 class TemporaryDirectory {
@@ -38,6 +46,14 @@ struct CommandResult {
 };
 
 // Runs a program with arguments (no shell), capturing standard output and standard error.
-CommandResult runCommand(const std::vector<std::string>& argv);
+// `unprivileged`: when the tests run as root, whom permissions do not bind, the program runs as
+// the user "nobody" (hand it its folders with `shareWithUnprivilegedUser`).
+CommandResult runCommand(const std::vector<std::string>& argv, bool unprivileged = false);
+void shareWithUnprivilegedUser(const std::filesystem::path& folder);
 
 }  // namespace pluvo::testing
+
+namespace pluvo::model {
+// Failed comparisons print snapshots as their JSON.
+void PrintTo(const PluvoWidgetSnapshot& snapshot, std::ostream* out);
+}  // namespace pluvo::model

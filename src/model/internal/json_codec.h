@@ -5,7 +5,9 @@
 //   - a `std::optional<T>` field is an optional key: absent or null gives no value, and an
 //     absent value is omitted when encoding;
 //   - every other field is required: missing, null or mistyped fails the whole decode;
-//   - a JSON integer is accepted for a float, a float is never accepted for an integer;
+//   - a JSON integer is accepted for a float, also one beyond 64 bits (read as the nearest
+//     double); a float is accepted for an integer only when it is a whole number in range
+//     (0.0, 1e3), as the app's decoder does;
 //   - unknown keys are ignored; keys are written in declaration order.
 // Records with forgiving rules specialise `JsonCoding<T>`.
 //
@@ -33,6 +35,7 @@
 #include "model/json_writer.h"
 #include "platform/error.h"
 #include "platform/instant.h"
+#include "platform/text.h"
 
 namespace pluvo::model::internal {
 
@@ -112,12 +115,21 @@ struct JsonCoding<std::int64_t> {
       case dom::element_type::INT64:
         out = e.get_int64().value_unsafe();
         return true;
+      case dom::element_type::DOUBLE: {
+        double d = e.get_double().value_unsafe();
+        if (d != std::trunc(d)) return typeMismatch(error, "an integer", e);
+        // [-2^63, 2^63): both bounds are exact doubles.
+        if (d < -9223372036854775808.0 || d >= 9223372036854775808.0) break;
+        out = static_cast<std::int64_t>(d);
+        return true;
+      }
       case dom::element_type::UINT64:
-        error.reason = "integer out of range";
-        return false;
+        break;
       default:
         return typeMismatch(error, "an integer", e);
     }
+    error.reason = "integer out of range";
+    return false;
   }
   static bool encode(JsonWriter& w, std::int64_t value, CodecError&) {
     w.integer(value);
@@ -171,7 +183,7 @@ struct JsonCoding<Instant> {
     auto parsed = parseIso8601(text);
     if (!parsed) {
       error.reason = "malformed ISO 8601 date \"";
-      error.reason += text.substr(0, 64);
+      error.reason += printable(text.substr(0, 64));
       error.reason += "\"";
       return false;
     }
@@ -233,7 +245,7 @@ struct JsonCoding<E> {
     });
     if (!found) {
       error.reason = "unknown value \"";
-      error.reason += text.substr(0, 64);
+      error.reason += printable(text.substr(0, 64));
       error.reason += "\"";
     }
     return found;
@@ -353,14 +365,29 @@ struct DescribedCoding {
 template <Described T>
 struct JsonCoding<T> : DescribedCoding<T> {};
 
+// `json` with every integer literal beyond the 64-bit ranges written as a float (its digits get
+// ".0"), which the parser then reads as the nearest double; nullopt when there is none.
+std::optional<std::string> widenOversizedIntegers(std::string_view json);
+
+// Parses one JSON document with this thread's parser; the element lives until the thread's next
+// parse. A UTF-8 byte-order mark is skipped; a syntax error says where it is ("invalid JSON at
+// line 3, column 14: expected ',' or '}'").
+Expected<dom::element> parseDocument(std::string_view bytes);
+
+// Where the first syntax error of `json` is, and what it is; nullopt when the text is valid JSON
+// as far as this reader can tell (the nesting depth is not checked).
+struct SyntaxError {
+  size_t offset;
+  std::string what;
+};
+std::optional<SyntaxError> findSyntaxError(std::string_view json);
+
 // Parses `bytes` as one JSON document and decodes a T from it.
 template <class T>
 Expected<T> decodeDocument(std::string_view bytes) {
-  thread_local dom::parser parser;
-  dom::element root;
-  if (auto failure = parser.parse(bytes.data(), bytes.size()).get(root)) {
-    return fail(std::string("invalid JSON: ") + simdjson::error_message(failure));
-  }
+  Expected<dom::element> parsed = parseDocument(bytes);
+  if (!parsed) return std::unexpected(std::move(parsed).error());
+  dom::element root = *parsed;
   T value{};
   CodecError error;
   if (!decodeValue(root, value, error)) return std::unexpected(error.toError());
