@@ -6,10 +6,13 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "activity/rain_window.h"
+#include "activity_render/draw.h"
 #include "commands.h"
 #include "host/host_environment.h"
 #include "host/kernel_events.h"
 #include "host/widget_host.h"
+#include "model/json_writer.h"
 #include "platform/system_environment.h"
 #include "platform/task_pool.h"
 #include "service/chart_api_client.h"
@@ -30,6 +33,41 @@ Expected<host::DrawnWidget> drawWidget(std::string_view kind,
   if (!image) return std::unexpected(image.error());
   return host::DrawnWidget{.png = std::move(image->bytes),
                            .accessibilityText = std::move(image->accessibilityText)};
+}
+
+// The host's Live Activity images: every presentation at 3x, as PNG, each with its description.
+Expected<host::DrawnActivity> drawActivity(TimeZone deviceZone, std::string_view bytes,
+                                           Instant now) {
+  auto file = activity::decodeActivityFile(bytes);
+  if (!file) return std::unexpected(file.error());
+  auto drawn = activity_render::drawActivity(*file, now, {.scale = 3, .deviceZone = deviceZone});
+  if (!drawn) return std::unexpected(drawn.error());
+  host::DrawnActivity result{.id = file->id, .windowEnd = file->state.windowEnd, .images = {}};
+  for (activity_render::DrawnPresentation& p : *drawn) {
+    model::JsonWriter w;
+    w.beginObject();
+    auto text = [&w](std::string_view key, std::string_view value) {
+      w.key(key);
+      w.string(value);
+    };
+    text("id", file->id);
+    text("presentation", p.name);
+    text("title", p.title);
+    text("image", p.fileName);
+    w.key("width");
+    (void)w.number(p.size.width);
+    w.key("height");
+    (void)w.number(p.size.height);
+    w.key("scale");
+    (void)w.number(p.scale);
+    text("instant", formatIso8601(now));
+    text("tapTarget", p.tapTarget);
+    text("accessibilityText", p.accessibilityText);
+    w.endObject();
+    result.images.push_back(
+        {.fileName = p.fileName, .bytes = std::move(p.bytes), .descriptionJson = w.take()});
+  }
+  return result;
 }
 
 }  // namespace
@@ -59,6 +97,10 @@ int host(const CommandContext& context, const HostArguments& arguments) {
       {.outDir = arguments.outDir,
        .once = arguments.once,
        .drawer = drawWidget,
+       .activityDrawer =
+           [&env](std::string_view bytes, Instant now) {
+             return drawActivity(env.deviceTimeZone(), bytes, now);
+           },
        .handleSignals = true,
        .followSystemTimeZone = !context.zoneGiven && std::getenv("TZ") == nullptr});
   if (!widgetHost) {
