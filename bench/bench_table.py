@@ -72,7 +72,8 @@ def tree_rss_kb(root_pid):
 
 
 def measure(trampoline, argv, sample_tree=False):
-    """(wall ms, peak RSS MB of the largest process, summed tree peak MB or None)."""
+    """(wall ms, processor ms of the tree, peak RSS MB of the largest process, summed tree peak
+    MB or None)."""
     child = subprocess.Popen([trampoline, "--measure"] + argv, stdout=subprocess.PIPE, text=True)
     peak = [0]
     if sample_tree:
@@ -87,8 +88,8 @@ def measure(trampoline, argv, sample_tree=False):
         sampler.join()
     if child.returncode != 0:
         sys.exit(f"bench: {argv[0]} failed (status {child.returncode})")
-    ms, kb, _cpu = out.split()
-    return float(ms), float(kb) / 1024, (peak[0] / 1024 if sample_tree else None)
+    ms, kb, cpu = out.split()
+    return float(ms), float(cpu), float(kb) / 1024, (peak[0] / 1024 if sample_tree else None)
 
 
 def main():
@@ -131,16 +132,17 @@ def main():
     subprocess.run([cli] + clock + ["snapshot", "placeholder", "-o", snapshot], check=True,
                    capture_output=True)
     page = "file://" + os.path.join(ROOT, "bench", "peer", "small-widget.html")
-    ours_ms, ours_mb, peer_ms, peer_mb, peer_tree = [], [], [], [], []
+    ours_ms, ours_cpu, ours_mb, peer_ms, peer_cpu, peer_mb, peer_tree = [], [], [], [], [], [], []
     for run in range(args.cold_runs):
-        ms, mb, _ = measure(trampoline, [cli] + clock + [
+        ms, cpu, mb, _ = measure(trampoline, [cli] + clock + [
             "render", "--kind", "PluvoCurrentSmallWidget", "--snapshot", snapshot,
             "-o", os.path.join(work, "small.png")])
         ours_ms.append(ms)
+        ours_cpu.append(cpu)
         ours_mb.append(mb)
         if chromium:
             profile = os.path.join(work, f"profile-{run}")
-            ms, mb, tree = measure(trampoline, [
+            ms, cpu, mb, tree = measure(trampoline, [
                 chromium, "--headless", "--no-sandbox", "--disable-gpu",
                 "--disable-background-networking", "--disable-component-update", "--disable-sync",
                 "--no-first-run", "--user-data-dir=" + profile, "--force-device-scale-factor=3",
@@ -148,17 +150,23 @@ def main():
                 sample_tree=True)
             shutil.rmtree(profile, ignore_errors=True)
             peer_ms.append(ms)
+            peer_cpu.append(cpu)
             peer_mb.append(mb)
             peer_tree.append(tree)
     shutil.rmtree(work, ignore_errors=True)
     rows.append(("cold `pluvo-widget render` small, wall", *fmt(ours_ms, "ms"), len(ours_ms),
                  "< 25 ms", ""))
+    rows.append(("cold `pluvo-widget render` small, processor time", *fmt(ours_cpu, "ms"),
+                 len(ours_cpu), "", ""))
     rows.append(("cold `pluvo-widget render` small, peak RSS", *fmt(ours_mb, "MB"), len(ours_mb),
                  "< 20 MB", ""))
     if chromium:
         rows.append(("headless Chromium screenshot, wall", *fmt(peer_ms, "ms"), len(peer_ms),
                      ">= 15x ours",
                      f"{statistics.median(peer_ms) / statistics.median(ours_ms):.0f}x ours"))
+        rows.append(("headless Chromium screenshot, processor time", *fmt(peer_cpu, "ms"),
+                     len(peer_cpu), "",
+                     f"{statistics.median(peer_cpu) / statistics.median(ours_cpu):.0f}x ours"))
         rows.append(("headless Chromium, peak RSS (largest process)", *fmt(peer_mb, "MB"),
                      len(peer_mb), ">= 10x ours",
                      f"{statistics.median(peer_mb) / statistics.median(ours_mb):.1f}x ours"))
