@@ -112,6 +112,7 @@ TEST(HostKillTest, EveryKillLeavesWholeFilesAndTheNextHostStarts) {
   EXPECT_EQ(killedWhileRunning, kills);  // none had ended on its own before its kill
   std::printf("%d kills: %d before the first write, %d between writes, %d after the last\n", kills,
               beforeWriting, whileWriting, afterWriting);
+  std::fflush(stdout);  // before the next child is forked
 
   // The next host does a whole round, and the temporaries of the killed ones are gone with it.
   auto last = testing::runCommand(
