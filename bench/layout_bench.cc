@@ -12,6 +12,7 @@
 #include "render/canvas.h"
 #include "render/png.h"
 #include "snapshot/builder.h"
+#include "snapshot/store.h"
 #include "widgets/catalogue.h"
 #include "widgets/layout.h"
 #include "widgets/widget_view.h"
@@ -90,6 +91,18 @@ void largeRenderPng(benchmark::State& state) {
   state.counters["pngBytes"] = static_cast<double>(bytes);
 }
 BENCHMARK(largeRenderPng)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+
+// Every kind the host draws, on the same snapshot, drawn and encoded at scale 3.
+void widgetRenderPng(benchmark::State& state) {
+  const auto snapshot = rainyWeek();
+  const std::string_view kind = snapshot::kWidgetKinds.at(state.range(0));
+  for (auto _ : state) {
+    auto image = widgets::renderWidget(kind, snapshot, kNow, {.scale = 3, .deviceZone = kZone});
+    benchmark::DoNotOptimize(image.value().bytes.data());
+  }
+  state.SetLabel(std::string(kind));
+}
+BENCHMARK(widgetRenderPng)->DenseRange(0, 4)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

@@ -72,8 +72,7 @@ void warmTimelineRequest(benchmark::State& state) {
 }
 BENCHMARK(warmTimelineRequest)
     ->Unit(benchmark::kMicrosecond)
-    ->Repetitions(9)
-    ->ReportAggregatesOnly(true);
+    ->Repetitions(9);
 
 }  // namespace
 

@@ -12,10 +12,13 @@
 #include <cstring>
 #include <iostream>
 
+#include "activity/rain_window.h"
+#include "activity_render/draw.h"
 #include "commands.h"
 #include "host/host_environment.h"
 #include "host/kernel_events.h"
 #include "host/widget_host.h"
+#include "model/json_writer.h"
 #include "platform/system_environment.h"
 #include "platform/task_pool.h"
 #include "service/chart_api_client.h"
@@ -64,6 +67,41 @@ void notifyReady() {
   ::close(fd);
 }
 
+// The host's Live Activity images: every presentation at 3x, as PNG, each with its description.
+Expected<host::DrawnActivity> drawActivity(TimeZone deviceZone, std::string_view bytes,
+                                           Instant now) {
+  auto file = activity::decodeActivityFile(bytes);
+  if (!file) return std::unexpected(file.error());
+  auto drawn = activity_render::drawActivity(*file, now, {.scale = 3, .deviceZone = deviceZone});
+  if (!drawn) return std::unexpected(drawn.error());
+  host::DrawnActivity result{.id = file->id, .windowEnd = file->state.windowEnd, .images = {}};
+  for (activity_render::DrawnPresentation& p : *drawn) {
+    model::JsonWriter w;
+    w.beginObject();
+    auto text = [&w](std::string_view key, std::string_view value) {
+      w.key(key);
+      w.string(value);
+    };
+    text("id", file->id);
+    text("presentation", p.name);
+    text("title", p.title);
+    text("image", p.fileName);
+    w.key("width");
+    (void)w.number(p.size.width);
+    w.key("height");
+    (void)w.number(p.size.height);
+    w.key("scale");
+    (void)w.number(p.scale);
+    text("instant", formatIso8601(now));
+    text("tapTarget", p.tapTarget);
+    text("accessibilityText", p.accessibilityText);
+    w.endObject();
+    result.images.push_back(
+        {.fileName = p.fileName, .bytes = std::move(p.bytes), .descriptionJson = w.take()});
+  }
+  return result;
+}
+
 }  // namespace
 
 int host(const CommandContext& context, const HostArguments& arguments) {
@@ -91,6 +129,10 @@ int host(const CommandContext& context, const HostArguments& arguments) {
       {.outDir = arguments.outDir,
        .once = arguments.once,
        .drawer = drawerFor(context),
+       .activityDrawer =
+           [&env](std::string_view bytes, Instant now) {
+             return drawActivity(env.deviceTimeZone(), bytes, now);
+           },
        .handleSignals = true,
        .followSystemTimeZone = !context.zoneGiven && std::getenv("TZ") == nullptr,
        .onIdle = [ready = false]() mutable {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <map>
 #include <optional>
 #include <set>
@@ -26,6 +27,21 @@ namespace {
 
 // How long a change notice waits for the host's own write of the same file to end.
 constexpr std::chrono::milliseconds kOwnWriteRecheck{50};
+// An activity's drawings stay this long after its rain window has ended.
+constexpr double kActivityAfterWindow = 3600;
+constexpr std::string_view kActivitiesFolder = "LiveActivities";
+
+// An id becomes a folder name: one plain path component.
+bool usableFolderName(std::string_view id) {
+  return !id.empty() && id != "." && id != ".." && id.size() <= 255 &&
+         id.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
+}
+
+// The app's activity files; its temporary files are hidden.
+bool isActivityFileName(std::string_view name) {
+  return !name.starts_with('.') && name.ends_with(".json");
+}
+
 // How long a stopping host waits for writes under way in other threads.
 constexpr std::chrono::milliseconds kShutdownWriteLimit{800};
 
@@ -105,6 +121,17 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
   std::optional<platform::MainLoop::TimerId> settleTimer;
   std::chrono::steady_clock::time_point burstStart;
   std::optional<platform::MainLoop::TimerId> zoneTimer;
+
+  // A Live Activity file of the container's LiveActivities folder, by file name.
+  struct Activity {
+    std::string bytes;  // the file as last read, decodable or not
+    std::optional<std::string> id;
+    std::optional<std::string> drawnBytes;  // the content its drawings are of
+    Instant windowEnd{};
+  };
+  std::optional<fs::path> activitiesFolder;
+  std::map<std::string, Activity> activities;
+  std::unique_ptr<KernelEvents::WallClockTimer> minuteTimer;
 
   // Runs `task` on the main loop unless the host has gone by then.
   void post(std::function<void(Core&)> task) {
@@ -208,6 +235,133 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
     if (options.once && std::all_of(kinds.begin(), kinds.end(),
                                     [](const Kind& kind) { return kind.writtenOnce; })) {
       loop.stop();
+    }
+  }
+
+  // --- Live Activities -------------------------------------------------------------------
+
+  fs::path activityOutput(const std::string& id) const {
+    return options.outDir / "activities" / id;
+  }
+
+  // Reads every activity file, then removes output folders that belong to none of them.
+  void scanActivities(bool removeOrphans) {
+    if (!activitiesFolder) return;
+    std::set<std::string> names;
+    std::error_code error;
+    for (fs::directory_iterator it(*activitiesFolder, error), end; !error && it != end;
+         it.increment(error)) {
+      std::string name = it->path().filename().string();
+      if (isActivityFileName(name)) names.insert(name);
+    }
+    for (const auto& [name, activity] : activities) names.insert(name);  // deleted ones too
+    for (const std::string& name : names) activityChanged(name);
+    if (!removeOrphans) return;
+    std::set<std::string> ids;
+    for (const auto& [name, activity] : activities) {
+      if (activity.id) ids.insert(*activity.id);
+    }
+    for (fs::directory_iterator it(options.outDir / "activities", error), end; !error && it != end;
+         it.increment(error)) {
+      std::string id = it->path().filename().string();
+      if (it->is_directory() && !ids.contains(id)) removeActivityOutput(id);
+    }
+  }
+
+  void activityChanged(const std::string& name) {
+    auto content = platform::readFileIfExists(*activitiesFolder / name);
+    if (!content) {
+      env.log("Pluvo widget host " + content.error().message);
+      return;
+    }
+    auto known = activities.find(name);
+    if (!*content) {
+      if (known == activities.end()) return;
+      if (known->second.id) removeActivityOutput(*known->second.id);
+      activities.erase(known);
+      return;
+    }
+    if (known != activities.end() && known->second.bytes == **content) return;
+    Activity& activity = activities[name];
+    activity.bytes = std::move(**content);
+    drawActivity(name, activity);
+  }
+
+  // Draws `activity` at the host's now, or removes its drawings once its window is long over.
+  void drawActivity(const std::string& name, Activity& activity) {
+    const Instant now = env.now();
+    Expected<DrawnActivity> drawn = options.activityDrawer(activity.bytes, now);
+    if (!drawn) {
+      // Logged once per content; the drawings of the last good content stay.
+      if (activity.drawnBytes != activity.bytes) {
+        env.log("Pluvo widget host cannot draw " + (*activitiesFolder / name).string() + ": " +
+                drawn.error().message + "; its previous drawings stay");
+        activity.drawnBytes = activity.bytes;
+      }
+      return;
+    }
+    if (!usableFolderName(drawn->id)) {
+      if (activity.drawnBytes != activity.bytes) {
+        env.log("Pluvo widget host cannot draw " + (*activitiesFolder / name).string() +
+                ": its id \"" + drawn->id + "\" cannot name a folder");
+        activity.drawnBytes = activity.bytes;
+      }
+      return;
+    }
+    if (activity.id && *activity.id != drawn->id) removeActivityOutput(*activity.id);
+    activity.id = drawn->id;
+    activity.windowEnd = drawn->windowEnd;
+    activity.drawnBytes = activity.bytes;
+    if (now >= drawn->windowEnd + kActivityAfterWindow) {
+      removeActivityOutput(drawn->id);
+      return;
+    }
+    const fs::path folder = activityOutput(drawn->id);
+    if (auto made = platform::makeFolders(folder); !made) {
+      env.log("Pluvo widget host " + made.error().message);
+      return;
+    }
+    for (const ActivityImage& image : drawn->images) {
+      writeFile(folder / image.fileName, image.bytes);
+      writeFile(folder / fs::path(image.fileName).replace_extension(".json"),
+                image.descriptionJson);
+    }
+    armMinute();
+  }
+
+  void removeActivityOutput(const std::string& id) {
+    const fs::path folder = activityOutput(id);
+    std::error_code error;
+    if (!fs::exists(folder, error)) return;
+    fs::remove_all(folder, error);
+    if (error) {
+      env.log("Pluvo widget host cannot remove " + folder.string() + ": " + error.message());
+    } else {
+      env.log("Pluvo widget host removed " + folder.string());
+    }
+  }
+
+  // At the next minute of the host's clock, while any activity is shown.
+  void armMinute() {
+    if (options.once || !minuteTimer) return;
+    const Instant now = env.now();
+    const double ahead =
+        (std::floor(now.sinceReferenceDate / 60) + 1) * 60 - now.sinceReferenceDate;
+    minuteTimer->armAt(std::chrono::system_clock::now() +
+                       std::chrono::duration_cast<std::chrono::system_clock::duration>(
+                           std::chrono::duration<double>(ahead)));
+  }
+
+  void minuteStruck() {
+    const Instant now = env.now();
+    for (auto& [name, activity] : activities) {
+      if (!activity.id) continue;
+      if (now >= activity.windowEnd + kActivityAfterWindow) {
+        removeActivityOutput(*activity.id);  // also when its last content did not decode
+      } else {
+        drawActivity(name, activity);
+        armMinute();
+      }
     }
   }
 
@@ -353,6 +507,7 @@ Expected<std::unique_ptr<WidgetHost>> WidgetHost::open(
 
 WidgetHost::~WidgetHost() {
   core_->closed = true;
+  core_->minuteTimer.reset();
   core_->env.setReloadListener(nullptr);
   core_->events->stop();
 }
@@ -402,7 +557,35 @@ int WidgetHost::run() {
       });
     }
   });
+  if (core.options.activityDrawer) {
+    if (auto container = core.env.appGroupContainer()) {
+      fs::path folder = *container / kActivitiesFolder;
+      if (auto made = platform::makeFolders(folder); !made) {
+        core.env.log("Pluvo widget host " + made.error().message);
+      } else {
+        core.activitiesFolder = folder;
+      }
+    }
+  }
+  if (core.activitiesFolder && !core.options.once) {
+    auto timer = core.events->makeTimer([weak] {
+      if (auto self = weak.lock()) self->post([](Core& c) { c.minuteStruck(); });
+    });
+    if (timer) core.minuteTimer = std::move(*timer);
+    auto watching = core.events->watchFolder(*core.activitiesFolder, [weak](std::string_view name) {
+      auto self = weak.lock();
+      if (!self) return;
+      if (name.empty()) {
+        self->post([](Core& c) { c.scanActivities(false); });
+      } else if (isActivityFileName(name)) {
+        self->post([name = std::string(name)](Core& c) { c.activityChanged(name); });
+      }
+    });
+    if (!watching) core.env.log("Pluvo widget host " + watching.error().message);
+  }
   core.events->start();
+  // The activities first: a --once round ends with the kinds' entries.
+  core.post([](Core& c) { c.scanActivities(true); });
   core.post([](Core& c) { c.requestAll(); });
 
   core.loop.run();

@@ -21,6 +21,15 @@
 // Network refreshes run on the provider's pool; the five kinds of one round share one request
 // through the refresh coordinator. Drawing and every write of DIR happen on the main loop.
 //
+// Live Activities: the main app keeps one JSON file per running activity in
+// "<container>/LiveActivities/" (replaced atomically). The host draws every presentation of an
+// activity into "<DIR>/activities/<id>/" (an image and its description JSON per presentation)
+// when its file appears or changes, redraws them at each wall-clock minute while the activity is
+// shown (its onset and "until" texts move with the clock), and removes the folder when the file
+// is deleted or the rain window has been over for an hour. A file that does not decode is logged
+// once with its name and the error; its previous drawings stay. Folders of activities whose file
+// is gone are removed when the host starts.
+//
 // SIGINT or SIGTERM: the task in hand (a drawing) is finished, writes under way in other
 // threads are given up to 0.8 s, and `run` returns 0; a second such signal exits the process at
 // once (status 128 + signal). One host per DIR: a second one is refused (see DirectoryLock).
@@ -42,6 +51,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/host_environment.h"
 #include "platform/error.h"
@@ -58,11 +68,28 @@ struct DrawnWidget {
 using WidgetDrawer = std::function<Expected<DrawnWidget>(std::string_view kind,
                                                          const timeline::PluvoWidgetEntry& entry)>;
 
+struct ActivityImage {
+  std::string fileName;         // "lock.png"
+  std::string bytes;            // the encoded image
+  std::string descriptionJson;  // written beside it as "lock.json"
+};
+struct DrawnActivity {
+  std::string id;  // names the activity's output folder
+  Instant windowEnd;
+  std::vector<ActivityImage> images;
+};
+// Decodes an activity file's bytes and draws every presentation at `now`, on the main loop; the
+// error is the decoding (or drawing) error.
+using ActivityDrawer =
+    std::function<Expected<DrawnActivity>(std::string_view fileBytes, Instant now)>;
+
 struct HostOptions {
   std::filesystem::path outDir;
   // One round for every kind (waiting for any refresh), then `run` returns.
   bool once = false;
   WidgetDrawer drawer{};
+  // Absent: the LiveActivities folder is not looked at.
+  ActivityDrawer activityDrawer{};
   // Reads SIGHUP, SIGINT and SIGTERM itself; block them first (blockSignals in kernel_events.h).
   bool handleSignals = false;
   // Follows the system's zone (/etc/localtime) when no zone was given.

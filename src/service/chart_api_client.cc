@@ -36,8 +36,8 @@ bool appendQueryItem(CURLU* url, std::string_view name, std::string_view value) 
   item.reserve(name.size() + value.size() + 1);
   item.append(name).append("=").append(value);
   // Encodes everything after the first "=", so "&", "=" and "+" in a value stay data.
-  return curl_url_set(url, CURLUPART_QUERY, item.c_str(), CURLU_APPENDQUERY | CURLU_URLENCODE) ==
-         CURLUE_OK;
+  return internal::curl().url_set(url, CURLUPART_QUERY, item.c_str(),
+                                  CURLU_APPENDQUERY | CURLU_URLENCODE) == CURLUE_OK;
 }
 
 }  // namespace
@@ -54,9 +54,9 @@ Expected<std::string> chartRequestURL(std::string_view baseURL, const ChartQuery
   std::string path = internal::urlPart(url.get(), CURLUPART_PATH).value_or("");
   while (path.ends_with('/')) path.pop_back();
   path.append(kChartPath);
-  if (curl_url_set(url.get(), CURLUPART_PATH, path.c_str(), 0) != CURLUE_OK ||
-      curl_url_set(url.get(), CURLUPART_QUERY, nullptr, 0) != CURLUE_OK ||
-      curl_url_set(url.get(), CURLUPART_FRAGMENT, nullptr, 0) != CURLUE_OK) {
+  if (internal::curl().url_set(url.get(), CURLUPART_PATH, path.c_str(), 0) != CURLUE_OK ||
+      internal::curl().url_set(url.get(), CURLUPART_QUERY, nullptr, 0) != CURLUE_OK ||
+      internal::curl().url_set(url.get(), CURLUPART_FRAGMENT, nullptr, 0) != CURLUE_OK) {
     return badURL("the path does not fit");
   }
   bool ok = appendQueryItem(url.get(), "location", query.location) &&

@@ -133,8 +133,8 @@ bool isRedirect(long status) {
 std::optional<std::string> resolveLocation(const std::string& base, const std::string& location) {
   internal::CurlUrl url = internal::parseUrl(base);
   if (!url) return std::nullopt;
-  if (curl_url_set(url.get(), CURLUPART_URL, location.c_str(), CURLU_NON_SUPPORT_SCHEME) !=
-      CURLUE_OK) {
+  if (internal::curl().url_set(url.get(), CURLUPART_URL, location.c_str(),
+                               CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
     return std::nullopt;
   }
   return internal::urlPart(url.get(), CURLUPART_URL);
@@ -160,14 +160,14 @@ HttpHeaders withoutMessageFields(const HttpHeaders& headers) {
 HttpTransport::HttpTransport(TransportConfiguration configuration)
     : configuration_(std::move(configuration)), cache_(configuration_.cache) {
   internal::ensureCurlInitialized();
-  share_.reset(curl_share_init());
+  share_.reset(internal::curl().share_init());
   if (!share_) std::abort();
-  curl_share_setopt(share_.get(), CURLSHOPT_LOCKFUNC, lockShare);
-  curl_share_setopt(share_.get(), CURLSHOPT_UNLOCKFUNC, unlockShare);
-  curl_share_setopt(share_.get(), CURLSHOPT_USERDATA, &shareLocks_);
-  curl_share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT);
-  curl_share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS);
-  curl_share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
+  internal::curl().share_setopt(share_.get(), CURLSHOPT_LOCKFUNC, lockShare);
+  internal::curl().share_setopt(share_.get(), CURLSHOPT_UNLOCKFUNC, unlockShare);
+  internal::curl().share_setopt(share_.get(), CURLSHOPT_USERDATA, &shareLocks_);
+  internal::curl().share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT);
+  internal::curl().share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS);
+  internal::curl().share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
 }
 
 HttpTransport::~HttpTransport() = default;
@@ -254,7 +254,7 @@ Expected<HttpTransport::Exchange> HttpTransport::exchange(
     const std::string& url, const std::vector<std::string>& headerLines, Deadline deadline) {
   internal::CurlSlist headers;
   for (const std::string& line : headerLines) {
-    curl_slist* extended = curl_slist_append(headers.get(), line.c_str());
+    curl_slist* extended = internal::curl().slist_append(headers.get(), line.c_str());
     if (extended == nullptr) return fail("request to " + url + " failed: out of memory");
     headers.release();
     headers.reset(extended);
@@ -268,7 +268,7 @@ Expected<HttpTransport::Exchange> HttpTransport::exchange(
     }
     auto remaining = std::chrono::duration_cast<milliseconds>(deadline - started);
 
-    internal::CurlEasy easy(curl_easy_init());
+    internal::CurlEasy easy(internal::curl().easy_init());
     if (!easy) return fail("request to " + url + " failed: out of memory");
     Transfer transfer;
     std::array<char, CURL_ERROR_SIZE> detail{};
@@ -277,38 +277,39 @@ Expected<HttpTransport::Exchange> HttpTransport::exchange(
     transfer.lastActivity = started;
 
     CURL* h = easy.get();
-    curl_easy_setopt(h, CURLOPT_URL, url.c_str());
-    curl_easy_setopt(h, CURLOPT_SHARE, share_.get());
-    curl_easy_setopt(h, CURLOPT_HTTPGET, 1L);
-    curl_easy_setopt(h, CURLOPT_HTTPHEADER, headers.get());
-    curl_easy_setopt(h, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(h, CURLOPT_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(h, CURLOPT_REDIR_PROTOCOLS_STR, "https");
-    curl_easy_setopt(h, CURLOPT_FOLLOWLOCATION, 0L);  // followed by `get`, hop by hop
-    curl_easy_setopt(h, CURLOPT_SSL_VERIFYPEER, 1L);
-    curl_easy_setopt(h, CURLOPT_SSL_VERIFYHOST, 2L);
+    internal::curl().easy_setopt(h, CURLOPT_URL, url.c_str());
+    internal::curl().easy_setopt(h, CURLOPT_SHARE, share_.get());
+    internal::curl().easy_setopt(h, CURLOPT_HTTPGET, 1L);
+    internal::curl().easy_setopt(h, CURLOPT_HTTPHEADER, headers.get());
+    internal::curl().easy_setopt(h, CURLOPT_NOSIGNAL, 1L);
+    internal::curl().easy_setopt(h, CURLOPT_PROTOCOLS_STR, "http,https");
+    internal::curl().easy_setopt(h, CURLOPT_REDIR_PROTOCOLS_STR, "https");
+    internal::curl().easy_setopt(h, CURLOPT_FOLLOWLOCATION, 0L);  // followed by `get`, hop by hop
+    internal::curl().easy_setopt(h, CURLOPT_SSL_VERIFYPEER, 1L);
+    internal::curl().easy_setopt(h, CURLOPT_SSL_VERIFYHOST, 2L);
     if (configuration_.trustedCertificates) {
-      curl_easy_setopt(h, CURLOPT_CAINFO, configuration_.trustedCertificates->c_str());
-      curl_easy_setopt(h, CURLOPT_CAPATH, nullptr);
+      internal::curl().easy_setopt(h, CURLOPT_CAINFO, configuration_.trustedCertificates->c_str());
+      internal::curl().easy_setopt(h, CURLOPT_CAPATH, nullptr);
     }
-    curl_easy_setopt(h, CURLOPT_ACCEPT_ENCODING, "");  // every encoding curl can decode
-    curl_easy_setopt(h, CURLOPT_TIMEOUT_MS,
-                     static_cast<long>(std::max<milliseconds::rep>(remaining.count(), 1)));
-    curl_easy_setopt(h, CURLOPT_MAXFILESIZE_LARGE,
-                     static_cast<curl_off_t>(configuration_.maxResponseBytes));
-    curl_easy_setopt(h, CURLOPT_WRITEFUNCTION, onBody);
-    curl_easy_setopt(h, CURLOPT_WRITEDATA, &transfer);
-    curl_easy_setopt(h, CURLOPT_HEADERFUNCTION, onHeader);
-    curl_easy_setopt(h, CURLOPT_HEADERDATA, &transfer);
-    curl_easy_setopt(h, CURLOPT_XFERINFOFUNCTION, onProgress);
-    curl_easy_setopt(h, CURLOPT_XFERINFODATA, &transfer);
-    curl_easy_setopt(h, CURLOPT_NOPROGRESS, 0L);
-    curl_easy_setopt(h, CURLOPT_ERRORBUFFER, detail.data());
+    internal::curl().easy_setopt(h, CURLOPT_ACCEPT_ENCODING, "");  // every encoding curl can decode
+    internal::curl().easy_setopt(
+        h, CURLOPT_TIMEOUT_MS,
+        static_cast<long>(std::max<milliseconds::rep>(remaining.count(), 1)));
+    internal::curl().easy_setopt(h, CURLOPT_MAXFILESIZE_LARGE,
+                                 static_cast<curl_off_t>(configuration_.maxResponseBytes));
+    internal::curl().easy_setopt(h, CURLOPT_WRITEFUNCTION, onBody);
+    internal::curl().easy_setopt(h, CURLOPT_WRITEDATA, &transfer);
+    internal::curl().easy_setopt(h, CURLOPT_HEADERFUNCTION, onHeader);
+    internal::curl().easy_setopt(h, CURLOPT_HEADERDATA, &transfer);
+    internal::curl().easy_setopt(h, CURLOPT_XFERINFOFUNCTION, onProgress);
+    internal::curl().easy_setopt(h, CURLOPT_XFERINFODATA, &transfer);
+    internal::curl().easy_setopt(h, CURLOPT_NOPROGRESS, 0L);
+    internal::curl().easy_setopt(h, CURLOPT_ERRORBUFFER, detail.data());
 
-    CURLcode code = curl_easy_perform(h);
+    CURLcode code = internal::curl().easy_perform(h);
     if (code == CURLE_OK) {
       Exchange result;
-      curl_easy_getinfo(h, CURLINFO_RESPONSE_CODE, &result.status);
+      internal::curl().easy_getinfo(h, CURLINFO_RESPONSE_CODE, &result.status);
       result.headers = std::move(transfer.headers);
       result.body = std::move(transfer.body);
       return result;
@@ -338,20 +339,20 @@ Expected<HttpTransport::Exchange> HttpTransport::exchange(
                   " failed: the server answered without an HTTP status line (HTTP/0.9)");
     }
     long osErrno = 0;
-    curl_easy_getinfo(h, CURLINFO_OS_ERRNO, &osErrno);
+    internal::curl().easy_getinfo(h, CURLINFO_OS_ERRNO, &osErrno);
     if (!waitsForConnectivity(code, osErrno)) {
-      return fail("request to " + url + " failed: " + curl_easy_strerror(code));
+      return fail("request to " + url + " failed: " + internal::curl().easy_strerror(code));
     }
     auto pause = std::min<Clock::duration>(configuration_.connectivityRetryInterval,
                                            deadline - Clock::now());
     if (pause <= Clock::duration::zero()) {
-      return fail("request to " + url + " failed: " + curl_easy_strerror(code) +
+      return fail("request to " + url + " failed: " + internal::curl().easy_strerror(code) +
                   " (no connectivity within " + describeDuration(configuration_.resourceTimeout) +
                   ")");
     }
     std::this_thread::sleep_for(pause);
     if (Clock::now() >= deadline) {
-      return fail("request to " + url + " failed: " + curl_easy_strerror(code) +
+      return fail("request to " + url + " failed: " + internal::curl().easy_strerror(code) +
                   " (no connectivity within " + describeDuration(configuration_.resourceTimeout) +
                   ")");
     }

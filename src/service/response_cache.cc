@@ -1,6 +1,5 @@
 #include "service/response_cache.h"
 
-#include <curl/curl.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -15,6 +14,7 @@
 #include <system_error>
 
 #include "platform/atomic_file.h"
+#include "service/internal/curl.h"
 
 namespace pluvo::service {
 namespace {
@@ -93,7 +93,7 @@ CacheControl parseCacheControl(const HttpHeaders& headers) {
 std::optional<WallTime> parseHttpDate(const HttpHeaders& headers, std::string_view name) {
   std::optional<std::string> text = headerValue(headers, name);
   if (!text) return std::nullopt;
-  time_t parsed = curl_getdate(text->c_str(), nullptr);
+  time_t parsed = internal::curl().getdate(text->c_str(), nullptr);
   if (parsed == -1) return std::nullopt;
   return std::chrono::system_clock::from_time_t(parsed);
 }

@@ -66,13 +66,14 @@ class HostTest : public ::testing::Test {
     server.setReply({.body = testing::readSample("rainy-week.json")});
   }
 
-  std::vector<std::string> hostCommand(std::vector<std::string> extra = {}) const {
+  std::vector<std::string> hostCommand(std::vector<std::string> extra = {},
+                                       std::string now = "2026-10-29T20:00:00Z") const {
     std::vector<std::string> argv = {kCli,          "host",
                                      "--out",       out.string(),
                                      "--container", (root.path() / "container").string(),
                                      "--caches",    (root.path() / "caches").string(),
                                      "--info",      info.string(),
-                                     "--now",       "2026-10-29T20:00:00Z",
+                                     "--now",       now,
                                      "--time-zone", "America/Chicago"};
     argv.insert(argv.end(), extra.begin(), extra.end());
     return argv;
@@ -216,6 +217,96 @@ TEST_F(HostTest, StaleSnapshotIsOneRequestForFiveKindsAndKillingLeavesNoLock) {
   EXPECT_EQ(readEntry(out / (kKinds[0] + ".json")).fields["source"], "stored");
   EXPECT_EQ(server.requestCount(), 1);
   expectCleanExitOnSigterm(host);
+}
+
+TEST_F(HostTest, DrawsLiveActivitiesFromTheAppsFolder) {
+  const fs::path activities = container / "LiveActivities";
+  const std::string raining = testing::readSample("activity/raining-hourly.json");
+  const std::string id = "7F1C2A9E-3B64-4D2B-9C1E-5A8D0F4B6E21";
+  const fs::path drawn = out / "activities" / id;
+  const std::vector<std::string> presentations = {"lock", "banner", "island-expanded",
+                                                  "island-compact", "island-minimal"};
+  // The app replaces its file atomically: a hidden temporary renamed over it.
+  auto appWrites = [&](std::string_view bytes) {
+    testing::writeFileBytes(activities / ".rain.json.tmp", bytes);
+    fs::rename(activities / ".rain.json.tmp", activities / "rain.json");
+  };
+  auto replaced = [](std::string text, std::string_view from, std::string_view to) {
+    size_t at = text.find(from);
+    EXPECT_NE(at, std::string::npos) << from;
+    return at == std::string::npos ? text : text.replace(at, from.size(), to);
+  };
+  auto lockWrites = [&](const testing::ChildProcess& host) {
+    std::string log = host.output(), line = "wrote " + (drawn / "lock.json").string() + "\n";
+    int count = 0;
+    for (size_t at = 0; (at = log.find(line, at)) != std::string::npos; at += line.size()) ++count;
+    return count;
+  };
+  auto lockText = [&] {
+    std::string json = testing::readFileBytes(drawn / "lock.json");
+    return json.substr(json.find("\"accessibilityText\""));
+  };
+
+  // Two seconds before a minute strikes, while the rain falls (16:00Z to 20:00Z).
+  fs::create_directories(activities);
+  testing::ChildProcess host(hostCommand({}, "2026-11-17T17:34:58Z"));
+  ASSERT_TRUE(eventually([&] { return entriesWritten(host) == 5; })) << host.output();
+  appWrites(raining);
+  // The presentations are written in order; the minimal island's description comes last.
+  const std::string lastFile = "wrote " + (drawn / "island-minimal.json").string() + "\n";
+  ASSERT_TRUE(eventually([&] { return host.output().find(lastFile) != std::string::npos; }))
+      << host.output();
+  for (const std::string& name : presentations) {
+    SCOPED_TRACE(name);
+    std::string png = testing::readFileBytes(drawn / (name + ".png"));
+    EXPECT_TRUE(png.starts_with("\x89PNG")) << png.size();
+    std::string json = testing::readFileBytes(drawn / (name + ".json"));
+    EXPECT_THAT(json, HasSubstr("\"presentation\":\"" + name + "\""));
+    EXPECT_THAT(json, HasSubstr("\"tapTarget\":\"pluvo://dashboard\""));
+  }
+  EXPECT_THAT(lockText(), HasSubstr("Austin, TX"));
+  // The minute strikes: drawn again with the same file.
+  ASSERT_TRUE(eventually([&] { return lockWrites(host) >= 2; })) << host.output();
+  EXPECT_THAT(testing::readFileBytes(drawn / "lock.json"), HasSubstr("2026-11-17T17:35:00Z"));
+
+  appWrites(replaced(raining, "Steady rain", "Heavy rain"));
+  // Drawn at the start, at the minute, and now for the new state.
+  ASSERT_TRUE(eventually([&] { return lockWrites(host) == 3; })) << host.output();
+  EXPECT_THAT(lockText(), HasSubstr("Heavy rain"));
+
+  // A broken state: one line naming the file and the key; the drawings of the last good one stay.
+  const int before = lockWrites(host);
+  appWrites(replaced(raining, "\"windowEnd\": 816638400.0", "\"windowEnd\": \"soon\""));
+  ASSERT_TRUE(eventually([&] { return host.output().find("cannot draw") != std::string::npos; }));
+  std::this_thread::sleep_for(kQuietWhile);
+  EXPECT_THAT(host.output(), HasSubstr("Pluvo widget host cannot draw " +
+                                       (activities / "rain.json").string() + ": state.windowEnd"));
+  EXPECT_EQ(lockWrites(host), before);
+  EXPECT_THAT(lockText(), HasSubstr("Heavy rain"));
+
+  // A window over for more than an hour (12:00Z to 14:00Z): its drawings go.
+  appWrites(
+      replaced(replaced(raining, "816624000.0", "816609600.0"), "816638400.0", "816616800.0"));
+  ASSERT_TRUE(eventually([&] { return !fs::exists(drawn); })) << host.output();
+  appWrites(raining);
+  ASSERT_TRUE(eventually([&] { return fs::exists(drawn / "lock.json"); })) << host.output();
+
+  // The app ends the activity: its file is deleted, and its drawings with it.
+  fs::remove(activities / "rain.json");
+  ASSERT_TRUE(eventually([&] { return !fs::exists(drawn); })) << host.output();
+  EXPECT_THAT(host.output(), HasSubstr("Pluvo widget host removed " + drawn.string()));
+  expectCleanExitOnSigterm(host);
+
+  // A host that starts finds a drawing whose file went while it was away, and removes it.
+  fs::create_directories(drawn);
+  testing::writeFileBytes(drawn / "lock.png", "stale");
+  auto once = testing::runCommand(hostCommand({"--once"}, "2026-11-17T17:40:00Z"));
+  EXPECT_EQ(once.exitCode, 0) << once.err;
+  EXPECT_FALSE(fs::exists(drawn));
+  // --once draws the activities there are.
+  appWrites(raining);
+  once = testing::runCommand(hostCommand({"--once"}, "2026-11-17T17:40:00Z"));
+  EXPECT_THAT(testing::readFileBytes(drawn / "lock.json"), HasSubstr("2026-11-17T17:40:00Z"));
 }
 
 }  // namespace

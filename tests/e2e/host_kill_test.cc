@@ -1,0 +1,133 @@
+// Crash consistency of `pluvo-widget host`: the process is killed (SIGKILL) at random moments
+// while it refreshes, draws and saves, a few hundred times. After every kill, each image in its
+// output folder decodes whole, each JSON beside it parses, and the snapshot store loads; the
+// next host starts each time, and a last one finishes a round and leaves no temporary file.
+//
+// Each start finds a stale snapshot (rewritten before it) and a Live Activity, so it asks the
+// stub server, saves the new snapshot and the HTTP cache, and draws five widgets and five
+// presentations: the kills land in every phase of that work.
+#include <cairo.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <simdjson.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <random>
+
+#include "model/widget_snapshot.h"
+#include "snapshot/builder.h"
+#include "snapshot/store.h"
+#include "support/child_process.h"
+#include "support/stub_forecast_server.h"
+#include "support/test_environment.h"
+#include "support/test_support.h"
+
+namespace pluvo {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+// Every image and JSON file under `out` (temporaries aside) that fails to read back whole.
+std::vector<std::string> unreadableOutputs(const fs::path& out) {
+  std::vector<std::string> bad;
+  simdjson::dom::parser parser;
+  for (const auto& item : fs::recursive_directory_iterator(out)) {
+    const fs::path& path = item.path();
+    if (!item.is_regular_file() || path.filename().string().starts_with('.')) continue;
+    if (path.extension() == ".png") {
+      cairo_surface_t* image = cairo_image_surface_create_from_png(path.c_str());
+      if (cairo_surface_status(image) != CAIRO_STATUS_SUCCESS) {
+        bad.push_back(path.string() + ": " + cairo_status_to_string(cairo_surface_status(image)));
+      }
+      cairo_surface_destroy(image);
+    } else if (path.extension() == ".json") {
+      simdjson::dom::element root;
+      if (auto error = parser.load(path.string()).get(root)) {
+        bad.push_back(path.string() + ": " + simdjson::error_message(error));
+      }
+    }
+  }
+  return bad;
+}
+
+TEST(HostKillTest, EveryKillLeavesWholeFilesAndTheNextHostStarts) {
+  // CI runs the full count; a local run may ask for fewer with PLUVO_HOST_KILLS.
+  const int kills =
+      std::getenv("PLUVO_HOST_KILLS") ? std::atoi(std::getenv("PLUVO_HOST_KILLS")) : 200;
+  testing::TemporaryDirectory root;
+  testing::StubForecastServer server;
+  server.setReply({.body = testing::readSample("rainy-week.json")});
+  const fs::path info = root.path() / "Info.plist", out = root.path() / "out";
+  const fs::path container = root.path() / "container";
+  testing::writeFileBytes(info,
+                          "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>"
+                          "<key>PluvoAPIBaseURL</key><string>" +
+                              server.url() + "</string></dict></plist>");
+  fs::create_directories(container / "LiveActivities");
+  testing::writeFileBytes(container / "LiveActivities" / "rain.json",
+                          testing::readSample("activity/raining-hourly.json"));
+  const std::vector<std::string> command = {PLUVO_CLI,     "host",
+                                            "--out",       out.string(),
+                                            "--container", container.string(),
+                                            "--caches",    (root.path() / "caches").string(),
+                                            "--info",      info.string(),
+                                            "--now",       "2026-11-17T17:35:00Z",
+                                            "--time-zone", "America/Chicago"};
+
+  const auto packet = model::decodeChartPacket(testing::readSample("rainy-week.json")).value();
+  const auto stale = snapshot::makeWidgetSnapshot(packet, {"Galveston, TX", 5, "F", std::nullopt},
+                                                  testing::at("2026-11-17T10:00:00Z"));
+  // One host round here takes some 50 to 150 ms; the kills spread over it and a little past.
+  std::mt19937 random(20261117);
+  std::uniform_int_distribution<int> delayMs(0, 200);
+  int killedWhileRunning = 0;
+  // Where the kills landed: before the first file was written, between files, after the last.
+  int beforeWriting = 0, whileWriting = 0, afterWriting = 0;
+  for (int kill = 0; kill < kills; ++kill) {
+    {
+      testing::TestEnvironment app(root.path());
+      snapshot::SnapshotStore(app).save(stale, false);
+    }
+    testing::ChildProcess host(command);
+    std::this_thread::sleep_for(std::chrono::milliseconds(delayMs(random)));
+    host.signal(SIGKILL);
+    auto status = host.waitForExit(10s);
+    ASSERT_TRUE(status.has_value());
+    killedWhileRunning += *status == 128 + SIGKILL;
+    const std::string log = host.output();
+    int written = 0;
+    for (size_t at = 0; (at = log.find(" wrote ", at)) != std::string::npos; ++at) ++written;
+    (written == 0 ? beforeWriting : written < 20 ? whileWriting : afterWriting) += 1;
+    ASSERT_EQ(host.errors().find("another widget host"), std::string::npos) << host.errors();
+
+    if (fs::exists(out)) {
+      const auto bad = unreadableOutputs(out);
+      ASSERT_TRUE(bad.empty()) << "after kill " << kill << ": " << bad.front();
+    }
+    testing::TestEnvironment app(root.path());
+    ASSERT_TRUE(snapshot::SnapshotStore(app).load().has_value()) << "after kill " << kill;
+  }
+  EXPECT_EQ(killedWhileRunning, kills);  // none had ended on its own before its kill
+  std::printf("%d kills: %d before the first write, %d between writes, %d after the last\n", kills,
+              beforeWriting, whileWriting, afterWriting);
+  std::fflush(stdout);  // before the next child is forked
+
+  // The next host does a whole round, and the temporaries of the killed ones are gone with it.
+  auto last = testing::runCommand(
+      {PLUVO_CLI, "host", "--out", out.string(), "--container", container.string(), "--caches",
+       (root.path() / "caches").string(), "--info", info.string(), "--now", "2026-11-17T17:35:00Z",
+       "--time-zone", "America/Chicago", "--once"});
+  EXPECT_EQ(last.exitCode, 0) << last.err;
+  EXPECT_TRUE(unreadableOutputs(out).empty());
+  EXPECT_TRUE(fs::exists(out / "activities" / "7F1C2A9E-3B64-4D2B-9C1E-5A8D0F4B6E21" / "lock.png"));
+  std::vector<std::string> temporaries;
+  for (const auto& item : fs::recursive_directory_iterator(root.path())) {
+    if (item.path().extension() == ".tmp") temporaries.push_back(item.path().string());
+  }
+  EXPECT_TRUE(temporaries.empty()) << temporaries.size() << " left, first " << temporaries[0];
+}
+
+}  // namespace
+}  // namespace pluvo
