@@ -77,7 +77,8 @@ std::string encodeOneBit(const std::vector<unsigned char>& bits, int width, int 
   for (int y = 0; y < height; ++y) {
     std::fill(row.begin(), row.end(), 0);
     for (int x = 0; x < width; ++x) {
-      if (bits[size_t(y) * width + x]) row[x / 8] |= 0x80 >> (x % 8);
+      if (bits[size_t(y) * width + x])
+        row[x / 8] = static_cast<unsigned char>(row[x / 8] | (0x80 >> (x % 8)));
     }
     png_write_row(png, row.data());
   }
