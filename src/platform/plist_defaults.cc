@@ -30,13 +30,53 @@ struct MallocFree {
 };
 
 // The dictionary in `bytes`, or null when they are not a property list with a dictionary root.
-PlistNode parseDictionary(const std::string& bytes) {
+PlistNode parseDictionary(std::string_view bytes) {
   if (bytes.empty() || bytes.size() > std::numeric_limits<uint32_t>::max()) return nullptr;
   plist_t root = nullptr;
   plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &root);
   PlistNode node(root);
   if (!node || plist_get_node_type(node.get()) != PLIST_DICT) return nullptr;
   return node;
+}
+
+// The dictionary in the binary form, or null when libplist cannot write it.
+std::unique_ptr<char, MallocFree> encodeBinary(plist_t dictionary, uint32_t& length) {
+  char* buffer = nullptr;
+  length = 0;
+  plist_to_bin(dictionary, &buffer, &length);
+  return std::unique_ptr<char, MallocFree>(buffer);
+}
+
+bool readsBack(const std::unique_ptr<char, MallocFree>& encoded, uint32_t length) {
+  return encoded && parseDictionary(std::string_view(encoded.get(), length)) != nullptr;
+}
+
+// libplist 2.2 reads keys and texts that are not valid UTF-8 from an XML file, but writes them
+// as empty UTF-16 strings that its own reader then refuses: one such entry would make the whole
+// new file unreadable. The copy keeps every entry that can be written on its own.
+PlistNode withoutUnwritableEntries(plist_t dictionary, std::size_t& dropped) {
+  PlistNode kept(plist_new_dict());
+  dropped = 0;
+  plist_dict_iter rawIterator = nullptr;
+  plist_dict_new_iter(dictionary, &rawIterator);
+  std::unique_ptr<void, void (*)(void*)> iterator(rawIterator, std::free);
+  for (;;) {
+    char* rawKey = nullptr;
+    plist_t value = nullptr;
+    plist_dict_next_item(dictionary, iterator.get(), &rawKey, &value);
+    std::unique_ptr<char, MallocFree> key(rawKey);
+    if (!key || value == nullptr) break;
+    PlistNode single(plist_new_dict());
+    plist_dict_set_item(single.get(), key.get(), plist_copy(value));
+    uint32_t length = 0;
+    std::unique_ptr<char, MallocFree> encoded = encodeBinary(single.get(), length);
+    if (readsBack(encoded, length)) {
+      plist_dict_set_item(kept.get(), key.get(), plist_copy(value));
+    } else {
+      ++dropped;
+    }
+  }
+  return kept;
 }
 
 // Holds an exclusive advisory lock on a folder; other processes changing the suite wait.
@@ -114,11 +154,18 @@ Expected<void> PlistDefaultsSuite::setData(std::string_view key, std::string_vie
 
   plist_dict_set_item(root.get(), std::string(key).c_str(),
                       plist_new_data(bytes.data(), bytes.size()));
-  char* buffer = nullptr;
   uint32_t length = 0;
-  plist_to_bin(root.get(), &buffer, &length);
-  std::unique_ptr<char, MallocFree> encoded(buffer);
-  if (!encoded) return fail("cannot encode the shared defaults for " + file_.string());
+  std::unique_ptr<char, MallocFree> encoded = encodeBinary(root.get(), length);
+  if (encoded && !readsBack(encoded, length)) {
+    std::size_t dropped = 0;
+    root = withoutUnwritableEntries(root.get(), dropped);
+    log_("Pluvo shared defaults at " + file_.string() + ": dropped " + std::to_string(dropped) +
+         (dropped == 1 ? " entry" : " entries") + " that cannot be written (not UTF-8)");
+    encoded = encodeBinary(root.get(), length);
+  }
+  if (!readsBack(encoded, length)) {
+    return fail("cannot encode the shared defaults for " + file_.string());
+  }
   return writeFileAtomically(file_, std::string_view(encoded.get(), length));
 }
 

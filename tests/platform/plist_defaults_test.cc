@@ -74,6 +74,21 @@ TEST_F(PlistDefaultsTest, CorruptFilesReadAsEmptyWithOneLineAndAreReplacedByTheN
   EXPECT_EQ(suite.data(kKey), "fresh");
 }
 
+// Found by fuzzing: libplist reads a key that is not UTF-8 from XML but writes it as an empty
+// string, and the whole new file, the value just set included, no longer read back.
+TEST_F(PlistDefaultsTest, AnEntryThatCannotBeWrittenIsDroppedAndTheRestKept) {
+  fs::create_directories(file.parent_path());
+  writeFileBytes(file,
+                 "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>"
+                 "<key>app.settings.data</key><data>aGVsbG8=</data>"
+                 "<key>\xb0\xb3 not UTF-8</key><data>aGVsbG8=</data></dict></plist>");
+  ASSERT_TRUE(suite.setData(kKey, "value").has_value());
+  EXPECT_EQ(suite.data(kKey), "value");
+  EXPECT_EQ(suite.data("app.settings.data"), "hello");
+  EXPECT_THAT(lines, ElementsAre("Pluvo shared defaults at " + file.string() +
+                                 ": dropped 1 entry that cannot be written (not UTF-8)"));
+}
+
 TEST_F(PlistDefaultsTest, WritesFromTwoProcessesNeverUndoEachOther) {
   constexpr int kWrites = 40;
   std::vector<pid_t> writers;
