@@ -10,6 +10,7 @@
 #include <limits>
 #include <memory>
 #include <utility>
+#include <vector>
 
 #include "platform/atomic_file.h"
 
@@ -51,12 +52,38 @@ bool readsBack(const std::unique_ptr<char, MallocFree>& encoded, uint32_t length
   return encoded && parseDictionary(std::string_view(encoded.get(), length)) != nullptr;
 }
 
-// libplist 2.2 reads keys and texts that are not valid UTF-8 from an XML file, but writes them
-// as empty UTF-16 strings that its own reader then refuses: one such entry would make the whole
-// new file unreadable. The copy keeps every entry that can be written on its own.
-PlistNode withoutUnwritableEntries(plist_t dictionary, std::size_t& dropped) {
-  PlistNode kept(plist_new_dict());
-  dropped = 0;
+// Whether `text` is well-formed UTF-8 (RFC 3629: no overlong forms, surrogates or values past
+// U+10FFFF).
+bool isUtf8(std::string_view text) {
+  for (size_t i = 0; i < text.size();) {
+    auto byte = [&](size_t at) { return static_cast<unsigned char>(text[at]); };
+    unsigned char lead = byte(i);
+    size_t length = lead < 0x80                    ? 1
+                    : lead >= 0xC2 && lead <= 0xDF ? 2
+                    : lead >= 0xE0 && lead <= 0xEF ? 3
+                    : lead >= 0xF0 && lead <= 0xF4 ? 4
+                                                   : 0;
+    if (length == 0 || i + length > text.size()) return false;
+    for (size_t k = 1; k < length; ++k) {
+      if ((byte(i + k) & 0xC0) != 0x80) return false;
+    }
+    if (length >= 3) {
+      unsigned char second = byte(i + 1);
+      if ((lead == 0xE0 && second < 0xA0) || (lead == 0xED && second >= 0xA0) ||
+          (lead == 0xF0 && second < 0x90) || (lead == 0xF4 && second >= 0x90)) {
+        return false;
+      }
+    }
+    i += length;
+  }
+  return true;
+}
+
+// libplist 2.2 reads keys and texts that are not UTF-8 from an XML file but writes them as empty
+// UTF-16 strings that its own reader then refuses: one such entry makes the whole new file
+// unreadable. Removes the entries whose key or text value is not UTF-8; returns how many.
+std::size_t removeEntriesNotUtf8(plist_t dictionary) {
+  std::vector<std::string> unwritable;
   plist_dict_iter rawIterator = nullptr;
   plist_dict_new_iter(dictionary, &rawIterator);
   std::unique_ptr<void, void (*)(void*)> iterator(rawIterator, std::free);
@@ -66,17 +93,16 @@ PlistNode withoutUnwritableEntries(plist_t dictionary, std::size_t& dropped) {
     plist_dict_next_item(dictionary, iterator.get(), &rawKey, &value);
     std::unique_ptr<char, MallocFree> key(rawKey);
     if (!key || value == nullptr) break;
-    PlistNode single(plist_new_dict());
-    plist_dict_set_item(single.get(), key.get(), plist_copy(value));
-    uint32_t length = 0;
-    std::unique_ptr<char, MallocFree> encoded = encodeBinary(single.get(), length);
-    if (readsBack(encoded, length)) {
-      plist_dict_set_item(kept.get(), key.get(), plist_copy(value));
-    } else {
-      ++dropped;
+    // By pointer and length: the copying getter aborts on a text that holds a NUL byte.
+    uint64_t length = 0;
+    const char* text =
+        plist_get_node_type(value) == PLIST_STRING ? plist_get_string_ptr(value, &length) : nullptr;
+    if (!isUtf8(key.get()) || (text && !isUtf8(std::string_view(text, length)))) {
+      unwritable.emplace_back(key.get());
     }
   }
-  return kept;
+  for (const std::string& key : unwritable) plist_dict_remove_item(dictionary, key.c_str());
+  return unwritable.size();
 }
 
 // Holds an exclusive advisory lock on a folder; other processes changing the suite wait.
@@ -157,10 +183,18 @@ Expected<void> PlistDefaultsSuite::setData(std::string_view key, std::string_vie
   uint32_t length = 0;
   std::unique_ptr<char, MallocFree> encoded = encodeBinary(root.get(), length);
   if (encoded && !readsBack(encoded, length)) {
-    std::size_t dropped = 0;
-    root = withoutUnwritableEntries(root.get(), dropped);
+    std::size_t dropped = removeEntriesNotUtf8(root.get());
     log_("Pluvo shared defaults at " + file_.string() + ": dropped " + std::to_string(dropped) +
          (dropped == 1 ? " entry" : " entries") + " that cannot be written (not UTF-8)");
+    encoded = encodeBinary(root.get(), length);
+  }
+  if (encoded && !readsBack(encoded, length)) {
+    // Something else libplist cannot write back: keep at least the value being set.
+    log_("Pluvo shared defaults at " + file_.string() +
+         " cannot be written back whole; writing a new one");
+    root.reset(plist_new_dict());
+    plist_dict_set_item(root.get(), std::string(key).c_str(),
+                        plist_new_data(bytes.data(), bytes.size()));
     encoded = encodeBinary(root.get(), length);
   }
   if (!readsBack(encoded, length)) {
