@@ -48,8 +48,17 @@ std::unique_ptr<char, MallocFree> encodeBinary(plist_t dictionary, uint32_t& len
   return std::unique_ptr<char, MallocFree>(buffer);
 }
 
-bool readsBack(const std::unique_ptr<char, MallocFree>& encoded, uint32_t length) {
-  return encoded && parseDictionary(std::string_view(encoded.get(), length)) != nullptr;
+// Whether `encoded` reads back as a dictionary of `entries` entries whose `key` holds `bytes`.
+bool writtenWhole(const std::unique_ptr<char, MallocFree>& encoded, uint32_t length,
+                  uint32_t entries, const std::string& key, std::string_view bytes) {
+  if (!encoded) return false;
+  PlistNode back = parseDictionary(std::string_view(encoded.get(), length));
+  if (!back || plist_dict_get_size(back.get()) != entries) return false;
+  plist_t value = plist_dict_get_item(back.get(), key.c_str());
+  if (value == nullptr || plist_get_node_type(value) != PLIST_DATA) return false;
+  uint64_t size = 0;
+  const char* pointer = plist_get_data_ptr(value, &size);
+  return std::string_view(pointer ? pointer : "", pointer ? size : 0) == bytes;
 }
 
 // Whether `text` is well-formed UTF-8 (RFC 3629: no overlong forms, surrogates or values past
@@ -79,9 +88,10 @@ bool isUtf8(std::string_view text) {
   return true;
 }
 
-// libplist 2.2 reads keys and texts that are not UTF-8 from an XML file but writes them as empty
-// UTF-16 strings that its own reader then refuses: one such entry makes the whole new file
-// unreadable. Removes the entries whose key or text value is not UTF-8; returns how many.
+// libplist 2.2 reads keys and texts that are not UTF-8 from an XML file but writes them cut at
+// the first bad byte: the new file then fails to read, or a cut key shadows another one (the
+// value just set among them). Removes the entries whose key or text value is not UTF-8; returns
+// how many.
 std::size_t removeEntriesNotUtf8(plist_t dictionary) {
   std::vector<std::string> unwritable;
   plist_dict_iter rawIterator = nullptr;
@@ -178,27 +188,25 @@ Expected<void> PlistDefaultsSuite::setData(std::string_view key, std::string_vie
   }
   if (!root) root.reset(plist_new_dict());
 
-  plist_dict_set_item(root.get(), std::string(key).c_str(),
-                      plist_new_data(bytes.data(), bytes.size()));
-  uint32_t length = 0;
-  std::unique_ptr<char, MallocFree> encoded = encodeBinary(root.get(), length);
-  if (encoded && !readsBack(encoded, length)) {
-    std::size_t dropped = removeEntriesNotUtf8(root.get());
+  if (std::size_t dropped = removeEntriesNotUtf8(root.get())) {
     log_("Pluvo shared defaults at " + file_.string() + ": dropped " + std::to_string(dropped) +
          (dropped == 1 ? " entry" : " entries") + " that cannot be written (not UTF-8)");
-    encoded = encodeBinary(root.get(), length);
   }
-  if (encoded && !readsBack(encoded, length)) {
-    // Something else libplist cannot write back: keep at least the value being set.
+  const std::string name(key);
+  plist_dict_set_item(root.get(), name.c_str(), plist_new_data(bytes.data(), bytes.size()));
+  uint32_t length = 0;
+  std::unique_ptr<char, MallocFree> encoded = encodeBinary(root.get(), length);
+  if (!writtenWhole(encoded, length, plist_dict_get_size(root.get()), name, bytes)) {
+    // Something else libplist cannot write back (a key holding a NUL byte, say): keep at least
+    // the value being set.
     log_("Pluvo shared defaults at " + file_.string() +
          " cannot be written back whole; writing a new one");
     root.reset(plist_new_dict());
-    plist_dict_set_item(root.get(), std::string(key).c_str(),
-                        plist_new_data(bytes.data(), bytes.size()));
+    plist_dict_set_item(root.get(), name.c_str(), plist_new_data(bytes.data(), bytes.size()));
     encoded = encodeBinary(root.get(), length);
-  }
-  if (!readsBack(encoded, length)) {
-    return fail("cannot encode the shared defaults for " + file_.string());
+    if (!writtenWhole(encoded, length, 1, name, bytes)) {
+      return fail("cannot encode the shared defaults for " + file_.string());
+    }
   }
   return writeFileAtomically(file_, std::string_view(encoded.get(), length));
 }

@@ -75,22 +75,28 @@ TEST_F(PlistDefaultsTest, CorruptFilesReadAsEmptyWithOneLineAndAreReplacedByTheN
 }
 
 // Found by fuzzing: libplist reads a key that is not UTF-8 from XML but writes it as an empty
-// string, and the whole new file, the value just set included, no longer read back. (A text
-// holding a NUL byte beside it once made the repair overrun a buffer.)
+// string, and the whole new file no longer read back; a key cut at its first bad byte shadowed
+// the value just set. (A text holding a NUL byte once made the repair overrun a buffer.)
 TEST_F(PlistDefaultsTest, AnEntryThatCannotBeWrittenIsDroppedAndTheRestKept) {
   fs::create_directories(file.parent_path());
   using namespace std::string_literals;
-  writeFileBytes(file,
-                 "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>"
-                 "<key>app.settings.data</key><data>aGVsbG8=</data>"
-                 "<key>app.name</key><string>Plu\0vo</string>"
-                 "<key>\xb0\xb3 not UTF-8</key><data>aGVsbG8=</data></dict></plist>"s);
-  ASSERT_TRUE(suite.setData(kKey, "value").has_value());
-  EXPECT_EQ(suite.data(kKey), "value");
-  EXPECT_EQ(suite.data("app.settings.data"), "hello");
-  EXPECT_NE(readFileBytes(file).find("app.name"), std::string::npos);
-  EXPECT_THAT(lines, ElementsAre("Pluvo shared defaults at " + file.string() +
-                                 ": dropped 1 entry that cannot be written (not UTF-8)"));
+  const std::string kept =
+      "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>"
+      "<key>app.settings.data</key><data>aGVsbG8=</data>"
+      "<key>app.name</key><string>Plu\0vo</string>"s;
+  const std::string unwritable[] = {
+      "<key>\xb0\xb3 not UTF-8</key><data>aGVsbG8=</data>",
+      "<key>pluvo.widget.snapshot.data.v1\xb0</key><string>x</string>"};
+  for (const std::string& entry : unwritable) {
+    writeFileBytes(file, kept + entry + "</dict></plist>");
+    lines.clear();
+    ASSERT_TRUE(suite.setData(kKey, "value").has_value());
+    EXPECT_EQ(suite.data(kKey), "value") << entry;
+    EXPECT_EQ(suite.data("app.settings.data"), "hello");
+    EXPECT_NE(readFileBytes(file).find("app.name"), std::string::npos);
+    EXPECT_THAT(lines, ElementsAre("Pluvo shared defaults at " + file.string() +
+                                   ": dropped 1 entry that cannot be written (not UTF-8)"));
+  }
 }
 
 TEST_F(PlistDefaultsTest, WritesFromTwoProcessesNeverUndoEachOther) {
