@@ -170,7 +170,7 @@ Expected<void> PlistDefaultsSuite::setData(std::string_view key, std::string_vie
   if (!root) root.reset(plist_new_dict());
   if (std::size_t dropped = dropUnwritableEntries(root.get()); dropped > 0) {
     log_("Pluvo shared defaults at " + file_.string() + ": dropped " + std::to_string(dropped) +
-         " entries whose texts are not UTF-8");
+         (dropped == 1 ? " entry" : " entries") + " that cannot be written (not UTF-8)");
   }
 
   if (!isValidUtf8(key)) return fail("cannot store a defaults key that is not UTF-8");

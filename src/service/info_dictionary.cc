@@ -42,10 +42,13 @@ Expected<InfoDictionary> parseInfoDictionary(std::string_view bytes) {
     if (!key || value == nullptr) break;
     std::optional<std::string> text;
     if (plist_get_node_type(value) == PLIST_STRING) {
-      char* rawText = nullptr;
-      plist_get_string_val(value, &rawText);
-      platform::PlistText owned(rawText);
-      text = std::string(owned ? owned.get() : "");
+      // Read by pointer and length: libplist's copying getter aborts the process on a text that
+      // holds a NUL byte. Such a text counts as not text, since every reader of these values
+      // (curl among them) would see it cut at the NUL.
+      uint64_t length = 0;
+      const char* pointer = plist_get_string_ptr(value, &length);
+      std::string_view bytes = pointer ? std::string_view(pointer, length) : std::string_view();
+      if (bytes.find('\0') == std::string_view::npos) text = std::string(bytes);
     }
     dictionary.entries.insert_or_assign(std::string(key.get()), std::move(text));
   }

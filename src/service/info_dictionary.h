@@ -2,9 +2,9 @@
 //
 // The build places the widget host's executable in `PluvoWidgetExtension.appex/` beside an
 // `Info.plist`, as the phone's bundle does; the CLI's --info names another file. Only the
-// top-level entries are kept: text values as text, every other value as "present, not text", so
-// that a lookup can tell a mistyped key from an absent one. Property lists in XML and binary form
-// are both read (libplist).
+// top-level entries are kept: text values as text, every other value (and a text holding a NUL
+// byte) as "present, not text", so that a lookup can tell a mistyped key from an absent one.
+// Property lists in XML and binary form are both read (libplist).
 //
 //   Expected<InfoDictionary> info = loadInfoDictionary("PluvoWidgetExtension.appex/Info.plist");
 //   if (info) if (const std::string* base = info->text("PluvoAPIBaseURL")) ...

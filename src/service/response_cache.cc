@@ -15,6 +15,7 @@
 
 #include "platform/atomic_file.h"
 #include "service/internal/curl.h"
+#include "service/internal/response_cache_entry.h"
 
 namespace pluvo::service {
 namespace {
@@ -38,15 +39,25 @@ bool equalsIgnoringCase(std::string_view a, std::string_view b) {
          });
 }
 
+// Delta-seconds past 2^31 are read as 2^31 (RFC 9111, 1.2.2): "a very long time", and a number
+// the age and freshness sums cannot overflow.
+constexpr std::int64_t kLongestDelta = std::int64_t{1} << 31;
+
 std::optional<std::int64_t> parseCount(std::string_view text) {
   std::int64_t value = 0;
   auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error == std::errc::result_out_of_range && !text.empty() && text.front() != '-') {
-    return std::numeric_limits<std::int64_t>::max();  // "a very long time"
+    return kLongestDelta;
   }
   if (error != std::errc() || end != text.data() + text.size() || value < 0) return std::nullopt;
-  return value;
+  return std::min(value, kLongestDelta);
 }
+
+// The wall times the rules compute with lie from 1970 to early 2116 (2^62 nanoseconds), so that
+// the difference of any two fits the clock's nanosecond count. Header dates beyond are clamped to
+// those ends; entry files with times beyond are not files this cache wrote.
+constexpr std::int64_t kLatestSeconds = (std::int64_t{1} << 62) / 1'000'000'000;
+constexpr std::int64_t kLatestMillis = kLatestSeconds * 1000;
 
 struct CacheControl {
   bool noStore = false;
@@ -95,7 +106,7 @@ std::optional<WallTime> parseHttpDate(const HttpHeaders& headers, std::string_vi
   if (!text) return std::nullopt;
   time_t parsed = internal::curl().getdate(text->c_str(), nullptr);
   if (parsed == -1) return std::nullopt;
-  return std::chrono::system_clock::from_time_t(parsed);
+  return WallTime(seconds(std::clamp<std::int64_t>(parsed, 0, kLatestSeconds)));
 }
 
 seconds atLeastZero(std::chrono::system_clock::duration d) {
@@ -128,28 +139,6 @@ bool hasLineBreak(std::string_view text) {
   return text.find_first_of("\r\n") != std::string_view::npos;
 }
 
-// The entry's file form: a few header lines, then the body's bytes.
-std::optional<std::string> serialize(std::string_view url, const CachedResponse& response) {
-  if (hasLineBreak(url)) return std::nullopt;
-  std::string out;
-  out.reserve(response.body.size() + 512);
-  out.append(kFileMagic).append("\n");
-  out.append(url).append("\n");
-  out.append(std::to_string(response.status)).append("\n");
-  out.append(std::to_string(toMillis(response.requestTime))).append("\n");
-  out.append(std::to_string(toMillis(response.responseTime))).append("\n");
-  out.append(std::to_string(response.headers.size())).append("\n");
-  for (const auto& [name, value] : response.headers) {
-    if (hasLineBreak(name) || hasLineBreak(value) || name.find(':') != std::string::npos) {
-      return std::nullopt;
-    }
-    out.append(name).append(": ").append(value).append("\n");
-  }
-  out.append(std::to_string(response.body.size())).append("\n");
-  out.append(response.body);
-  return out;
-}
-
 class LineReader {
  public:
   explicit LineReader(std::string_view bytes) : rest_(bytes) {}
@@ -174,21 +163,46 @@ class LineReader {
   std::string_view rest_;
 };
 
-struct ParsedEntry {
-  std::string url;
-  CachedResponse response;
-};
+}  // namespace
 
-std::optional<ParsedEntry> deserialize(std::string_view bytes) {
+namespace internal {
+
+std::optional<std::string> serializeCacheEntry(std::string_view url,
+                                               const CachedResponse& response) {
+  if (hasLineBreak(url)) return std::nullopt;
+  std::string out;
+  out.reserve(response.body.size() + 512);
+  out.append(kFileMagic).append("\n");
+  out.append(url).append("\n");
+  out.append(std::to_string(response.status)).append("\n");
+  out.append(std::to_string(toMillis(response.requestTime))).append("\n");
+  out.append(std::to_string(toMillis(response.responseTime))).append("\n");
+  out.append(std::to_string(response.headers.size())).append("\n");
+  for (const auto& [name, value] : response.headers) {
+    if (hasLineBreak(name) || hasLineBreak(value) || name.find(':') != std::string::npos) {
+      return std::nullopt;
+    }
+    out.append(name).append(": ").append(value).append("\n");
+  }
+  out.append(std::to_string(response.body.size())).append("\n");
+  out.append(response.body);
+  return out;
+}
+
+std::optional<CacheEntry> deserializeCacheEntry(std::string_view bytes) {
   LineReader reader(bytes);
   if (reader.line() != kFileMagic) return std::nullopt;
-  ParsedEntry entry;
+  CacheEntry entry;
   auto url = reader.line();
   auto status = reader.number();
   auto requestTime = reader.number();
   auto responseTime = reader.number();
   auto headerCount = reader.number();
-  if (!url || !status || !requestTime || !responseTime || !headerCount || *headerCount < 0) {
+  auto isTime = [](std::optional<std::int64_t> millis) {
+    return millis && *millis >= 0 && *millis <= kLatestMillis;
+  };
+  if (!url || !status || !isTime(requestTime) || !isTime(responseTime) || !headerCount ||
+      *headerCount < 0) {
     return std::nullopt;
   }
   entry.url = std::string(*url);
@@ -210,6 +224,10 @@ std::optional<ParsedEntry> deserialize(std::string_view bytes) {
   entry.response.body = std::string(reader.rest());
   return entry;
 }
+
+}  // namespace internal
+
+namespace {
 
 std::int64_t nowNanoseconds() {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(
@@ -379,7 +397,8 @@ std::optional<CachedResponse> ResponseCache::find(std::string_view url) {
   }
   if (!disk_.contains(fileName)) return std::nullopt;
   Expected<std::string> bytes = platform::readWholeFile(*configuration_.directory / fileName);
-  std::optional<ParsedEntry> entry = bytes ? deserialize(*bytes) : std::nullopt;
+  std::optional<internal::CacheEntry> entry =
+      bytes ? internal::deserializeCacheEntry(*bytes) : std::nullopt;
   if (!entry) {
     forgetOnDisk(fileName);  // unreadable or torn
     return std::nullopt;
@@ -391,7 +410,7 @@ std::optional<CachedResponse> ResponseCache::find(std::string_view url) {
 }
 
 void ResponseCache::store(std::string_view url, const CachedResponse& response) {
-  std::optional<std::string> bytes = serialize(url, response);
+  std::optional<std::string> bytes = internal::serializeCacheEntry(url, response);
   std::lock_guard lock(mutex_);
   forgetInMemory(std::string(url));
   if (!bytes) return;  // a URL or field with a line break cannot be kept

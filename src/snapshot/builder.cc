@@ -223,12 +223,17 @@ std::string rainDetail(double chance, double total, std::span<const RainHour> ho
   return withAmount(amountText, wholeRange);
 }
 
-std::vector<RainHour> rainHoursOf(std::span<const ChartHour* const> hours) {
+// A day's packet hours with the points built from them: the points' ids give the order (the
+// hours' seqIndex, unless a malformed packet repeated one), so that normalized() re-deriving the
+// text from the stored points orders the hours the same way.
+std::vector<RainHour> rainHoursOf(std::span<const ChartHour* const> hours,
+                                  const std::vector<PluvoWidgetHourlyPoint>& points) {
   std::vector<RainHour> result;
   result.reserve(hours.size());
-  for (const ChartHour* hour : hours) {
+  for (size_t i = 0; i < hours.size(); ++i) {
+    const ChartHour& hour = *hours[i];
     result.push_back(
-        {hour->seqIndex, clockHourOfTimeText(*hour), hour->timeLabel, hour->values.precipAmount});
+        {points[i].id, clockHourOfTimeText(hour), hour.timeLabel, hour.values.precipAmount});
   }
   return result;
 }
@@ -337,9 +342,8 @@ PluvoWidgetDay makeDay(const ChartDay& source, std::int64_t position,
   ConditionDescription d = describeCondition(view(day.condition), std::nullopt, heaviest);
   day.condition = std::move(d.text);
   day.symbolName = std::move(d.symbolName);
-  // The packet's hours (not the points) give the rain text: their seqIndex orders them and their
-  // time texts, or labels, make the ranges.
-  std::vector<RainHour> rainHours = rainHoursOf(hours);
+  // The packet's hours give the rain text: their time texts, or labels, make the ranges.
+  std::vector<RainHour> rainHours = rainHoursOf(hours, points);
   day.rainDetail = rainDetail(day.rainChance, day.rainAmount, rainHours, isCurrentDay);
   day.hourlyPoints = std::move(points);
   return day;

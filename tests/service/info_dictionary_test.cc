@@ -34,6 +34,18 @@ TEST(InfoDictionaryTest, ReadsBinaryPropertyListsAndTellsMistypedFromAbsent) {
   EXPECT_EQ(info->text("PLUVO_API_BASE_URL"), nullptr);
 }
 
+// Found by fuzzing: libplist's copying getter aborted the process on such a text.
+TEST(InfoDictionaryTest, ATextHoldingANulByteIsPresentButNotText) {
+  const std::string bytes = std::string(R"(<?xml version="1.0"?><plist version="1.0"><dict>
+  <key>PluvoAPIBaseURL</key><string>https://a.test)") +
+                            std::string(1, '\0') + R"(.evil.test</string>
+  <key>CFBundleName</key><string>Pluvo</string></dict></plist>)";
+  Expected<InfoDictionary> info = parseInfoDictionary(bytes);
+  ASSERT_TRUE(info.has_value()) << info.error().message;
+  EXPECT_EQ(info->entries, (decltype(info->entries){{"PluvoAPIBaseURL", std::nullopt},
+                                                    {"CFBundleName", "Pluvo"}}));
+}
+
 TEST(InfoDictionaryTest, UnusableFilesGiveAnErrorNamingTheFile) {
   testing::TemporaryDirectory folder;
   const std::filesystem::path file = folder.path() / "Info.plist";

@@ -61,6 +61,20 @@ TEST(CachingRulesTest, FreshnessFollowsMaxAgeThenExpiresThenLastModifiedAndAgeCo
   EXPECT_FALSE(isFresh(answer({{"Cache-Control", "no-cache, max-age=600"}}), kNow));
 }
 
+// Found by fuzzing: a far-off date or a huge count overflowed the clock's nanosecond count.
+// Counts past 2^31 read as 2^31 seconds; dates past early 2116 as early 2116.
+TEST(CachingRulesTest, HugeCountsAndFarOffDatesAreClampedNotOverflowed) {
+  const std::pair<std::string, std::string> date = {"Date", "Thu, 29 Oct 2026 20:00:00 GMT"};
+  const seconds longest(std::int64_t{1} << 31);
+  EXPECT_EQ(freshnessLifetime(answer({{"Cache-Control", "max-age=99999999999999999999"}})),
+            longest);
+  EXPECT_EQ(freshnessLifetime(answer({{"Cache-Control", "max-age=4294967296"}})), longest);
+  EXPECT_EQ(currentAge(answer({date, {"Age", "9223372036854775807"}}), kNow), longest + seconds(1));
+  EXPECT_EQ(freshnessLifetime(answer({date, {"Expires", "Fri, 31 Dec 9999 23:59:59 GMT"}})),
+            seconds(4'611'686'018 - 1'793'304'000));
+  EXPECT_TRUE(isFresh(answer({date, {"Expires", "Fri, 31 Dec 9999 23:59:59 GMT"}}), kNow));
+}
+
 TEST(CachingRulesTest, StorabilityFollowsStatusAndDirectives) {
   EXPECT_TRUE(isStorable(200, {}));
   EXPECT_TRUE(isStorable(404, {}));
@@ -122,8 +136,19 @@ TEST(ResponseCacheTest, DiskKeepsEntriesAndTheirUseOrderAcrossInstancesAndDropsT
     testing::writeFileBytes(file.path(), bytes.substr(0, bytes.size() - 10));
   }
   testing::writeFileBytes(root.path() / "0123456789abcdef.response", "not a cache entry");
+  // Found by fuzzing: a response time in the year 4733 overflowed the clock when read.
+  ResponseCache(configuration).store("https://far", entry('f', 10));
+  for (const auto& file : fs::directory_iterator(root.path())) {
+    std::string bytes = testing::readFileBytes(file.path());
+    if (bytes.find("https://far\n") == std::string::npos) continue;
+    std::string millis = std::to_string(
+        std::chrono::duration_cast<std::chrono::milliseconds>(kNow.time_since_epoch()).count());
+    bytes.replace(bytes.rfind(millis), millis.size(), "87195431624486");
+    testing::writeFileBytes(file.path(), bytes);
+  }
   ResponseCache reopened(configuration);
   EXPECT_EQ(reopened.find("https://x"), std::nullopt);
+  EXPECT_EQ(reopened.find("https://far"), std::nullopt);
   EXPECT_EQ(reopened.usage().diskEntries, 2u);
   EXPECT_EQ(std::distance(fs::directory_iterator(root.path()), {}), 2);
 }

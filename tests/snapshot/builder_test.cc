@@ -466,6 +466,17 @@ TEST(Normalized, FreshSnapshotsAreAlreadyNormalAndNormalizingTwiceChangesNothing
   }
 }
 
+// Found by fuzzing: a repeated seqIndex gives its hour a new point id, and the rain text read
+// the hours in seqIndex order, so it changed ("10a-7a" to "2a-11a") when normalized() re-derived
+// it from the points.
+TEST(Normalized, ARepeatedSeqIndexOrdersTheRainTextAsTheStoredPointsDo) {
+  ChartPacket packet = rainDay(60, 0.06, "..1...1...1");
+  packet.hours[10].seqIndex = 1;
+  PluvoWidgetSnapshot built = build(packet);
+  EXPECT_EQ(built.days[0].rainDetail, "0.06\" \u00b7 2a-11a");
+  EXPECT_EQ(normalized(built), built);
+}
+
 TEST(Normalized, ReDerivesTheDaysTextsCurrentConditionsAndSummariesAndNothingElse) {
   PluvoWidgetSnapshot built = build(rainyWeek());
   PluvoWidgetSnapshot damaged = built;

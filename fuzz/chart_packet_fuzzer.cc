@@ -1,0 +1,51 @@
+// Chart packets arrive from the network. Any bytes must give a packet or an error; a packet
+// must survive its own encoding (the app keeps packets as JSON it wrote), and the builder
+// behind a refresh must turn any packet into a snapshot that can be stored and shown.
+#include <algorithm>
+#include <cstdint>
+
+#include "fuzz_support.h"
+#include "model/chart_packet.h"
+#include "model/widget_snapshot.h"
+#include "snapshot/builder.h"
+
+namespace {
+
+using namespace pluvo;
+
+const Instant kNow = *parseIso8601("2026-10-29T20:00:00Z");
+const TimeZone kDeviceZone = findTimeZone("America/Chicago");
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  auto packet = model::decodeChartPacket(fuzz::asText(data, size));
+  if (!packet) {
+    fuzz::require(!packet.error().message.empty(), "a failed decode says why");
+    return 0;
+  }
+  auto encoded = model::encodeChartPacket(*packet);
+  fuzz::require(encoded.has_value(), "a decoded packet encodes");
+  auto again = model::decodeChartPacket(*encoded);
+  fuzz::require(again && *again == *packet, "a packet reads back as it was written");
+
+  snapshot::BuildOptions options;
+  options.dayCount = static_cast<std::int64_t>(packet->days.size());
+  model::PluvoWidgetSnapshot built = snapshot::makeWidgetSnapshot(*packet, options, kNow);
+  fuzz::require(encodeWidgetSnapshot(built).has_value(), "a built snapshot can be stored");
+  // A built snapshot is in normal form, except that the builder writes the rain text's range
+  // with an hour's own label when neither of its time texts reads, a label that the stored
+  // points do not keep for normalized() to use.
+  model::PluvoWidgetSnapshot normal = snapshot::normalized(built);
+  fuzz::require(snapshot::normalized(normal) == normal, "normalizing is idempotent");
+  bool timesRead = std::all_of(packet->hours.begin(), packet->hours.end(), [](const auto& hour) {
+    return parseIso8601(hour.startISO) || parseIso8601(hour.datetime);
+  });
+  if (!timesRead) {
+    for (size_t d = 0; d < normal.days.size(); ++d)
+      normal.days[d].rainDetail = built.days[d].rainDetail;
+  }
+  fuzz::require(normal == built, "a built snapshot is in normal form");
+  snapshot::displaySnapshot(built, kNow, kDeviceZone);
+  return 0;
+}

@@ -1,0 +1,57 @@
+// The main app's forecast cache record is a file another process writes into the shared
+// container. Any bytes must give a record or an error, a record must survive its own encoding,
+// and the recovery that reads the file and builds a snapshot from it must never fail worse than
+// "recovery skipped" or "recovery failed".
+#include <cstdint>
+
+#include "fuzz_support.h"
+#include "model/forecast_cache_record.h"
+#include "model/widget_snapshot.h"
+#include "platform/system_environment.h"
+#include "snapshot/recovery.h"
+
+namespace {
+
+using namespace pluvo;
+
+// The moment the bundled forecast cache sample was made, so that its seeds reach the builder.
+const Instant kNow = *parseIso8601("2026-10-29T20:00:00Z");
+
+platform::SystemEnvironment& environment() {
+  static platform::SystemEnvironment env({
+      .container = fuzz::scratchFolder() / "container",
+      .caches = fuzz::scratchFolder() / "caches",
+      .inExtension = true,
+      .fixedNow = kNow,
+      .deviceZone = findTimeZone("America/Chicago"),
+      .logSink = [](std::string_view) {},
+  });
+  return env;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  std::string_view bytes = fuzz::asText(data, size);
+  auto record = model::decodeForecastCacheRecoveryRecord(bytes);
+  if (record) {
+    auto encoded = model::encodeForecastCacheRecoveryRecord(*record);
+    fuzz::require(encoded.has_value(), "a decoded record encodes");
+    auto again = model::decodeForecastCacheRecoveryRecord(*encoded);
+    fuzz::require(again && *again == *record, "a record reads back as it was written");
+  } else {
+    fuzz::require(!record.error().message.empty(), "a failed decode says why");
+  }
+
+  platform::SystemEnvironment& env = environment();
+  auto container = env.appGroupContainer();
+  fuzz::require(container.has_value(), "the scratch container is usable");
+  fuzz::writeFile(*container / snapshot::kForecastCacheFileName, bytes);
+  auto recovered = snapshot::ForecastCacheRecovery(env).recover(std::nullopt, kNow);
+  if (recovered) {
+    fuzz::require(!record || recovered->days.size() <= record->packet.days.size(),
+                  "recovery builds from the record's days");
+    fuzz::require(encodeWidgetSnapshot(*recovered).has_value(), "a recovered snapshot encodes");
+  }
+  return 0;
+}
