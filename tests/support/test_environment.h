@@ -14,6 +14,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <mutex>
 #include <string>
@@ -49,17 +50,20 @@ class CapturingLogger {
   std::vector<std::string> lines_;
 };
 
+// Records reload requests with the main loop's time.
 class RecordingWidgetCenter final : public platform::WidgetCenter {
  public:
   struct Request {
     std::string kind;
     platform::EventLoop::Clock::time_point at;
   };
+  explicit RecordingWidgetCenter(const platform::EventLoop::ManualClock& clock) : clock_(clock) {}
   void reloadTimelines(std::string_view kind) override;
   std::vector<Request> requests() const;
   std::vector<std::string> kinds() const;
 
  private:
+  const platform::EventLoop::ManualClock& clock_;
   mutable std::mutex mutex_;  // guards requests_
   std::vector<Request> requests_;
 };
@@ -84,9 +88,10 @@ namespace internal {
 struct TestEnvironmentParts {
   TestEnvironmentParts(const std::filesystem::path& root, const TestEnvironmentOptions& options);
   FixedClock clock;
+  platform::EventLoop::ManualClock loopClock;  // the main loop's; moves with `advance`
   CapturingLogger logger;
   CapturingLogger diagnostics;  // the environment's `diagnose` lines
-  RecordingWidgetCenter widgets;
+  RecordingWidgetCenter widgets{loopClock};
   Faults faults;
   platform::SystemEnvironment system;
 };
@@ -102,6 +107,7 @@ class TestEnvironment : private internal::TestEnvironmentParts,
   using TestEnvironmentParts::diagnostics;
   using TestEnvironmentParts::faults;
   using TestEnvironmentParts::logger;
+  using TestEnvironmentParts::loopClock;
   using TestEnvironmentParts::system;
   using TestEnvironmentParts::widgets;
 
@@ -109,6 +115,8 @@ class TestEnvironment : private internal::TestEnvironmentParts,
   std::filesystem::path cachesPath() const { return *system.cachesPath(); }
   std::filesystem::path defaultsPath() const;
   platform::EventLoop& eventLoop() { return system.eventLoop(); }
+  // Moves the wall clock and the main loop's clock together, then runs what became due.
+  void advance(std::chrono::milliseconds by);
 
   Instant now() override { return clock.now(); }
   void log(std::string_view line) override { logger.log(line); }
