@@ -40,8 +40,18 @@ void CapturingLogger::clear() {
 }
 
 void RecordingWidgetCenter::reloadTimelines(std::string_view kind) {
+  std::function<void(std::string_view)> listener;
+  {
+    std::lock_guard lock(mutex_);
+    requests_.push_back({std::string(kind), clock_.now()});
+    listener = listener_;
+  }
+  if (listener) listener(kind);
+}
+
+void RecordingWidgetCenter::onReload(std::function<void(std::string_view kind)> listener) {
   std::lock_guard lock(mutex_);
-  requests_.push_back({std::string(kind), clock_.now()});
+  listener_ = std::move(listener);
 }
 
 std::vector<RecordingWidgetCenter::Request> RecordingWidgetCenter::requests() const {

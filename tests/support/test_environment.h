@@ -16,6 +16,7 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -59,13 +60,16 @@ class RecordingWidgetCenter final : public platform::WidgetCenter {
   };
   explicit RecordingWidgetCenter(const platform::EventLoop::ManualClock& clock) : clock_(clock) {}
   void reloadTimelines(std::string_view kind) override;
+  // Called after each request is recorded, outside the lock (a host reacting to reloads).
+  void onReload(std::function<void(std::string_view kind)> listener);
   std::vector<Request> requests() const;
   std::vector<std::string> kinds() const;
 
  private:
   const platform::EventLoop::ManualClock& clock_;
-  mutable std::mutex mutex_;  // guards requests_
+  mutable std::mutex mutex_;  // guards requests_, listener_
   std::vector<Request> requests_;
+  std::function<void(std::string_view)> listener_;
 };
 
 struct Faults {
