@@ -4,7 +4,7 @@
 // One JSON object with three required keys: "packet" (a chart packet), "displayLocation" (the
 // place name as the app showed it) and "completedAt" (when that fetch finished, an ISO 8601
 // text such as "2026-10-29T19:06:40Z"). A missing key fails the whole decode; an error inside
-// the packet is reported under "packet: ...".
+// the packet is reported under its path ("packet.hours[3].values.windGust: ...").
 //
 //   Expected<ForecastCacheRecoveryRecord> record = decodeForecastCacheRecoveryRecord(bytes);
 //   if (record) record->completedAt;  // Instant

@@ -110,7 +110,8 @@ SystemEnvironment::SystemEnvironment(Options options)
       diagnosticSink_(std::move(options.diagnosticSink)),
       containerPath_(absoluteOrNone(options.container ? options.container : defaultContainer())),
       cachesPath_(absoluteOrNone(options.caches ? options.caches : defaultCaches())),
-      inExtension_(options.inExtension.value_or(executableIsInExtensionBundle())) {
+      inExtension_(options.inExtension.value_or(executableIsInExtensionBundle())),
+      loop_(options.loopClock) {
   if (containerPath_) {
     defaults_ = std::make_unique<PlistDefaultsSuite>(
         *containerPath_ / "Library" / "Preferences" / (std::string(kAppGroupIdentifier) + ".plist"),

@@ -58,6 +58,7 @@ struct SystemEnvironmentOptions {
   std::optional<std::filesystem::path> caches{};     // the extension's caches folder
   std::optional<bool> inExtension{};                 // default: from the executable's folder
   std::optional<Instant> fixedNow{};                 // a clock that stands still (--now)
+  EventLoop::ManualClock* loopClock = nullptr;       // the main loop's clock; default: steady
   TimeZone deviceZone = nullptr;                     // default: $TZ, else the system's zone
   // Standard error for commands whose standard output carries data.
   LogStream logStream = LogStream::standardOutput;

@@ -36,12 +36,16 @@ struct SnapshotStore::ReloadState {
     if (state->pending) loop.cancel(*state->pending);
     std::uint64_t generation = ++state->generation;
     state->pending = loop.postDelayed(kTimelineReloadDelay, [state, generation] {
-      std::lock_guard lock(state->mutex);
-      // Cancelled after it had already woken, or the store is gone: nothing to do.
-      if (state->environment == nullptr || generation != state->generation) return;
-      state->pending.reset();
-      platform::WidgetCenter& center = state->environment->widgetCenter();
-      for (std::string_view kind : kWidgetKinds) center.reloadTimelines(kind);
+      platform::WidgetCenter* center = nullptr;
+      {
+        std::lock_guard lock(state->mutex);
+        // Cancelled after it had already woken, or the store is gone: nothing to do.
+        if (state->environment == nullptr || generation != state->generation) return;
+        state->pending.reset();
+        center = &state->environment->widgetCenter();
+      }
+      // Outside the lock: a listener may ask this store for the next reload.
+      for (std::string_view kind : kWidgetKinds) center->reloadTimelines(kind);
     });
   }
 };

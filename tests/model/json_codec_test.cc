@@ -2,15 +2,19 @@
 // the app's decoder takes them.
 #include "model/json_writer.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <simdjson.h>
 
 #include <cmath>
 #include <limits>
+#include <functional>
 #include <random>
 #include <string>
 
 #include "model/chart_packet.h"
+#include "model/forecast_cache_record.h"
+#include "model/widget_snapshot.h"
 #include "support/test_support.h"
 
 namespace pluvo::model {
@@ -67,6 +71,58 @@ TEST(JsonWriter, StringsAndStructureRoundTrip) {
   EXPECT_EQ(doc["list"].get_array().value().size(), 4U);
   EXPECT_EQ(int64_t(doc["list"].at(0).get_int64().value()), std::numeric_limits<int64_t>::min());
   EXPECT_NE(w.text().find("\\u0007"), std::string::npos);
+}
+
+// The keys of `in` (non-null values, at any depth) that `out` lacks, as paths.
+void collectLostKeys(simdjson::dom::element in, simdjson::dom::element out, const std::string& path,
+                     std::vector<std::string>& lost) {
+  if (in.is_object() && out.is_object()) {
+    simdjson::dom::object outObject = out.get_object().value();
+    simdjson::dom::object inObject = in.get_object().value();
+    for (auto [key, value] : inObject) {
+      if (value.is_null()) continue;
+      simdjson::dom::element kept;
+      if (outObject.at_key(key).get(kept)) {
+        lost.push_back(path + "." + std::string(key));
+      } else {
+        collectLostKeys(value, kept, path + "." + std::string(key), lost);
+      }
+    }
+  } else if (in.is_array() && out.is_array()) {
+    simdjson::dom::array inArray = in.get_array().value(), outArray = out.get_array().value();
+    if (inArray.size() != outArray.size()) lost.push_back(path + "[size]");
+    for (size_t i = 0; i < std::min(inArray.size(), outArray.size()); ++i) {
+      collectLostKeys(inArray.at(i).value(), outArray.at(i).value(),
+                      path + "[" + std::to_string(i) + "]", lost);
+    }
+  }
+}
+
+// A field left out of a record's description would be skipped on decode and on encode alike.
+TEST(JsonCodec, EveryKeyOfEverySampleSurvivesDecodeAndEncode) {
+  auto packet = [](const std::string& json) { return encodeChartPacket(decodeChartPacket(json).value()); };
+  auto record = [](const std::string& json) {
+    return encodeForecastCacheRecoveryRecord(decodeForecastCacheRecoveryRecord(json).value());
+  };
+  auto snapshot = [](const std::string& json) {
+    return encodeWidgetSnapshot(decodeWidgetSnapshot(json).value());
+  };
+  const std::string placeholder =
+      encodeWidgetSnapshot(makePlaceholderSnapshot(testing::at("2026-11-21T15:00:00Z"),
+                                                   findTimeZone("UTC")))
+          .value();
+  const std::tuple<const char*, std::string, std::function<Expected<std::string>(const std::string&)>>
+      kSamples[] = {{"rainy-week.json", testing::readSample("rainy-week.json"), packet},
+                    {"minimal.json", testing::readSample("minimal.json"), packet},
+                    {"forecast-cache.json", testing::readSample("forecast-cache.json"), record},
+                    {"the placeholder", placeholder, snapshot}};
+  for (const auto& [name, json, roundTrip] : kSamples) {
+    std::string again = roundTrip(json).value();
+    simdjson::dom::parser inParser, outParser;
+    std::vector<std::string> lost;
+    collectLostKeys(inParser.parse(json).value(), outParser.parse(again).value(), "", lost);
+    EXPECT_THAT(lost, ::testing::IsEmpty()) << name;
+  }
 }
 
 // Whole floats are integers; integer literals of any length are floats.

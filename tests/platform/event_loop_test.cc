@@ -1,6 +1,6 @@
-// The main loop: posted tasks in order, delayed tasks by deadline and never early, cancelled
-// timers that never run (from outside or from a task), and a stop from another thread that
-// leaves queued work, posted from several threads, for the next run.
+// The main loop: posted tasks in order, delayed tasks by deadline on a clock the test moves and
+// never early, cancelled timers that never run (from outside or from a task), and a stop from
+// another thread that leaves queued work, posted from several threads, for the next run.
 #include "platform/event_loop.h"
 
 #include <gmock/gmock.h>
@@ -18,14 +18,13 @@ using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 
 TEST(EventLoopTest, RunsTasksInOrderTimersByDeadlineAndNeverCancelledOnes) {
-  EventLoop loop;
+  EventLoop::ManualClock clock;
+  EventLoop loop(&clock);
   std::vector<std::string> ran;
-  EventLoop::Clock::time_point posted = EventLoop::now(), earlyFired;
   MainLoop::TimerId cancelledByTask = 0;
   loop.postDelayed(60ms, [&] { ran.push_back("late"); });
   loop.postDelayed(20ms, [&] {
     ran.push_back("early");
-    earlyFired = EventLoop::now();
     loop.cancel(cancelledByTask);
   });
   loop.postDelayed(20ms, [&] { ran.push_back("early, posted second"); });
@@ -38,16 +37,26 @@ TEST(EventLoopTest, RunsTasksInOrderTimersByDeadlineAndNeverCancelledOnes) {
   });
   loop.cancel(cancelled);
   loop.cancel(cancelled);  // twice: harmless
-  loop.postDelayed(100ms, [&] { loop.stop(); });
-  loop.run();
 
+  // Step by step: nothing fires a tick before its deadline.
+  std::vector<std::size_t> counts;
+  for (auto step : {0ms, 19ms, 1ms, 39ms, 1ms}) {
+    clock.advance(step);
+    counts.push_back(loop.runUntilIdle());
+  }
+  EXPECT_THAT(counts, ElementsAre(3, 0, 2, 0, 1));
   EXPECT_THAT(ran, ElementsAre("first", "second", "posted by a task", "early",
                                "early, posted second", "late"));
-  EXPECT_GE(earlyFired - posted, 20ms);
+
+  // `run` waits for the clock: another thread moves it past a timer that stops the loop.
+  loop.postDelayed(1h, [&] { loop.stop(); });
+  std::thread mover([&] { clock.advance(1h); });
+  loop.run();
+  mover.join();
 }
 
 TEST(EventLoopTest, StopFromAnotherThreadEndsRunAndQueuedWorkWaitsForTheNextRun) {
-  EventLoop loop;
+  EventLoop loop;  // on the steady clock
   int count = 0;  // touched by loop tasks only
   loop.postDelayed(24h, [] {});
   std::thread stopper([&] {
@@ -68,7 +77,7 @@ TEST(EventLoopTest, StopFromAnotherThreadEndsRunAndQueuedWorkWaitsForTheNextRun)
   loop.post([&] { ranLater = true; });
   loop.run();
   EXPECT_FALSE(ranLater);
-  loop.post([&] { loop.stop(); });
+  loop.postDelayed(1ms, [&] { loop.stop(); });
   loop.run();
   EXPECT_TRUE(ranLater);
   EXPECT_EQ(count, 1000);

@@ -150,7 +150,7 @@ TEST_F(RecoveryTest, UnreadableCachesAreOneFailureLine) {
       {"\"displayLocation\"", "\"displayPlace\"", "displayLocation: missing required key"},
       {"2026-10-29T19:06:40Z", "2026-10-29 19:06:40",
        "completedAt: malformed ISO 8601 date \"2026-10-29 19:06:40\""},
-      {"\"key\":\"precip\"", "\"key\":\"snow\"", "packet: metrics[0].key: unknown value \"snow\""},
+      {"\"key\":\"precip\"", "\"key\":\"snow\"", "packet.metrics[0].key: unknown value \"snow\""},
   };
   for (const auto& c : cases) {
     std::string bytes = sample;

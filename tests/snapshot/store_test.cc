@@ -12,7 +12,9 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <functional>
+#include <future>
 #include <limits>
 #include <random>
 #include <string>
@@ -62,11 +64,6 @@ struct Bench {
     fs::create_directories(file.parent_path());
     testing::writeFileBytes(file, bytes);
   }
-  // Runs the main loop for `duration`, long enough for a pending reload to fire.
-  void runLoopFor(std::chrono::milliseconds duration) {
-    env.eventLoop().postDelayed(duration, [this] { env.eventLoop().stop(); });
-    env.eventLoop().run();
-  }
 
   testing::TemporaryDirectory root;
   testing::TestEnvironment env;
@@ -98,7 +95,7 @@ TEST(SnapshotStoreTest, MissingStorageIsLoggedAndOnlyASaveThatStoredNothingSkips
     b.env.faults.defaultsUnavailable = true;
     PluvoWidgetSnapshot snapshot = snapshotAt(b.env.now());
     b.store.save(snapshot, /*reloadTimelines=*/true);
-    b.runLoopFor(900ms);
+    b.env.advance(900ms);
     std::vector<std::string> lines = {
         "Pluvo widget snapshot defaults save skipped: app group defaults unavailable"};
     if (!stored) lines.push_back("Pluvo widget snapshot save skipped: no available shared storage");
@@ -146,7 +143,7 @@ TEST(SnapshotStoreTest, FailedWritesKeepTheOldCopiesAndEveryFailureIsOneLine) {
   EXPECT_THAT(b.env.diagnostics.lines(),
               ElementsAre("Pluvo widget snapshot defaults save failed: cannot write " +
                           b.env.defaultsPath().string() + full));
-  b.runLoopFor(900ms);  // the defaults were there, so the save counts and reloads
+  b.env.advance(900ms);  // the defaults were there, so the save counts and reloads
   EXPECT_EQ(b.env.widgets.kinds(), kAllKinds);
 
   // A snapshot that cannot be encoded is neither written nor reloaded.
@@ -155,7 +152,7 @@ TEST(SnapshotStoreTest, FailedWritesKeepTheOldCopiesAndEveryFailureIsOneLine) {
   size_t writes = b.env.attemptedWrites().size();
   next.days[2].high = std::numeric_limits<double>::quiet_NaN();
   b.store.save(next, /*reloadTimelines=*/true);
-  b.runLoopFor(900ms);
+  b.env.advance(900ms);
   EXPECT_THAT(b.env.logger.lines(),
               ElementsAre("Pluvo widget snapshot encode failed: days[2].high: cannot encode a "
                           "non-finite number"));
@@ -252,29 +249,43 @@ TEST(SnapshotStoreTest, UnreadableCopiesAreOneLineEachAndTheNextCopyIsUsed) {
 
 TEST(SnapshotStoreTest, SavesInABurstCauseOneBatchOfReloadsAfterTheLastSave) {
   Bench b;
-  std::vector<platform::EventLoop::Clock::time_point> saved;
-  for (auto offset : {0ms, 200ms, 400ms}) {
-    b.env.eventLoop().postDelayed(offset, [&] {
-      b.store.save(snapshotAt(b.env.now()), /*reloadTimelines=*/true);
-      saved.push_back(platform::EventLoop::now());
-    });
+  for (int save = 0; save < 3; ++save) {
+    if (save > 0) b.env.advance(200ms);
+    b.store.save(snapshotAt(b.env.now()), /*reloadTimelines=*/true);
   }
-  b.runLoopFor(2500ms);  // time enough for a second batch, if there were one
-  ASSERT_EQ(saved.size(), 3u);
-  EXPECT_LT(saved.back() - saved.front(), 500ms);
-  ASSERT_EQ(b.env.widgets.kinds(), kAllKinds);
-  auto requests = b.env.widgets.requests();
-  // Timers never fire early; the upper bound only rules out a doubled or missed debounce.
-  EXPECT_GE(requests.front().at - saved.back(), 750ms);
-  EXPECT_LT(requests.front().at - saved.back(), 750ms + 600ms);
+  const auto lastSave = b.env.loopClock.now();
+  b.env.advance(749ms);
+  EXPECT_THAT(b.env.widgets.kinds(), IsEmpty());
+  b.env.advance(1ms);
+  EXPECT_EQ(b.env.widgets.kinds(), kAllKinds);
+  EXPECT_EQ(b.env.widgets.requests().front().at - lastSave, 750ms);
+  b.env.advance(2s);
+  EXPECT_EQ(b.env.widgets.kinds(), kAllKinds);  // one batch only
+
+  // A listener that asks for another reload from within the reload (as a host may) gets it.
+  bool askedAgain = false;
+  b.env.widgets.onReload([&](std::string_view) {
+    if (!std::exchange(askedAgain, true)) b.store.scheduleTimelineReload();
+  });
+  b.store.save(snapshotAt(b.env.now()), true);
+  auto twoBatches = std::async(std::launch::async, [&] {
+    b.env.advance(750ms);
+    b.env.advance(750ms);
+  });
+  if (twoBatches.wait_for(60s) != std::future_status::ready) {
+    ADD_FAILURE() << "the reload deadlocked when its listener asked for another";
+    std::_Exit(1);  // the loop's thread cannot be joined
+  }
+  EXPECT_EQ(b.env.widgets.kinds().size(), 3 * kAllKinds.size());
+  b.env.widgets.onReload({});
 
   {  // A store gone before its reload fires takes the reload with it.
     SnapshotStore shortLived(b.env);
     shortLived.save(snapshotAt(b.env.now()), true);
-    b.runLoopFor(100ms);  // the reload is now scheduled, 0.65 s from firing
+    b.env.advance(100ms);  // the reload is now scheduled, 0.65 s from firing
   }
-  b.runLoopFor(900ms);
-  EXPECT_EQ(b.env.widgets.kinds(), kAllKinds);
+  b.env.advance(900ms);
+  EXPECT_EQ(b.env.widgets.kinds().size(), 3 * kAllKinds.size());
 }
 
 // A writer killed at random moments must leave every copy whole: readers then find the old

@@ -40,8 +40,18 @@ void CapturingLogger::clear() {
 }
 
 void RecordingWidgetCenter::reloadTimelines(std::string_view kind) {
+  std::function<void(std::string_view)> listener;
+  {
+    std::lock_guard lock(mutex_);
+    requests_.push_back({std::string(kind), clock_.now()});
+    listener = listener_;
+  }
+  if (listener) listener(kind);
+}
+
+void RecordingWidgetCenter::onReload(std::function<void(std::string_view kind)> listener) {
   std::lock_guard lock(mutex_);
-  requests_.push_back({std::string(kind), platform::EventLoop::now()});
+  listener_ = std::move(listener);
 }
 
 std::vector<RecordingWidgetCenter::Request> RecordingWidgetCenter::requests() const {
@@ -66,6 +76,7 @@ TestEnvironmentParts::TestEnvironmentParts(const fs::path& root,
           .caches = root / "caches",
           .inExtension = options.inExtension,
           .fixedNow = std::nullopt,
+          .loopClock = &loopClock,
           .deviceZone = findTimeZone(options.deviceZone),
           .logStream = platform::LogStream::standardError,
           .logSink = [this](std::string_view line) { logger.log(line); },
@@ -76,6 +87,13 @@ TestEnvironmentParts::TestEnvironmentParts(const fs::path& root,
 
 TestEnvironment::TestEnvironment(const fs::path& root, TestEnvironmentOptions options)
     : TestEnvironmentParts(root, options), EnvironmentWrapper(system) {}
+
+void TestEnvironment::advance(std::chrono::milliseconds by) {
+  eventLoop().runUntilIdle();  // what was posted before the time moves
+  clock.advance(std::chrono::duration<double>(by).count());
+  loopClock.advance(by);
+  eventLoop().runUntilIdle();
+}
 
 fs::path TestEnvironment::defaultsPath() const {
   return containerPath() / "Library" / "Preferences" /

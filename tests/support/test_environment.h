@@ -14,7 +14,9 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <filesystem>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -49,19 +51,25 @@ class CapturingLogger {
   std::vector<std::string> lines_;
 };
 
+// Records reload requests with the main loop's time.
 class RecordingWidgetCenter final : public platform::WidgetCenter {
  public:
   struct Request {
     std::string kind;
     platform::EventLoop::Clock::time_point at;
   };
+  explicit RecordingWidgetCenter(const platform::EventLoop::ManualClock& clock) : clock_(clock) {}
   void reloadTimelines(std::string_view kind) override;
+  // Called after each request is recorded, outside the lock (a host reacting to reloads).
+  void onReload(std::function<void(std::string_view kind)> listener);
   std::vector<Request> requests() const;
   std::vector<std::string> kinds() const;
 
  private:
-  mutable std::mutex mutex_;  // guards requests_
+  const platform::EventLoop::ManualClock& clock_;
+  mutable std::mutex mutex_;  // guards requests_, listener_
   std::vector<Request> requests_;
+  std::function<void(std::string_view)> listener_;
 };
 
 struct Faults {
@@ -84,9 +92,10 @@ namespace internal {
 struct TestEnvironmentParts {
   TestEnvironmentParts(const std::filesystem::path& root, const TestEnvironmentOptions& options);
   FixedClock clock;
+  platform::EventLoop::ManualClock loopClock;  // the main loop's; moves with `advance`
   CapturingLogger logger;
   CapturingLogger diagnostics;  // the environment's `diagnose` lines
-  RecordingWidgetCenter widgets;
+  RecordingWidgetCenter widgets{loopClock};
   Faults faults;
   platform::SystemEnvironment system;
 };
@@ -102,6 +111,7 @@ class TestEnvironment : private internal::TestEnvironmentParts,
   using TestEnvironmentParts::diagnostics;
   using TestEnvironmentParts::faults;
   using TestEnvironmentParts::logger;
+  using TestEnvironmentParts::loopClock;
   using TestEnvironmentParts::system;
   using TestEnvironmentParts::widgets;
 
@@ -109,6 +119,8 @@ class TestEnvironment : private internal::TestEnvironmentParts,
   std::filesystem::path cachesPath() const { return *system.cachesPath(); }
   std::filesystem::path defaultsPath() const;
   platform::EventLoop& eventLoop() { return system.eventLoop(); }
+  // Moves the wall clock and the main loop's clock together, then runs what became due.
+  void advance(std::chrono::milliseconds by);
 
   Instant now() override { return clock.now(); }
   void log(std::string_view line) override { logger.log(line); }

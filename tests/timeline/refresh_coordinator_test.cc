@@ -99,12 +99,11 @@ TEST_F(RefreshCoordinatorTest, ConcurrentCallersShareOneRequestAndOneSnapshot) {
   EXPECT_EQ(fresh.temperatureUnit, "C");
   EXPECT_EQ(fresh.selectedMetricKeys, (std::vector<std::string>{"tide", "precip"}));
   EXPECT_EQ(store.load(), fresh);
-  env.eventLoop().postDelayed(std::chrono::seconds(1), [&] { env.eventLoop().stop(); });
-  env.eventLoop().run();
+  env.advance(std::chrono::seconds(1));
   EXPECT_TRUE(env.widgets.requests().empty());
 
   // A refresh after that one has ended asks the server again.
-  env.clock.advance(60);
+  env.advance(std::chrono::seconds(59));
   ASSERT_TRUE(coordinator.refresh(shown).has_value());
   EXPECT_EQ(server.requestCount(), 2);
   EXPECT_THAT(server.lastRequest()->query, HasSubstr("&refresh=1793304060"));

@@ -24,6 +24,7 @@
 #include <cmath>
 #include <boost/describe.hpp>
 #include <boost/mp11.hpp>
+#include <boost/pfr/core.hpp>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -84,6 +85,14 @@ concept Described = boost::describe::has_describe_members<T>::value;
 
 template <class T>
 concept DescribedEnum = boost::describe::has_describe_enumerators<T>::value;
+
+// A record's description must list every one of its fields: one left out would silently be
+// skipped by decoding and encoding alike. Boost.PFR counts the aggregate's fields.
+template <Described T>
+constexpr bool describesEveryField() {
+  return boost::pfr::tuple_size_v<T> ==
+         boost::mp11::mp_size<boost::describe::describe_members<T, boost::describe::mod_public>>::value;
+}
 
 template <class T>
 bool decodeValue(dom::element e, T& out, CodecError& error) {
@@ -270,6 +279,8 @@ struct DescribedCoding {
   using Members = boost::describe::describe_members<T, boost::describe::mod_public>;
   static constexpr size_t kCount = boost::mp11::mp_size<Members>::value;
   static_assert(kCount <= 64, "the seen-set of a record is one 64-bit mask");
+  static_assert(describesEveryField<T>(),
+                "BOOST_DESCRIBE_STRUCT of this record does not list all of its fields");
 
   using DecodeFn = bool (*)(dom::element, T&, CodecError&);
   struct Table {
@@ -408,6 +419,8 @@ inline void hashCombine(size_t& seed, size_t h) { seed ^= h + 0x9e3779b97f4a7c15
 template <class T>
 void hashOne(size_t& seed, const T& value) {
   if constexpr (Described<T>) {
+    static_assert(describesEveryField<T>(),
+                  "BOOST_DESCRIBE_STRUCT of this record does not list all of its fields");
     boost::mp11::mp_for_each<boost::describe::describe_members<T, boost::describe::mod_public>>(
         [&](auto d) { hashOne(seed, value.*decltype(d)::pointer); });
   } else if constexpr (IsOptional<T>::value) {
