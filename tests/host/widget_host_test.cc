@@ -32,7 +32,7 @@ class WidgetHostTest : public ::testing::Test {
   }
 
   testing::TemporaryDirectory root;
-  testing::TestEnvironment system{root.path()};
+  testing::TestEnvironment system{root.path(), {.manualLoopClock = false}};
   HostEnvironment env{system};
   testing::StubForecastServer server;
   snapshot::SnapshotStore store{env};

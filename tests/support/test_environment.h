@@ -85,6 +85,9 @@ struct TestEnvironmentOptions {
   // 2026-10-29T20:00:00Z: the evening the bundled forecast cache was completed (19:06:40Z).
   Instant now = Instant::fromUnixSeconds(1'793'304'000);
   const char* deviceZone = "America/Chicago";
+  // The main loop's timers wait for `advance`; false: they follow the real monotonic clock, for
+  // tests that run a loop on its own thread (the provider's, the host's).
+  bool manualLoopClock = true;
 };
 
 namespace internal {

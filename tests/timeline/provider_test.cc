@@ -64,7 +64,7 @@ class ProviderTest : public ::testing::Test {
 
   testing::TemporaryDirectory root;
   // 2026-10-29T20:00:00Z, 15:00 in Chicago; the bundled cache was completed at 19:06:40Z.
-  testing::TestEnvironment env{root.path()};
+  testing::TestEnvironment env{root.path(), {.manualLoopClock = false}};
   testing::StubForecastServer server;
   service::HttpTransport transport{
       service::TransportConfiguration{.requestTimeout = 5000ms, .resourceTimeout = 10000ms}};
