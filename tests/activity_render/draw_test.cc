@@ -41,7 +41,6 @@ TEST(DrawActivity, EveryPresentationIsDrawnWithItsTapTargetAndText) {
   // The texts follow the state's zone (Chicago), not the device's.
   EXPECT_EQ((*drawn)[0].accessibilityText,
             "Pluvo. Austin, TX. Steady rain. 0.65″ until 2 PM, 85% chance 11 AM, 0.21″ earlier");
-  EXPECT_EQ((*drawn)[4].accessibilityText, "Steady rain. 0.65″");
   // Inside the card's frame, left of its content: the navy and nothing else.
   EXPECT_EQ(pluvo::testing::decodePng((*drawn)[0].bytes).at(8 * 3, 80 * 3),
             (pluvo::testing::Rgba{9, 14, 27, 255}));
@@ -49,8 +48,6 @@ TEST(DrawActivity, EveryPresentationIsDrawnWithItsTapTargetAndText) {
   auto svg = drawActivity(*file, now, {.format = render::ImageFormat::svg});
   ASSERT_TRUE(svg) << svg.error().message;
   EXPECT_EQ((*svg)[1].fileName, "banner.svg");
-  EXPECT_NE((*svg)[1].bytes.find("<title>Pluvo rain window, watch banner</title>"),
-            std::string::npos);
 
   auto tooLarge = drawActivity(*file, now, {.scale = 20});
   ASSERT_FALSE(tooLarge);
