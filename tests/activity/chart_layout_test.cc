@@ -132,7 +132,7 @@ TEST(ChartLayout, HourlyChancesAreResampledEveryQuarterHourThroughEveryPoint) {
       makeChartLayout(points, 300, 57, findTimeZone("UTC"), true, utc("14:00"), {}).chanceSamples;
   ASSERT_EQ(samples.size(), 21u);  // 12:00 ... 17:00 every 900 s
   for (size_t i = 0; i < samples.size(); ++i) {
-    EXPECT_EQ(samples[i].date, utc("12:00") + 900.0 * i);
+    EXPECT_EQ(samples[i].date, utc("12:00") + 900.0 * static_cast<double>(i));
   }
   // At each raw point the curve passes through its value.
   EXPECT_DOUBLE_EQ(samples[8].precipProb, 90);

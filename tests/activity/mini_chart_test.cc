@@ -151,12 +151,14 @@ TEST(MiniChart, LabelsOfTheFullChartKeepClearOfEachOther) {
     ASSERT_TRUE(c.peakLabel.has_value());
     const Rect label = c.peakLabel->frame();
     const Rect tallest = std::ranges::max(c.bars, {}, &MiniChart::Bar::amount).rect;
-    if (spot == Spot::above) {
+    if (spot == Spot::left) {
+      EXPECT_LE(label.right(), tallest.x);
+    } else if (spot == Spot::right) {
+      EXPECT_GE(label.x, tallest.right());
+    } else {
       EXPECT_DOUBLE_EQ(label.bottom(), tallest.y - 1.5);
       EXPECT_DOUBLE_EQ(label.x + label.width / 2, tallest.x + tallest.width / 2);
     }
-    if (spot == Spot::left) EXPECT_LE(label.right(), tallest.x);
-    if (spot == Spot::right) EXPECT_GE(label.x, tallest.right());
     for (const auto& other : {c.topLabel, c.zeroLabel, c.nowMarker->label}) {
       EXPECT_FALSE(other && label.overlaps(other->frame())) << other->text;
     }
