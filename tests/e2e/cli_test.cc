@@ -1,184 +1,444 @@
-// The pluvo-widget program as a user runs it: data on standard output, one error line on
-// standard error, and the exit status.
+// The pluvo-widget program as a user runs it, one command at a time: what it prints or writes is
+// the library's result for the options given, images come with their accessibility text, and
+// every mistake is one line on standard error with the exit status.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "activity/chart_layout.h"
+#include "activity/rain_window.h"
 #include "model/chart_packet.h"
 #include "model/widget_snapshot.h"
+#include "snapshot/builder.h"
+#include "snapshot/store.h"
+#include "support/png_pixels.h"
 #include "support/stub_forecast_server.h"
+#include "support/test_environment.h"
 #include "support/test_support.h"
 
 namespace pluvo {
 namespace {
 
+namespace fs = std::filesystem;
+using testing::at;
 using ::testing::HasSubstr;
-using testing::runCommand;
+using testing::jsonField;
+using testing::readFileBytes;
+using testing::readSample;
+using testing::replaced;
+using testing::writeFileBytes;
 
-const std::string kCli = PLUVO_CLI;
-const std::string kRainy = std::string(PLUVO_SAMPLES_DIR) + "/rainy-week.json";
+const std::string kSamples = std::string(PLUVO_SAMPLES_DIR) + "/";
+const std::string kRainy = kSamples + "rainy-week.json";
+const std::string kNow = "2026-10-29T19:05:00Z";
+const std::string kKinds =
+    "PluvoCurrentSmallWidget, PluvoTodayMediumWidget, PluvoTwoDayMediumWidget, "
+    "PluvoThreeDayLargeWidget, PluvoFiveDayLargeWidget";
 
-TEST(Cli, PacketDecodeReencodesASampleAndRejectsBrokenFiles) {
-  auto ok = runCommand({kCli, "packet", "decode", kRainy});
-  ASSERT_EQ(ok.exitCode, 0) << ok.err;
-  auto reencoded = model::decodeChartPacket(ok.out);
-  ASSERT_TRUE(reencoded.has_value()) << reencoded.error().message;
-  auto original = model::decodeChartPacket(testing::readSample("rainy-week.json")).value();
+testing::CommandResult cli(std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), PLUVO_CLI);
+  return testing::runCommand(arguments);
+}
+
+// With the clock and zone of the widget samples.
+testing::CommandResult cliAtNow(std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), {"--now", kNow, "--time-zone", "America/Chicago"});
+  return cli(arguments);
+}
+
+// The snapshot a successful command printed; nothing else was said.
+model::PluvoWidgetSnapshot printedSnapshot(const testing::CommandResult& run) {
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_EQ(run.err, "");
+  auto snapshot = model::decodeWidgetSnapshot(run.out);
+  EXPECT_TRUE(snapshot.has_value()) << run.out;
+  return snapshot.value_or(model::PluvoWidgetSnapshot{});
+}
+
+TEST(Cli, EveryMistakeIsOneLineAndWritesNothing) {
+  testing::TemporaryDirectory dir;
+  const std::string d = dir.path().string() + "/", image = d + "x.png";
+  const std::string packet = d + "packet.json", state = d + "state.json", array = d + "array.json";
+  const std::string deep = d + "deep.plist", hourly = kSamples + "activity/raining-hourly.json";
+  writeFileBytes(packet,
+                 replaced(readSample("rainy-week.json"), R"("key":"temp")", R"("key":"snow")"));
+  writeFileBytes(state, replaced(readSample("activity/raining-hourly.json"), R"("windowEnd":)",
+                                 R"("windowEndx":)"));
+  writeFileBytes(array, "[]");
+  writeFileBytes(deep, testing::nestedXmlPropertyList(175'000));
+  const std::string notASnapshot =
+      array + " is not a widget snapshot: expected an object, found an array";
+  const std::string notAState =
+      state + " is not a rain window state: state.windowEnd: missing required key";
+  const std::string small = "PluvoCurrentSmallWidget", snapshot = d + "snapshot.json";
+  ASSERT_EQ(cli({"snapshot", "placeholder", "-o", snapshot}).exitCode, 0);
+  // Exit status 2: the program's own options and words; 1: what a command was given.
+  using Mistakes = std::vector<std::pair<std::vector<std::string>, std::string>>;
+  const Mistakes usage = {
+      {{"snapshot", "placeholder", "--now", "yesterday"},
+       "--now \"yesterday\" is not an ISO 8601 instant; write it like 2026-11-21T15:00:00Z"},
+      {{"snapshot", "placeholder", "--time-zone", "Mars/Olympus"},
+       "--time-zone \"Mars/Olympus\" is not a known IANA time zone; try America/Chicago or UTC"},
+      {{"--info", deep, "snapshot", "placeholder"},
+       "--info: " + deep + ": property list nested deeper than 32 levels"},
+      {{"timeline", "--kind", "PluvoHugeWidget", "--container", d, "--caches", d},
+       "unknown widget kind \"PluvoHugeWidget\"; the kinds are " + kKinds},
+  };
+  const Mistakes given = {
+      {{"packet", "decode", packet},
+       packet + " is not a chart packet: metrics[1].key: unknown value \"snow\""},
+      {{"packet", "decode", d + "none.json"},
+       "cannot read " + d + "none.json: No such file or directory"},
+      {{"snapshot", "build", kRainy, "--metrics", "precip,snow"},
+       "--metrics: \"snow\" is not a metric key; use precip, temp, wind, humidity, dewpoint, "
+       "cloudcover, pressure, airquality, tide, solunar, sun"},
+      {{"snapshot", "build", kRainy, "--unit", "K"},
+       "--unit \"K\" is not a temperature unit; use F or C"},
+      {{"snapshot", "build", array},
+       array + " is not a chart packet: expected an object, found an array"},
+      {{"snapshot", "normalize", array}, notASnapshot},
+      {{"snapshot", "display", array, "--at", kNow}, notASnapshot},
+      {{"snapshot", "display", array, "--at", "noon"},
+       "--at \"noon\" is not an ISO 8601 instant; write it like 2026-11-21T15:00:00Z"},
+      {{"render", "--kind", "PluvoTinyWidget", "-o", image},
+       "--kind \"PluvoTinyWidget\" is not a widget kind; use one of " + kKinds},
+      {{"render", "--kind", small},
+       "render needs -o FILE for the image (for example -o small.png)"},
+      {{"render", "--kind", small, "--size", "big", "-o", image},
+       "--size \"big\" is not WIDTHxHEIGHT in points; write it like 364x170"},
+      {{"render", "--kind", small, "--size", "0x170", "--snapshot", snapshot, "-o", image},
+       "cannot draw PluvoCurrentSmallWidget: cannot draw at 0x170 points; give a size between 1 "
+       "and 4096"},
+      {{"render", "--kind", small, "--format", "gif", "-o", image},
+       "--format \"gif\" is not png, svg or pdf"},
+      {{"activity", "texts", state}, notAState},
+      {{"activity", "layout", state, "--width", "300", "--height", "57"}, notAState},
+      {{"activity", "layout", hourly, "--width", "0", "--height", "57"},
+       "--width and --height must be positive numbers of points, such as --width 332 --height 57"},
+      {{"activity", "render", state, "--presentation", "lock", "-o", image}, notAState},
+      {{"activity", "render", state, "--presentation", "dock", "-o", image},
+       "--presentation \"dock\" is not a presentation; use one of lock, banner, "
+       "island-expanded, island-compact, island-minimal"},
+      {{"activity", "render", state, "--presentation", "lock"},
+       "activity render needs -o FILE for the image (for example -o lock.png)"},
+  };
+  for (const auto& [status, mistakes] : {std::pair(2, usage), std::pair(1, given)}) {
+    for (const auto& [arguments, error] : mistakes) {
+      auto run = cli(arguments);
+      EXPECT_EQ(run.exitCode, status) << ::testing::PrintToString(arguments);
+      EXPECT_EQ(run.out, "") << ::testing::PrintToString(arguments);
+      EXPECT_EQ(run.err, "pluvo-widget: " + error + "\n");
+    }
+  }
+  EXPECT_FALSE(fs::exists(image));
+  EXPECT_NE(cli({}).exitCode, 0);
+}
+
+TEST(Cli, PacketAndSnapshotCommandsPrintTheLibrarysResultForTheirOptions) {
+  const auto packet = model::decodeChartPacket(readSample("rainy-week.json")).value();
+  auto decoded = cli({"packet", "decode", kRainy});
+  auto reencoded = model::decodeChartPacket(decoded.out);
+  ASSERT_TRUE(reencoded.has_value()) << decoded.err;
+  auto original = packet;
   // The sparse alert has no id and gets a fresh one at every decode.
   original.alerts->at(1).id = reencoded->alerts->at(1).id;
   EXPECT_EQ(*reencoded, original);
 
-  testing::TemporaryDirectory dir;
-  auto broken = dir.path() / "broken.json";
-  std::string bytes = testing::readSample("rainy-week.json");
-  bytes.replace(bytes.find("\"key\":\"temp\""), 12, "\"key\":\"snow\"");
-  testing::writeFileBytes(broken, bytes);
-  auto bad = runCommand({kCli, "packet", "decode", broken.string()});
-  EXPECT_EQ(bad.exitCode, 1);
-  EXPECT_EQ(bad.out, "");
-  EXPECT_EQ(bad.err, "pluvo-widget: " + broken.string() +
-                         " is not a chart packet: metrics[1].key: unknown value \"snow\"\n");
+  EXPECT_EQ(
+      printedSnapshot(cli({"snapshot", "placeholder", "--now", "2026-11-01T04:30:00Z",
+                           "--time-zone", "America/Chicago"})),
+      model::makePlaceholderSnapshot(at("2026-11-01T04:30:00Z"), findTimeZone("America/Chicago")));
+  EXPECT_EQ(printedSnapshot(
+                cli({"snapshot", "build", kRainy, "--now", kNow, "--location", "Galveston Island",
+                     "--days", "3", "--unit", "c", "--metrics", "tide, precip"})),
+            snapshot::makeWidgetSnapshot(
+                packet, {"Galveston Island", 3, "C", std::vector<std::string>{"tide", "precip"}},
+                at(kNow)));
 
-  bytes = testing::readSample("rainy-week.json");
-  bytes.replace(bytes.find("Galveston, TX"), 13, "Galveston\\n\\u001b[31mPluvo API");
-  testing::writeFileBytes(broken, bytes);
-  auto forged = runCommand({kCli, "packet", "decode", broken.string()});
+  // By default: every day, the packet's place, in °F, with no charts chosen; -o writes a file.
+  testing::TemporaryDirectory dir;
+  const std::string path = (dir.path() / "snapshot.json").string();
+  auto built = cli({"snapshot", "build", kRainy, "--now", kNow, "-o", path});
+  EXPECT_EQ(built.exitCode, 0) << built.err;
+  EXPECT_EQ(built.out, "");
+  std::string bytes = readFileBytes(path);
+  EXPECT_EQ(model::decodeWidgetSnapshot(bytes).value(),
+            snapshot::makeWidgetSnapshot(packet, {"", 7, "F", std::nullopt}, at(kNow)));
+  bytes =
+      replaced(bytes, R"("symbolName":"cloud.bolt.rain.fill")", R"("symbolName":"sun.max.fill")");
+  writeFileBytes(path, bytes);
+  const auto edited = model::decodeWidgetSnapshot(bytes).value();
+  EXPECT_EQ(printedSnapshot(cli({"snapshot", "normalize", path})), snapshot::normalized(edited));
+  EXPECT_EQ(
+      printedSnapshot(cli({"snapshot", "display", path, "--at", "2026-10-31T19:10:00Z",
+                           "--time-zone", "Asia/Tokyo"})),
+      snapshot::displaySnapshot(edited, at("2026-10-31T19:10:00Z"), findTimeZone("Asia/Tokyo")));
+
+  // A place name with a line break and a terminal escape is printed escaped.
+  writeFileBytes(path, replaced(readSample("rainy-week.json"), "Galveston, TX",
+                                "Galveston\\n\\u001b[31mPluvo API"));
+  auto forged = cli({"packet", "decode", path});
   EXPECT_EQ(forged.exitCode, 0);
   EXPECT_THAT(forged.err, ::testing::MatchesRegex("decoded .*: Galveston\\\\n\\\\x1b\\[31mPluvo "
                                                   "API, 7 days, 169 hours, 2 alerts\n"));
-
-  auto missing = runCommand({kCli, "packet", "decode", (dir.path() / "none.json").string()});
-  EXPECT_EQ(missing.exitCode, 1);
-  EXPECT_THAT(missing.err, HasSubstr("cannot read " + (dir.path() / "none.json").string() +
-                                     ": No such file or directory"));
 }
 
-TEST(Cli, PlaceholderFollowsNowAndTimeZone) {
-  auto run = runCommand({kCli, "snapshot", "placeholder", "--now", "2026-11-01T04:30:00Z",
-                         "--time-zone", "America/Chicago"});
-  ASSERT_EQ(run.exitCode, 0) << run.err;
-  auto snapshot = model::decodeWidgetSnapshot(run.out);
-  ASSERT_TRUE(snapshot.has_value()) << snapshot.error().message;
-  EXPECT_EQ(*snapshot, model::makePlaceholderSnapshot(testing::at("2026-11-01T04:30:00Z"),
-                                                      findTimeZone("America/Chicago")));
-  EXPECT_EQ(snapshot->days[0].fullDate, "2026-10-31");
+TEST(Cli, WidgetsAreDrawnWithTheirTextsAndTheSameBytesEveryTime) {
+  auto widgets = cliAtNow({"widgets"});
+  ASSERT_EQ(widgets.exitCode, 0) << widgets.err;
+  size_t previous = 0;
+  for (std::string kind :
+       {"PluvoCurrentSmallWidget", "PluvoTodayMediumWidget", "PluvoTwoDayMediumWidget",
+        "PluvoThreeDayLargeWidget", "PluvoFiveDayLargeWidget"}) {
+    size_t at = widgets.out.find(R"("kind":")" + kind + "\"", previous);
+    EXPECT_NE(at, std::string::npos) << kind << " missing or out of order";
+    previous = at;
+  }
+  EXPECT_THAT(widgets.out,
+              HasSubstr(R"("displayName":"Pluvo 3-Day","description":"A larger )"
+                        R"(three-day Pluvo forecast with easier-to-read daily rows.")"));
+  EXPECT_THAT(widgets.out,
+              HasSubstr(R"("headerSpacing":5,"rowSpacing":3,"rowSeparatorHeight":0.6})"));
 
   testing::TemporaryDirectory dir;
-  auto out = dir.path() / "placeholder.json";
-  auto toFile = runCommand({kCli, "snapshot", "placeholder", "--now", "2026-11-01T04:30:00Z",
-                            "--time-zone", "UTC", "-o", out.string()});
-  ASSERT_EQ(toFile.exitCode, 0) << toFile.err;
-  EXPECT_EQ(toFile.out, "");
-  EXPECT_EQ(model::decodeWidgetSnapshot(testing::readFileBytes(out))->days[0].fullDate,
-            "2026-11-01");
-}
+  const std::string d = dir.path().string() + "/", container = d + "container";
+  ASSERT_EQ(cliAtNow({"snapshot", "placeholder", "-o", d + "placeholder.json"}).exitCode, 0);
+  auto texts = cliAtNow({"snapshot", "texts", d + "placeholder.json"});
+  EXPECT_THAT(texts.out, HasSubstr(R"("chanceText":"22%","amountText":"0.03\"",)"
+                                   R"("detailText":"3-4p","hasUsefulRain":true,)"
+                                   R"("highText":"79","highColor":"#facc15")"));
+  EXPECT_THAT(texts.out, HasSubstr(R"("accessibilityLabel":"Rain 58%, 0.41\", 4p-12p")"));
 
-TEST(Cli, BadClockOrZoneIsOneClearLine) {
-  auto badNow = runCommand({kCli, "snapshot", "placeholder", "--now", "yesterday"});
-  EXPECT_EQ(badNow.exitCode, 2);
-  EXPECT_EQ(badNow.err,
-            "pluvo-widget: --now \"yesterday\" is not an ISO 8601 instant; write it like "
-            "2026-11-21T15:00:00Z\n");
-  auto badZone = runCommand({kCli, "snapshot", "placeholder", "--time-zone", "Mars/Olympus"});
-  EXPECT_EQ(badZone.exitCode, 2);
-  EXPECT_THAT(badZone.err, HasSubstr("\"Mars/Olympus\" is not a known IANA time zone"));
-  auto noCommand = runCommand({kCli});
-  EXPECT_NE(noCommand.exitCode, 0);
-  testing::TemporaryDirectory dir;
-  const std::string deep = (dir.path() / "deep.plist").string();
-  testing::writeFileBytes(deep, testing::nestedXmlPropertyList(175'000));
-  auto badInfo = runCommand({kCli, "--info", deep, "snapshot", "placeholder"});
-  EXPECT_EQ(badInfo.exitCode, 2);
-  EXPECT_EQ(badInfo.err,
-            "pluvo-widget: --info: " + deep + ": property list nested deeper than 32 levels\n");
-}
-
-}  // namespace
-}  // namespace pluvo
-
-namespace pluvo {
-namespace {
-
-// `refresh` against a stand-in forecast service named by an information dictionary.
-TEST(Cli, RefreshFetchesSavesAndReportsFailures) {
-  testing::StubForecastServer server;
-  server.setReply({.body = testing::readSample("rainy-week.json")});
-  testing::TemporaryDirectory dir;
-  const auto info = dir.path() / "Info.plist";
-  testing::writeFileBytes(info, "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>"
-                                "<key>PluvoAPIBaseURL</key><string>" + server.url() +
-                                    "</string></dict></plist>");
-  const std::string container = (dir.path() / "container").string();
-  auto run = [&](std::vector<std::string> extra) {
-    std::vector<std::string> argv = {kCli,          "refresh",   "--container", container,
-                                     "--info",      info.string(), "--now",     "2026-10-29T20:00:00Z",
-                                     "--time-zone", "America/Chicago"};
-    argv.insert(argv.end(), extra.begin(), extra.end());
-    return runCommand(argv);
+  // Without --snapshot, the stored snapshot is drawn, or the placeholder (Houston) when none.
+  auto render = [&](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"render", "--kind", "PluvoCurrentSmallWidget"});
+    auto run = cliAtNow(arguments);
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    return readFileBytes(arguments.back());
   };
+  const std::vector<std::string> fromStorage = {"--container", container, "--caches", d + "caches"};
+  auto pdf = fromStorage;
+  pdf.insert(pdf.end(), {"-o", d + "small.pdf"});
+  EXPECT_TRUE(render(pdf).starts_with("%PDF-"));
+  EXPECT_THAT(readFileBytes(d + "small.pdf.json"), HasSubstr("Pluvo, Houston, TX, "));
+  ASSERT_EQ(cliAtNow({"snapshot", "build", kRainy, "--unit", "C", "-o",
+                      container + "/pluvo-widget-snapshot.json"})
+                .exitCode,
+            0);
+  auto png = fromStorage;
+  png.insert(png.end(), {"--scale", "2", "-o", d + "a.png"});
+  const std::string first = render(png);
+  png.back() = d + "b.png";
+  EXPECT_TRUE(first == render(png));
+  EXPECT_EQ(testing::decodePng(first).width, 340);
+  EXPECT_EQ(readFileBytes(d + "a.png.json"),
+            R"({"kind":"PluvoCurrentSmallWidget","displayName":"Pluvo Forecast","image":")" + d +
+                R"(a.png","format":"png","width":170,"height":170,"scale":2,"entryDate":")" + kNow +
+                R"(","accessibilityText":"Pluvo, Galveston, TX, 27°, Forecast, 96% chance, )"
+                R"(7.9mm rain, 2p-7p"})"
+                "\n");
 
-  auto nothingStored = run({});
+  const std::string svg = d + "medium.svg";
+  ASSERT_EQ(cliAtNow({"render", "--kind", "PluvoTwoDayMediumWidget", "--snapshot",
+                      container + "/pluvo-widget-snapshot.json", "-o", svg})
+                .exitCode,
+            0);
+  EXPECT_THAT(readFileBytes(svg), HasSubstr("width=\"364pt\" height=\"170pt\""));
+  EXPECT_THAT(readFileBytes(svg),
+              HasSubstr("<title>Pluvo 2-Day</title>\n<desc>Pluvo, Galveston, TX, as of "));
+  EXPECT_FALSE(fs::exists(svg + ".json"));
+}
+
+TEST(Cli, LiveActivityTextsLayoutAndPictures) {
+  // The device zone (Tokyo) gives way to the state's own (Chicago).
+  auto texts = cli({"activity", "texts", kSamples + "activity/raining-hourly.json", "--now",
+                    "2026-11-17T17:35:00Z", "--time-zone", "Asia/Tokyo"});
+  ASSERT_EQ(texts.exitCode, 0) << texts.err;
+  EXPECT_EQ(texts.out, R"({"displayLocation":"Austin, TX","intensityLabel":"Steady rain",)"
+                       R"("intensitySymbol":"cloud.rain.fill","timeZone":"America/Chicago",)"
+                       R"("amounts":{"observedInches":"0.21″","forecastInches":"0.44″",)"
+                       R"("totalInches":"0.65″","peakHourlyInches":"0.24″"},)"
+                       R"("windowStart":"10 AM","windowEnd":"2 PM","windowRange":"10 AM–2 PM",)"
+                       R"("onset":"coming in 0 min","peakChance":"85% chance 11 AM",)"
+                       R"("copyText":"0.65″ until 2 PM │ 85% chance 11 AM │ 0.21″ earlier",)"
+                       R"("copyLine":[{"text":"0.65″ until 2 PM","color":"#7dd3fc","opacity":1},)"
+                       R"({"text":" │ ","color":"#ffffff","opacity":0.34},)"
+                       R"({"text":"85% chance 11 AM","color":"#bae6fd","opacity":1},)"
+                       R"({"text":" │ ","color":"#ffffff","opacity":0.34},)"
+                       R"({"text":"0.21″ earlier","color":"#bae6fd","opacity":1}],)"
+                       R"("tapTarget":"pluvo://dashboard"})"
+                       "\n");
+  // Without a zone in the state, --time-zone writes the clock labels.
+  testing::TemporaryDirectory dir;
+  const std::string d = dir.path().string() + "/";
+  writeFileBytes(d + "state.json", replaced(readSample("activity/before-rain-hourly.json"),
+                                            R"("timeZoneIdentifier": "America/Chicago")",
+                                            R"("timeZoneIdentifier": null)"));
+  auto tokyo = cli({"activity", "texts", d + "state.json", "--now", "2026-11-17T13:10:00Z",
+                    "--time-zone", "Asia/Tokyo"});
+  EXPECT_THAT(tokyo.out, HasSubstr(R"("timeZone":"Asia/Tokyo")"));
+  EXPECT_THAT(tokyo.out, HasSubstr(R"("copyText":"0.66″ · 1–5 AM Wed │ 85% chance 2 AM Wed")"));
+
+  // The layout is the library's: as many samples, points and bars.
+  const std::string fiveMinutes = kSamples + "activity/raining-5min.json";
+  auto layout = cli({"activity", "layout", fiveMinutes, "--now", "2026-11-17T17:35:00Z", "--width",
+                     "100", "--height", "36", "--compact"});
+  ASSERT_EQ(layout.exitCode, 0) << layout.err;
+  // The first chance sits at the span's start, the next at the middle of the cut 5 minutes.
+  EXPECT_THAT(layout.out,
+              HasSubstr(R"({"width":100,"height":36,"timeZone":"America/Chicago",)"
+                        R"("showIndicators":false,"start":"2026-11-17T15:35:00Z",)"
+                        R"("end":"2026-11-18T03:35:00Z","domain":0.5,"isMinutely":true,)"));
+  EXPECT_THAT(layout.out, HasSubstr(R"("chanceSamples":[{"date":"2026-11-17T15:35:00Z",)"));
+  EXPECT_THAT(layout.out, HasSubstr(R"({"date":"2026-11-17T15:37:30Z",)"));
+  auto state = activity::decodeActivityInput(readFileBytes(fiveMinutes)).value().state;
+  auto expected = activity::makeChartLayout(state.hours, 100, 36, findTimeZone("America/Chicago"),
+                                            false, at("2026-11-17T17:35:00Z"), {});
+  auto count = [&](std::string_view key) {
+    size_t n = 0;
+    for (size_t i = layout.out.find(key); i != std::string::npos; i = layout.out.find(key, i + 1)) {
+      ++n;
+    }
+    return n;
+  };
+  EXPECT_EQ(count("{\"date\":"), expected.chanceSamples.size());
+  EXPECT_EQ(count("\"visibleStart\":"), expected.visiblePoints.size() + expected.hourlyBars.size());
+  EXPECT_EQ(count("\"point\":"), expected.visiblePoints.size());
+
+  const std::string png = d + "lock.png";
+  auto render = cli({"activity", "render", kSamples + "activity/before-rain-5min.json",
+                     "--presentation", "lock", "--scale", "2", "-o", png, "--now",
+                     "2026-11-17T13:10:00Z", "--time-zone", "America/Chicago"});
+  ASSERT_EQ(render.exitCode, 0) << render.err;
+  EXPECT_EQ(testing::decodePng(readFileBytes(png)).width, 728);
+  EXPECT_EQ(readFileBytes(png + ".json"),
+            R"({"presentation":"lock","title":"Pluvo rain window, lock screen","image":")" + png +
+                R"(","format":"png","width":364,"height":160,"scale":2,)"
+                R"("entryDate":"2026-11-17T13:10:00Z","tapTarget":"pluvo://dashboard",)"
+                R"("accessibilityText":"Pluvo. Austin, TX. Steady rain. )"
+                R"(0.66″ · 10 AM–2 PM, 85% chance 11 AM"})"
+                "\n");
+  const std::string svg = d + "minimal.svg";
+  ASSERT_EQ(cli({"activity", "render", kSamples + "activity/raining-hourly.json", "--presentation",
+                 "island-minimal", "-o", svg, "--now", "2026-11-17T17:35:00Z"})
+                .exitCode,
+            0);
+  EXPECT_THAT(readFileBytes(svg), HasSubstr("<title>Pluvo rain window, Dynamic Island minimal"
+                                            "</title>\n<desc>Steady rain. 0.65″</desc>"));
+  EXPECT_FALSE(fs::exists(svg + ".json"));
+}
+
+// `timeline` and `refresh` against a temporary container and a forecast stub.
+class StorageCliTest : public ::testing::Test {
+ protected:
+  StorageCliTest() {
+    testing::writeInfoPlist(info, server.url());
+    server.setReply({.body = readSample("rainy-week.json")});
+  }
+  testing::CommandResult run(std::string command, std::vector<std::string> extra = {}) {
+    std::vector<std::string> argv = {command,          "--container",    container,
+                                     "--caches",       d + "caches",     "--info",
+                                     d + "Info.plist", "--now",          "2026-10-29T20:00:00Z",
+                                     "--time-zone",    "America/Chicago"};
+    argv.insert(argv.end(), extra.begin(), extra.end());
+    return cli(argv);
+  }
+  void storeSnapshotBuiltAt(const char* instant) {
+    testing::TestEnvironment env(root.path());
+    auto packet = model::decodeChartPacket(readSample("rainy-week.json")).value();
+    snapshot::SnapshotStore(env).save(
+        snapshot::makeWidgetSnapshot(packet, {"Galveston, TX", 5, "F", std::nullopt}, at(instant)),
+        false);
+  }
+
+  testing::TemporaryDirectory root;
+  const std::string d = root.path().string() + "/", container = d + "container";
+  const fs::path info = root.path() / "Info.plist";
+  testing::StubForecastServer server;
+};
+
+TEST_F(StorageCliTest, TimelineIsOneRequestOfTheProvider) {
+  auto empty = run("timeline", {"--kind", "PluvoTodayMediumWidget"});
+  ASSERT_EQ(empty.exitCode, 0) << empty.err;
+  EXPECT_EQ(jsonField(empty.out, "kind"), "PluvoTodayMediumWidget");
+  EXPECT_EQ(jsonField(empty.out, "date"), "2026-10-29T20:00:00Z");
+  EXPECT_EQ(jsonField(empty.out, "reloadDate"), "2026-10-29T20:05:00Z");
+  EXPECT_EQ(jsonField(empty.out, "source"), "placeholder");
+  EXPECT_EQ(jsonField(empty.out, "networkRefresh"), "false");
+  // The product's lines go to standard error.
+  EXPECT_THAT(empty.err, HasSubstr("Pluvo widget snapshot recovery failed: "));
+
+  storeSnapshotBuiltAt("2026-10-29T15:00:00Z");
+  auto quick = run("timeline", {"--request", "snapshot"});
+  EXPECT_EQ(jsonField(quick.out, "source"), "stored");
+  EXPECT_EQ(jsonField(quick.out, "reloadDate"), "");
+  EXPECT_EQ(server.requestCount(), 0);
+
+  auto stale = run("timeline");
+  EXPECT_EQ(jsonField(stale.out, "source"), "refreshed");
+  EXPECT_EQ(jsonField(stale.out, "networkRefresh"), "true");
+  EXPECT_EQ(jsonField(stale.out, "updatedAt"), "2026-10-29T20:00:00Z");
+  EXPECT_EQ(jsonField(stale.out, "reloadDate"), "2026-10-30T00:00:00Z");
+  EXPECT_EQ(server.requestCount(), 1);
+}
+
+TEST_F(StorageCliTest, RefreshFetchesSavesAndReportsFailures) {
+  auto nothingStored = run("refresh");
   EXPECT_EQ(nothingStored.exitCode, 1);
   EXPECT_THAT(nothingStored.err, HasSubstr("no stored snapshot to refresh in " + container));
   EXPECT_EQ(server.requestCount(), 0);
 
-  auto first = run({"--location", "Galveston, TX", "--lat", "29.3013", "--lon", "-94.7977"});
+  auto first =
+      run("refresh", {"--location", "Galveston, TX", "--lat", "29.3013", "--lon", "-94.7977"});
   ASSERT_EQ(first.exitCode, 0) << first.err;
-  auto fresh = model::decodeWidgetSnapshot(first.out);
-  ASSERT_TRUE(fresh.has_value()) << fresh.error().message;
-  EXPECT_EQ(fresh->days.size(), 5U);  // the placeholder's five days stand in for the settings
+  // The placeholder's five days stand in for the settings.
+  EXPECT_EQ(model::decodeWidgetSnapshot(first.out).value().days.size(), 5U);
   EXPECT_EQ(server.lastRequest()->param("lat"), "29.3013");
-  EXPECT_EQ(testing::readFileBytes(dir.path() / "container/pluvo-widget-snapshot.json"),
-            first.out.substr(0, first.out.size() - 1));
+  const std::string saved = first.out.substr(0, first.out.size() - 1);
+  const std::string snapshotFile = container + "/pluvo-widget-snapshot.json";
+  EXPECT_EQ(readFileBytes(snapshotFile), saved);
 
   // The next refresh starts from what was stored; a failing service leaves it as it was.
   server.setReply({.status = 503});
-  auto failed = run({});
+  auto failed = run("refresh");
   EXPECT_EQ(failed.exitCode, 1);
   EXPECT_THAT(failed.err, HasSubstr("Pluvo API request failed: 503 " + server.url() +
                                     "/api/mobile/weather-chart?location=Galveston%2c+TX"));
   EXPECT_THAT(failed.err, HasSubstr("Pluvo widget forecast refresh failed: bad server response\n"));
-  EXPECT_EQ(server.requestCount(), 2);
-  EXPECT_EQ(testing::readFileBytes(dir.path() / "container/pluvo-widget-snapshot.json"),
-            first.out.substr(0, first.out.size() - 1));
+  EXPECT_EQ(readFileBytes(snapshotFile), saved);
 
   // A read-only container still shows what it holds, and a refresh that cannot save says so.
-  server.setReply({.body = testing::readSample("rainy-week.json")});
-  testing::writeFileBytes(dir.path() / "container/pluvo-last-forecast.json",
-                          testing::readSample("forecast-cache.json"));
-  testing::shareWithUnprivilegedUser(dir.path());
+  server.setReply({.body = readSample("rainy-week.json")});
+  writeFileBytes(container + "/pluvo-last-forecast.json", readSample("forecast-cache.json"));
+  testing::shareWithUnprivilegedUser(root.path());
   for (const char* folder : {"container/Library/Preferences", "container"}) {
-    std::filesystem::permissions(dir.path() / folder, std::filesystem::perms::owner_read |
-                                                          std::filesystem::perms::owner_exec);
+    fs::permissions(root.path() / folder, fs::perms::owner_read | fs::perms::owner_exec);
   }
-  auto recovered = runCommand({kCli, "recover", "--container", container, "--now",
-                               "2026-10-29T20:00:00Z", "--time-zone", "America/Chicago"},
-                              /*unprivileged=*/true);
+  auto recovered = testing::runCommand({PLUVO_CLI, "recover", "--container", container, "--now",
+                                        "2026-10-29T20:00:00Z", "--time-zone", "America/Chicago"},
+                                       /*unprivileged=*/true);
   EXPECT_EQ(recovered.exitCode, 0) << recovered.err;
-  const std::string saveFailed = "Pluvo widget snapshot file save failed at "
-                                 "pluvo-widget-snapshot.json: cannot create ";
   const std::string notSaved = "pluvo-widget: the new snapshot could not be saved in ";
-  std::vector<std::string> argv = {kCli,    "refresh",     "--container", container, "--info",
-                                   info.string(), "--now", "2026-10-29T21:00:00Z"};
-  auto readOnly = runCommand(argv, /*unprivileged=*/true);
+  std::vector<std::string> argv = {
+      PLUVO_CLI,    "refresh", "--container",    container, "--caches",
+      d + "caches", "--info",  d + "Info.plist", "--now",   "2026-10-29T21:00:00Z"};
+  auto readOnly = testing::runCommand(argv, /*unprivileged=*/true);
   EXPECT_EQ(readOnly.exitCode, 1);
-  EXPECT_THAT(readOnly.err, HasSubstr(saveFailed));
+  EXPECT_THAT(readOnly.err, HasSubstr("Pluvo widget snapshot file save failed at "
+                                      "pluvo-widget-snapshot.json: cannot create "));
   EXPECT_THAT(readOnly.err, HasSubstr(notSaved + container + "\n"));
-  EXPECT_EQ(testing::readFileBytes(dir.path() / "container/pluvo-widget-snapshot.json"),
-            first.out.substr(0, first.out.size() - 1));
-
+  EXPECT_EQ(readFileBytes(snapshotFile), saved);
   for (const char* folder : {"container", "container/Library/Preferences"}) {
-    std::filesystem::permissions(dir.path() / folder, std::filesystem::perms::owner_all);
+    fs::permissions(root.path() / folder, fs::perms::owner_all);
   }
 
-  const std::string plainFile = (dir.path() / "plain").string();
-  testing::writeFileBytes(plainFile, "x");
-  argv[3] = plainFile;
+  writeFileBytes(d + "plain", "x");
+  argv[3] = d + "plain";
   argv.insert(argv.end(), {"--location", "Galveston, TX"});
-  auto noContainer = runCommand(argv);
+  auto noContainer = testing::runCommand(argv);
   EXPECT_EQ(noContainer.exitCode, 1);
   EXPECT_THAT(noContainer.err,
               HasSubstr("Pluvo widget snapshot save skipped: no available shared storage\n" +
-                        notSaved + plainFile + "\n"));
+                        notSaved + d + "plain\n"));
 }
 
 }  // namespace

@@ -18,7 +18,6 @@
 #include "model/widget_snapshot.h"
 #include "snapshot/builder.h"
 #include "snapshot/store.h"
-#include "support/child_process.h"
 #include "support/stub_forecast_server.h"
 #include "support/test_environment.h"
 #include "support/test_support.h"

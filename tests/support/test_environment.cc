@@ -9,60 +9,17 @@ namespace pluvo::testing {
 
 namespace fs = std::filesystem;
 
-Instant FixedClock::now() const {
-  std::lock_guard lock(mutex_);
-  return now_;
-}
-
-void FixedClock::set(Instant instant) {
-  std::lock_guard lock(mutex_);
-  now_ = instant;
-}
-
-void FixedClock::advance(double seconds) {
-  std::lock_guard lock(mutex_);
-  now_ = now_ + seconds;
-}
-
-void CapturingLogger::log(std::string_view line) {
-  std::lock_guard lock(mutex_);
-  lines_.emplace_back(line);
-}
-
-std::vector<std::string> CapturingLogger::lines() const {
-  std::lock_guard lock(mutex_);
-  return lines_;
-}
-
-void CapturingLogger::clear() {
-  std::lock_guard lock(mutex_);
-  lines_.clear();
-}
-
 void RecordingWidgetCenter::reloadTimelines(std::string_view kind) {
-  std::function<void(std::string_view)> listener;
-  {
-    std::lock_guard lock(mutex_);
+  auto listener = underLock(mutex_, [&] {
     requests_.push_back({std::string(kind), clock_.now()});
-    listener = listener_;
-  }
+    return listener_;
+  });
   if (listener) listener(kind);
 }
 
-void RecordingWidgetCenter::onReload(std::function<void(std::string_view kind)> listener) {
-  std::lock_guard lock(mutex_);
-  listener_ = std::move(listener);
-}
-
-std::vector<RecordingWidgetCenter::Request> RecordingWidgetCenter::requests() const {
-  std::lock_guard lock(mutex_);
-  return requests_;
-}
-
 std::vector<std::string> RecordingWidgetCenter::kinds() const {
-  std::lock_guard lock(mutex_);
   std::vector<std::string> kinds;
-  for (const Request& request : requests_) kinds.push_back(request.kind);
+  for (const Request& request : requests()) kinds.push_back(request.kind);
   return kinds;
 }
 
@@ -110,11 +67,6 @@ std::optional<fs::path> TestEnvironment::cachesDirectory() {
   return system.cachesDirectory();
 }
 
-std::vector<fs::path> TestEnvironment::attemptedWrites() const {
-  std::lock_guard lock(writesMutex_);
-  return attemptedWrites_;
-}
-
 platform::DefaultsSuite* TestEnvironment::sharedDefaults() {
   if (faults.containerUnavailable || faults.defaultsUnavailable) return nullptr;
   if (system.sharedDefaults() == nullptr) return nullptr;
@@ -122,10 +74,7 @@ platform::DefaultsSuite* TestEnvironment::sharedDefaults() {
 }
 
 Expected<void> TestEnvironment::writeFileAtomically(const fs::path& path, std::string_view bytes) {
-  {
-    std::lock_guard lock(writesMutex_);
-    attemptedWrites_.push_back(path);
-  }
+  underLock(writesMutex_, [&] { attemptedWrites_.push_back(path); });
   if (faults.diskFull) {
     return std::unexpected(platform::systemError("cannot write", path, ENOSPC));
   }

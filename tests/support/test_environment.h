@@ -28,12 +28,24 @@
 
 namespace pluvo::testing {
 
+// What `action` returns, computed while holding `mutex`.
+auto underLock(std::mutex& mutex, auto action) {
+  std::lock_guard lock(mutex);
+  return action();
+}
+
 class FixedClock {
  public:
   explicit FixedClock(Instant start) : now_(start) {}
-  Instant now() const;
-  void set(Instant instant);
-  void advance(double seconds);
+  Instant now() const {
+    return underLock(mutex_, [&] { return now_; });
+  }
+  void set(Instant instant) {
+    underLock(mutex_, [&] { now_ = instant; });
+  }
+  void advance(double seconds) {
+    underLock(mutex_, [&] { now_ = now_ + seconds; });
+  }
 
  private:
   mutable std::mutex mutex_;  // guards now_
@@ -42,9 +54,15 @@ class FixedClock {
 
 class CapturingLogger {
  public:
-  void log(std::string_view line);
-  std::vector<std::string> lines() const;
-  void clear();
+  void log(std::string_view line) {
+    underLock(mutex_, [&] { lines_.emplace_back(line); });
+  }
+  std::vector<std::string> lines() const {
+    return underLock(mutex_, [&] { return lines_; });
+  }
+  void clear() {
+    underLock(mutex_, [&] { lines_.clear(); });
+  }
 
  private:
   mutable std::mutex mutex_;  // guards lines_
@@ -61,8 +79,12 @@ class RecordingWidgetCenter final : public platform::WidgetCenter {
   explicit RecordingWidgetCenter(const platform::EventLoop::ManualClock& clock) : clock_(clock) {}
   void reloadTimelines(std::string_view kind) override;
   // Called after each request is recorded, outside the lock (a host reacting to reloads).
-  void onReload(std::function<void(std::string_view kind)> listener);
-  std::vector<Request> requests() const;
+  void onReload(std::function<void(std::string_view kind)> listener) {
+    underLock(mutex_, [&] { listener_ = std::move(listener); });
+  }
+  std::vector<Request> requests() const {
+    return underLock(mutex_, [&] { return requests_; });
+  }
   std::vector<std::string> kinds() const;
 
  private:
@@ -135,7 +157,9 @@ class TestEnvironment : private internal::TestEnvironmentParts,
   platform::WidgetCenter& widgetCenter() override { return widgets; }
 
   // Every file whose atomic write was attempted, in order.
-  std::vector<std::filesystem::path> attemptedWrites() const;
+  std::vector<std::filesystem::path> attemptedWrites() const {
+    return underLock(writesMutex_, [&] { return attemptedWrites_; });
+  }
 
  private:
   // Fails its writes when the disk is "full", reads through.

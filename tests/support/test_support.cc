@@ -1,22 +1,33 @@
 #include "support/test_support.h"
 
-#include <gtest/gtest.h>
 #include <grp.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
+#include <iterator>
+#include <regex>
+#include <thread>
 
 namespace pluvo::testing {
 
-std::string readFileBytes(const std::filesystem::path& path) {
+namespace {
+// Empty when there is no such file (yet).
+std::string readIfThere(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
-  EXPECT_TRUE(in) << "cannot read " << path;
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return std::move(bytes).str();
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+}  // namespace
+
+std::string readFileBytes(const std::filesystem::path& path) {
+  EXPECT_TRUE(std::ifstream(path)) << "cannot read " << path;
+  return readIfThere(path);
 }
 
 void writeFileBytes(const std::filesystem::path& path, std::string_view bytes) {
@@ -72,6 +83,28 @@ Instant at(std::string_view iso8601) {
   return parsed.value_or(Instant{});
 }
 
+std::string replaced(std::string text, std::string_view from, std::string_view to) {
+  size_t at = text.find(from);
+  EXPECT_NE(at, std::string::npos) << "no " << from;
+  return at == std::string::npos ? text : text.replace(at, from.size(), to);
+}
+
+std::string jsonField(const std::string& json, const std::string& key) {
+  std::smatch match;
+  if (!std::regex_search(json, match, std::regex("\"" + key + "\":(\"[^\"]*\"|true|false)"))) {
+    return "";
+  }
+  const std::string value = match[1];
+  return value.front() == '"' ? value.substr(1, value.size() - 2) : value;
+}
+
+void writeInfoPlist(const std::filesystem::path& path, const std::string& baseUrl) {
+  writeFileBytes(path,
+                 "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>PluvoAPIBaseURL</key>"
+                 "<string>" +
+                     baseUrl + "</string></dict></plist>");
+}
+
 TemporaryDirectory::TemporaryDirectory() {
   std::string pattern = (std::filesystem::temp_directory_path() / "pluvo-test-XXXXXX").string();
   if (::mkdtemp(pattern.data()) == nullptr) std::abort();
@@ -83,11 +116,6 @@ TemporaryDirectory::~TemporaryDirectory() {
   std::filesystem::remove_all(path_, ignored);
 }
 
-namespace {
-
-
-}  // namespace
-
 constexpr uid_t kNobody = 65534;
 
 void shareWithUnprivilegedUser(const std::filesystem::path& folder) {
@@ -98,31 +126,67 @@ void shareWithUnprivilegedUser(const std::filesystem::path& folder) {
   }
 }
 
-CommandResult runCommand(const std::vector<std::string>& argv, bool unprivileged) {
-  TemporaryDirectory scratch;
-  auto outPath = scratch.path() / "out", errPath = scratch.path() / "err";
-  pid_t pid = ::fork();
-  if (pid == 0) {
-    std::FILE* out = std::freopen(outPath.c_str(), "w", stdout);
-    std::FILE* err = std::freopen(errPath.c_str(), "w", stderr);
-    if (out == nullptr || err == nullptr) ::_exit(127);
-    if (unprivileged && ::geteuid() == 0 &&
-        (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0)) {
-      ::_exit(126);
-    }
-    std::vector<char*> args;
-    for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-    args.push_back(nullptr);
-    ::execv(args[0], args.data());
+ChildProcess::ChildProcess(const std::vector<std::string>& argv, bool unprivileged) {
+  auto out = scratch_.path() / "out", err = scratch_.path() / "err";
+  std::fflush(nullptr);  // nothing buffered is written twice
+  pid_ = ::fork();
+  if (pid_ != 0) return;
+  if (std::freopen(out.c_str(), "w", stdout) == nullptr ||
+      std::freopen(err.c_str(), "w", stderr) == nullptr) {
     ::_exit(127);
   }
-  CommandResult result;
+  if (unprivileged && ::geteuid() == 0 &&
+      (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0)) {
+    ::_exit(126);
+  }
+  std::vector<char*> args;
+  for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+  args.push_back(nullptr);
+  ::execv(args[0], args.data());
+  ::_exit(127);
+}
+
+ChildProcess::~ChildProcess() {
+  if (pid_ > 0 && !status_) {
+    ::kill(pid_, SIGKILL);
+    ::waitpid(pid_, nullptr, 0);
+  }
+}
+
+std::string ChildProcess::output() const { return readIfThere(scratch_.path() / "out"); }
+std::string ChildProcess::errors() const { return readIfThere(scratch_.path() / "err"); }
+
+void ChildProcess::signal(int number) {
+  if (pid_ > 0 && !status_) ::kill(pid_, number);
+}
+
+std::optional<int> ChildProcess::waitForExit(std::chrono::milliseconds limit) {
+  if (status_ || pid_ <= 0) return status_;
+  // A pidfd becomes readable when the child ends: no polling, no late wake-up.
+  const int exited = static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0));
+  pollfd ready{.fd = exited, .events = POLLIN, .revents = 0};
+  const bool ended = exited < 0 || ::poll(&ready, 1, static_cast<int>(limit.count())) == 1;
+  if (exited >= 0) ::close(exited);
   int status = 0;
-  ::waitpid(pid, &status, 0);
-  result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  result.out = readFileBytes(outPath);
-  result.err = readFileBytes(errPath);
-  return result;
+  if (ended && ::waitpid(pid_, &status, 0) == pid_) {
+    status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  }
+  return status_;
+}
+
+CommandResult runCommand(const std::vector<std::string>& argv, bool unprivileged) {
+  ChildProcess child(argv, unprivileged);
+  int status = child.waitForExit(std::chrono::minutes(10)).value_or(-1);
+  return {status, child.output(), child.errors()};
+}
+
+bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
+  auto deadline = std::chrono::steady_clock::now() + limit;
+  for (;;) {
+    if (condition()) return true;
+    if (std::chrono::steady_clock::now() >= deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
 }
 
 }  // namespace pluvo::testing
