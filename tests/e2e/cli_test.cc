@@ -293,13 +293,7 @@ TEST(Cli, LiveActivityTextsLayoutAndPictures) {
   auto state = activity::decodeActivityInput(readFileBytes(fiveMinutes)).value().state;
   auto expected = activity::makeChartLayout(state.hours, 100, 36, findTimeZone("America/Chicago"),
                                             false, at("2026-11-17T17:35:00Z"), {});
-  auto count = [&](std::string_view key) {
-    size_t n = 0;
-    for (size_t i = layout.out.find(key); i != std::string::npos; i = layout.out.find(key, i + 1)) {
-      ++n;
-    }
-    return n;
-  };
+  auto count = [&](std::string_view key) { return size_t(testing::occurrences(layout.out, key)); };
   EXPECT_EQ(count("{\"date\":"), expected.chanceSamples.size());
   EXPECT_EQ(count("\"visibleStart\":"), expected.visiblePoints.size() + expected.hourlyBars.size());
   EXPECT_EQ(count("\"point\":"), expected.visiblePoints.size());

@@ -58,13 +58,6 @@ std::vector<std::string> unreadableOutputs(
   return bad;
 }
 
-// How many times the host logged that it wrote a file.
-int filesWritten(const std::string& log) {
-  int written = 0;
-  for (size_t at = 0; (at = log.find(" wrote ", at)) != std::string::npos; ++at) ++written;
-  return written;
-}
-
 TEST(HostKillTest, EveryKillLeavesWholeFilesAndTheNextHostStarts) {
   // CI runs the full count; a local run may ask for fewer with PLUVO_HOST_KILLS.
   const int kills =
@@ -120,7 +113,7 @@ TEST(HostKillTest, EveryKillLeavesWholeFilesAndTheNextHostStarts) {
     auto status = host.waitForExit(10s);
     ASSERT_TRUE(status.has_value());
     killedWhileRunning += *status == 128 + SIGKILL;
-    const int written = filesWritten(host.output());
+    const int written = testing::occurrences(host.output(), " wrote ");
     (written == 0 ? beforeWriting : written < 20 ? whileWriting : afterWriting) += 1;
     windowMs *= written < 20 ? 1.03 : 0.75;
     ASSERT_EQ(host.errors().find("another widget host"), std::string::npos) << host.errors();

@@ -54,16 +54,10 @@ class HostTest : public ::testing::Test {
 
   std::string entry(const std::string& kind) const { return readFileBytes(out / (kind + ".json")); }
 
-  // How many times the host logged "wrote <file>" for a file ending in `suffix`.
-  static int wrote(const testing::ChildProcess& host, const std::string& suffix = ".json") {
-    std::string log = host.output();
-    int count = 0;
-    for (size_t at = 0; (at = log.find("Pluvo widget host wrote ", at)) != std::string::npos;
-         ++at) {
-      size_t end = log.find('\n', at);
-      count += end >= suffix.size() && log.compare(end - suffix.size(), suffix.size(), suffix) == 0;
-    }
-    return count;
+  // How many times the host logged that it wrote a file whose path ends in `suffix` (by default
+  // a widget's entry).
+  static int wrote(const testing::ChildProcess& host, const std::string& suffix = "Widget.json") {
+    return testing::occurrences(host.output(), suffix + "\n");
   }
 
   void expectCleanExitOnSigterm(testing::ChildProcess& host) {

@@ -83,6 +83,14 @@ Instant at(std::string_view iso8601) {
   return parsed.value_or(Instant{});
 }
 
+int occurrences(std::string_view text, std::string_view piece) {
+  int count = 0;
+  for (size_t at = text.find(piece); at != std::string_view::npos; at = text.find(piece, at + 1)) {
+    ++count;
+  }
+  return count;
+}
+
 std::string replaced(std::string text, std::string_view from, std::string_view to) {
   size_t at = text.find(from);
   EXPECT_NE(at, std::string::npos) << "no " << from;

@@ -32,6 +32,8 @@ void writeFileBytes(const std::filesystem::path& path, std::string_view bytes);
 // An instant from its ISO 8601 text; the test fails on a malformed text.
 Instant at(std::string_view iso8601);
 
+// How many times `piece` occurs in `text`.
+int occurrences(std::string_view text, std::string_view piece);
 // `text` with its first `from` replaced by `to`; the test fails when there is no `from`.
 std::string replaced(std::string text, std::string_view from, std::string_view to);
 // The first text or flag named `key` in a JSON text ("" when there is none).
