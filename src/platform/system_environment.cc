@@ -119,11 +119,12 @@ SystemEnvironment::SystemEnvironment(Options options)
   }
 }
 
-Instant SystemEnvironment::now() {
-  if (fixedNow_) return *fixedNow_;
+Instant SystemEnvironment::wallClock() {
   auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
   return Instant::fromUnixSeconds(std::chrono::duration<double>(sinceEpoch).count());
 }
+
+Instant SystemEnvironment::now() { return fixedNow_ ? *fixedNow_ : wallClock(); }
 
 void SystemEnvironment::log(std::string_view raw) {
   // Lines quote packets, servers and files: none of them may end a line or drive a terminal.

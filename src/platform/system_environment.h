@@ -80,6 +80,8 @@ class SystemEnvironment final : public Environment {
 
   Instant now() override;
   TimeZone deviceTimeZone() override { return deviceZone_; }
+  // The system's wall clock: the one place the widget host reads it.
+  static Instant wallClock();
   void log(std::string_view line) override;
   void diagnose(std::string_view line) override;
   std::optional<std::filesystem::path> appGroupContainer() override;

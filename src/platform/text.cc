@@ -54,9 +54,25 @@ std::string_view trimWhitespace(std::string_view text) {
 
 std::string asciiLower(std::string_view text) {
   std::string out(text);
-  std::transform(out.begin(), out.end(), out.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  std::transform(out.begin(), out.end(), out.begin(), [](char c) { return asciiLower(c); });
   return out;
+}
+
+bool equalsIgnoringAsciiCase(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && startsWithIgnoringAsciiCase(a, b);
+}
+
+bool startsWithIgnoringAsciiCase(std::string_view text, std::string_view prefix) {
+  return text.size() >= prefix.size() &&
+         std::equal(prefix.begin(), prefix.end(), text.begin(),
+                    [](char x, char y) { return asciiLower(x) == asciiLower(y); });
+}
+
+bool containsIgnoringAsciiCase(std::string_view text, std::string_view word) {
+  for (size_t i = 0; i + word.size() <= text.size(); ++i) {
+    if (startsWithIgnoringAsciiCase(text.substr(i), word)) return true;
+  }
+  return false;
 }
 
 std::string asciiUpper(std::string_view text) {

@@ -104,6 +104,7 @@ CacheControl parseCacheControl(const HttpHeaders& headers) {
 std::optional<WallTime> parseHttpDate(const HttpHeaders& headers, std::string_view name) {
   std::optional<std::string> text = headerValue(headers, name);
   if (!text) return std::nullopt;
+  if (!internal::loadCurl()) return std::nullopt;  // no libcurl: no request either
   time_t parsed = internal::curl().getdate(text->c_str(), nullptr);
   if (parsed == -1) return std::nullopt;
   return WallTime(seconds(std::clamp<std::int64_t>(parsed, 0, kLatestSeconds)));
@@ -229,10 +230,8 @@ std::optional<CacheEntry> deserializeCacheEntry(std::string_view bytes) {
 
 namespace {
 
-std::int64_t nowNanoseconds() {
-  return std::chrono::duration_cast<std::chrono::nanoseconds>(
-             std::chrono::system_clock::now().time_since_epoch())
-      .count();
+std::int64_t nanosecondsOf(WallTime t) {
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(t.time_since_epoch()).count();
 }
 
 std::int64_t modificationNanoseconds(const struct stat& info) {
@@ -339,8 +338,8 @@ CachedResponse mergeNotModified(const CachedResponse& stored, const HttpHeaders&
   return merged;
 }
 
-ResponseCache::ResponseCache(CacheConfiguration configuration)
-    : configuration_(std::move(configuration)) {
+ResponseCache::ResponseCache(CacheConfiguration configuration, WallClock clock)
+    : configuration_(std::move(configuration)), clock_(std::move(clock)) {
   if (configuration_.directory) loadDiskIndex();
 }
 
@@ -359,7 +358,7 @@ void ResponseCache::loadDiskIndex() {
     std::int64_t usedAt;
   };
   std::vector<Found> found;
-  const std::int64_t now = nowNanoseconds();
+  const std::int64_t now = nanosecondsOf(clock_());
   for (auto it = std::filesystem::directory_iterator(directory, error);
        !error && it != std::filesystem::directory_iterator(); it.increment(error)) {
     std::string name = it->path().filename().string();
@@ -480,7 +479,7 @@ void ResponseCache::touchOnDisk(const std::string& fileName) {
   diskUses_.splice(diskUses_.end(), diskUses_, found->second.use);
   // The modification time records the last use, strictly increasing, so that the next process
   // rebuilds the same eviction order even when two uses fall within one clock tick.
-  lastUseStamp_ = std::max(nowNanoseconds(), lastUseStamp_ + 1);
+  lastUseStamp_ = std::max(nanosecondsOf(clock_()), lastUseStamp_ + 1);
   std::array<timespec, 2> times{};
   times[0].tv_nsec = UTIME_OMIT;
   times[1].tv_sec = static_cast<time_t>(lastUseStamp_ / 1'000'000'000);

@@ -11,7 +11,8 @@
 // The free functions below are the HTTP caching rules (RFC 9111, for a private cache) that
 // decide what may be stored and how long it stays fresh; the transport applies them.
 //
-//   ResponseCache cache({.directory = caches / "http-cache"});
+//   ResponseCache cache({.directory = caches / "http-cache"},
+//                       [&env] { return toWallTime(env.now()); });
 //   cache.store(url, response);
 //   if (auto hit = cache.find(url); hit && isFresh(*hit, now)) ...
 //
@@ -23,6 +24,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <list>
 #include <mutex>
 #include <optional>
@@ -88,7 +90,9 @@ struct CacheConfiguration {
 
 class ResponseCache {
  public:
-  explicit ResponseCache(CacheConfiguration configuration);
+  using WallClock = std::function<WallTime()>;
+  // `clock` dates the uses of entries on disk (their files' modification times).
+  ResponseCache(CacheConfiguration configuration, WallClock clock);
   ResponseCache(const ResponseCache&) = delete;
   ResponseCache& operator=(const ResponseCache&) = delete;
 
@@ -127,6 +131,7 @@ class ResponseCache {
   void touchOnDisk(const std::string& fileName);
 
   const CacheConfiguration configuration_;
+  const WallClock clock_;
   bool diskAvailable_ = false;  // settled by the constructor, constant afterwards
   mutable std::mutex mutex_;
   // Guarded by mutex_: memory_, memoryUses_, memoryBytes_, disk_, diskUses_, diskBytes_,

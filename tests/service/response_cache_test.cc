@@ -99,7 +99,7 @@ TEST(CachingRulesTest, RevalidationAsksWithTheValidatorsAndMergesTheNotModifiedF
 }
 
 TEST(ResponseCacheTest, MemoryEvictsTheLeastRecentlyUsedAndSkipsWhatCannotFit) {
-  ResponseCache cache({.memoryCapacity = 2500});  // two entries fit
+  ResponseCache cache({.memoryCapacity = 2500}, testing::systemWallClock);  // two entries fit
   cache.store("https://a", entry('a'));
   cache.store("https://b", entry('b'));
   ASSERT_TRUE(cache.find("https://a").has_value());  // a is now more recent than b
@@ -120,13 +120,14 @@ TEST(ResponseCacheTest, DiskKeepsEntriesAndTheirUseOrderAcrossInstancesAndDropsT
   const CacheConfiguration configuration{
       .directory = root.path(), .memoryCapacity = 1500, .diskCapacity = 2500};
   {
-    ResponseCache cache(configuration);
+    ResponseCache cache(configuration, testing::systemWallClock);
     cache.store("https://x", entry('x'));
     cache.store("https://y", entry('y'));
     EXPECT_EQ(cache.find("https://x"), entry('x'));  // from disk, and now used after y
   }
-  ResponseCache(configuration).store("https://z", entry('z'));  // y, the least recently used, goes
-  ResponseCache cache(configuration);
+  ResponseCache(configuration, testing::systemWallClock)
+      .store("https://z", entry('z'));  // y, the least recently used, goes
+  ResponseCache cache(configuration, testing::systemWallClock);
   EXPECT_EQ(cache.find("https://y"), std::nullopt);
   EXPECT_EQ(cache.find("https://x"), entry('x'));
   EXPECT_EQ(cache.find("https://z"), entry('z'));
@@ -137,7 +138,7 @@ TEST(ResponseCacheTest, DiskKeepsEntriesAndTheirUseOrderAcrossInstancesAndDropsT
   }
   testing::writeFileBytes(root.path() / "0123456789abcdef.response", "not a cache entry");
   // Found by fuzzing: a response time in the year 4733 overflowed the clock when read.
-  ResponseCache(configuration).store("https://far", entry('f', 10));
+  ResponseCache(configuration, testing::systemWallClock).store("https://far", entry('f', 10));
   for (const auto& file : fs::directory_iterator(root.path())) {
     std::string bytes = testing::readFileBytes(file.path());
     if (bytes.find("https://far\n") == std::string::npos) continue;
@@ -146,7 +147,7 @@ TEST(ResponseCacheTest, DiskKeepsEntriesAndTheirUseOrderAcrossInstancesAndDropsT
     bytes.replace(bytes.rfind(millis), millis.size(), "87195431624486");
     testing::writeFileBytes(file.path(), bytes);
   }
-  ResponseCache reopened(configuration);
+  ResponseCache reopened(configuration, testing::systemWallClock);
   EXPECT_EQ(reopened.find("https://x"), std::nullopt);
   EXPECT_EQ(reopened.find("https://far"), std::nullopt);
   EXPECT_EQ(reopened.usage().diskEntries, 2u);
@@ -155,7 +156,8 @@ TEST(ResponseCacheTest, DiskKeepsEntriesAndTheirUseOrderAcrossInstancesAndDropsT
 
 TEST(ResponseCacheTest, ConcurrentUseKeepsTheAccountsRight) {
   TemporaryDirectory root;
-  ResponseCache cache({.directory = root.path(), .memoryCapacity = 8000, .diskCapacity = 8000});
+  ResponseCache cache({.directory = root.path(), .memoryCapacity = 8000, .diskCapacity = 8000},
+                      testing::systemWallClock);
   {
     std::vector<std::jthread> threads;
     for (int t = 0; t < 4; ++t) {

@@ -1,6 +1,7 @@
 // Shared helpers of the test programs: sample files, temporary folders, running the CLI.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <ostream>
@@ -17,6 +18,12 @@ namespace pluvo::testing {
 std::string readSample(std::string_view name);
 std::string readFileBytes(const std::filesystem::path& path);
 void writeFileBytes(const std::filesystem::path& path, std::string_view bytes);
+
+// The system's wall clock, for the transports and caches a test makes itself (the product reads
+// it only through its environment).
+inline std::chrono::system_clock::time_point systemWallClock() {
+  return std::chrono::system_clock::now();
+}
 
 // An instant from its ISO 8601 text; the test fails on a malformed text.
 Instant at(std::string_view iso8601);

@@ -66,8 +66,8 @@ class ProviderTest : public ::testing::Test {
   // 2026-10-29T20:00:00Z, 15:00 in Chicago; the bundled cache was completed at 19:06:40Z.
   testing::TestEnvironment env{root.path(), {.manualLoopClock = false}};
   testing::StubForecastServer server;
-  service::HttpTransport transport{
-      service::TransportConfiguration{.requestTimeout = 5000ms, .resourceTimeout = 10000ms}};
+  service::HttpTransport transport{service::TransportConfiguration{
+      .requestTimeout = 5000ms, .resourceTimeout = 10000ms, .clock = testing::systemWallClock}};
   snapshot::SnapshotStore store{env};
   snapshot::ForecastCacheRecovery recovery{env};
   PluvoWidgetRefreshCoordinator coordinator{env, store,

@@ -58,9 +58,10 @@ class RefreshCoordinatorTest : public ::testing::Test {
   testing::TemporaryDirectory root;
   testing::TestEnvironment env{root.path()};
   testing::StubForecastServer server;
-  service::HttpTransport transport{service::TransportConfiguration{
-      .requestTimeout = std::chrono::milliseconds(5000),
-      .resourceTimeout = std::chrono::milliseconds(10000)}};
+  service::HttpTransport transport{
+      service::TransportConfiguration{.requestTimeout = std::chrono::milliseconds(5000),
+                                      .resourceTimeout = std::chrono::milliseconds(10000),
+                                      .clock = testing::systemWallClock}};
   snapshot::SnapshotStore store{env};
 };
 
@@ -143,9 +144,10 @@ TEST_F(RefreshCoordinatorTest, FailuresLogOneLineAndLeaveTheStoredSnapshotAlone)
   server.setReply({.body = "<html>gateway</html>"});
   EXPECT_EQ(coordinator.refresh(shown), std::nullopt);
   testing::SilentListener silent;  // then nobody answers at all
-  service::HttpTransport impatient{service::TransportConfiguration{
-      .requestTimeout = std::chrono::milliseconds(300),
-      .resourceTimeout = std::chrono::milliseconds(600)}};
+  service::HttpTransport impatient{
+      service::TransportConfiguration{.requestTimeout = std::chrono::milliseconds(300),
+                                      .resourceTimeout = std::chrono::milliseconds(600),
+                                      .clock = testing::systemWallClock}};
   PluvoWidgetRefreshCoordinator unanswered(env, store,
                                            service::ChartAPIClient(env, silent.url(), impatient));
   EXPECT_EQ(unanswered.refresh(shown), std::nullopt);
