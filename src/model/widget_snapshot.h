@@ -129,6 +129,12 @@ BOOST_DESCRIBE_STRUCT(PluvoWidgetSnapshot, (),
                        updatedAt, temperatureUnit, selectedMetricKeys, current, days,
                        temperatureLow, temperatureHigh, maxRainAmount, maxHourlyRainAmount))
 
+// Sets the summary values from `days`: `temperatureLow` the lowest low (0 without days),
+// `temperatureHigh` the highest high but at least one degree above the low (1 without days),
+// `maxRainAmount` the largest daily amount and `maxHourlyRainAmount` the largest hourly amount,
+// both at least 0.01 (divisors for bar heights). The one rule of the builder and the placeholder.
+void updateSummary(PluvoWidgetSnapshot& snapshot);
+
 // The sample snapshot shown when no real one exists: five days of 24 hourly points for
 // "Houston, TX", dated from `now` in the device's zone.
 PluvoWidgetSnapshot makePlaceholderSnapshot(Instant now, TimeZone deviceZone);
