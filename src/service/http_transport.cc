@@ -136,21 +136,6 @@ std::optional<std::string> resolveLocation(const std::string& base, const std::s
   return internal::urlPart(url.get(), CURLUPART_URL);
 }
 
-// Fields that describe one message on the wire, not the stored answer (curl has already
-// decoded the body).
-HttpHeaders withoutMessageFields(const HttpHeaders& headers) {
-  constexpr std::array<std::string_view, 5> kMessageFields = {
-      "Content-Length", "Content-Encoding", "Transfer-Encoding", "Connection", "Keep-Alive"};
-  HttpHeaders kept;
-  for (const auto& field : headers) {
-    bool message = std::any_of(kMessageFields.begin(), kMessageFields.end(), [&](auto name) {
-      return equalsIgnoringAsciiCase(field.first, name);
-    });
-    if (!message) kept.push_back(field);
-  }
-  return kept;
-}
-
 }  // namespace
 
 struct HttpTransport::Curl {

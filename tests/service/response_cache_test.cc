@@ -6,7 +6,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <fstream>
+#include <future>
 #include <thread>
 
 #include "support/test_support.h"
@@ -181,6 +184,30 @@ TEST(ResponseCacheTest, ConcurrentUseKeepsTheAccountsRight) {
   EXPECT_EQ(bytes, usage.diskBytes);
   EXPECT_LE(bytes, 8000u);
   EXPECT_LE(usage.memoryBytes, 8000u);
+}
+
+// A disk that stalls on one entry's file (here a pipe nobody writes yet) holds up no other use.
+TEST(ResponseCacheTest, AStalledFileHoldsUpOnlyItsOwnEntry) {
+  TemporaryDirectory root;
+  ResponseCache({.directory = root.path()}, testing::systemWallClock)
+      .store("https://a", entry('a'));
+  ResponseCache cache({.directory = root.path()}, testing::systemWallClock);
+  cache.store("https://b", entry('b'));
+  const fs::path stalled = root.path() / "8dc2b015d78ab66d.response";  // https://a
+  ASSERT_TRUE(fs::exists(stalled));
+  fs::remove(stalled);
+  ASSERT_EQ(::mkfifo(stalled.c_str(), 0600), 0);
+
+  auto readingA = std::async(std::launch::async, [&] { return cache.find("https://a"); });
+  auto usingB = std::async(std::launch::async, [&] {
+    cache.store("https://c", entry('c'));
+    return cache.find("https://b");
+  });
+  bool finished = usingB.wait_for(20s) == std::future_status::ready;
+  { std::ofstream(stalled) << "not an entry"; }  // lets the read of A end
+  EXPECT_TRUE(finished) << "the other entries waited for A's file";
+  EXPECT_EQ(readingA.get(), std::nullopt);  // and A's torn file is dropped
+  EXPECT_EQ(usingB.get(), entry('b'));
 }
 
 }  // namespace
