@@ -8,6 +8,7 @@
 
 #include "model/chart_packet.h"
 #include "model/widget_snapshot.h"
+#include "platform/atomic_file.h"
 #include "platform/text.h"
 
 namespace pluvo::cli {
@@ -32,14 +33,12 @@ bool writeOutput(const CommandContext& context, const std::string& data) {
 }
 
 std::optional<std::string> readInputFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) {
-    reportError("cannot read " + path + ": " + std::strerror(errno));
+  Expected<std::string> bytes = platform::readWholeFile(path);
+  if (!bytes) {
+    reportError(bytes.error().message);
     return std::nullopt;
   }
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return std::move(bytes).str();
+  return std::move(*bytes);
 }
 
 int packetDecode(const CommandContext& context, const std::string& path) {

@@ -95,10 +95,16 @@ bool isExtensionBundleExecutable(const fs::path& executable) {
   return folder.size() > 6 && folder.ends_with(".appex");
 }
 
-bool executableIsInExtensionBundle() {
+std::optional<fs::path> executablePath() {
   std::error_code error;
   fs::path executable = fs::read_symlink("/proc/self/exe", error);
-  return !error && isExtensionBundleExecutable(executable);
+  if (error) return std::nullopt;
+  return executable;
+}
+
+bool executableIsInExtensionBundle() {
+  std::optional<fs::path> executable = executablePath();
+  return executable && isExtensionBundleExecutable(*executable);
 }
 
 SystemEnvironment::SystemEnvironment(Options options)

@@ -126,7 +126,9 @@ class SystemEnvironment final : public Environment {
 
 // Whether `executable` sits in a folder whose name ends in ".appex" (case-sensitive).
 bool isExtensionBundleExecutable(const std::filesystem::path& executable);
-// The same for the running executable (/proc/self/exe).
+// The running executable's path (/proc/self/exe); nullopt when the system does not tell.
+std::optional<std::filesystem::path> executablePath();
+// Whether the running executable sits in such a folder.
 bool executableIsInExtensionBundle();
 
 }  // namespace pluvo::platform

@@ -48,8 +48,11 @@ TEST(Cli, PacketDecodeReencodesASampleAndRejectsBrokenFiles) {
 
   auto missing = runCommand({kCli, "packet", "decode", (dir.path() / "none.json").string()});
   EXPECT_EQ(missing.exitCode, 1);
-  EXPECT_THAT(missing.err, HasSubstr("cannot read " + (dir.path() / "none.json").string() +
-                                     ": No such file or directory"));
+  EXPECT_EQ(missing.err, "pluvo-widget: cannot open " + (dir.path() / "none.json").string() +
+                            ": No such file or directory\n");
+  auto folder = runCommand({kCli, "packet", "decode", dir.path().string()});
+  EXPECT_EQ(folder.exitCode, 1);
+  EXPECT_EQ(folder.err, "pluvo-widget: cannot read " + dir.path().string() + ": Is a directory\n");
 }
 
 TEST(Cli, PlaceholderFollowsNowAndTimeZone) {
