@@ -336,7 +336,10 @@ TEST(BuilderRainDetail, EachShapeOnSmallDays) {
   EXPECT_EQ(detailOf(80, 0.11, "11..9", 24), "0.11\" \u00b7 peak 4a-5a");
   EXPECT_EQ(detailOf(80, 0.11, "11...9", 12), "0.11\" \u00b7 12a-6a");
   EXPECT_EQ(detailOf(80, 0.11, "11...9", 16), "0.11\" \u00b7 peak 5a-6a");
-  // A peak needs 0.45 of the day, but at least 0.02; of equal hours, the earliest.
+  // A peak needs 0.45 of the day (0.06 of 0.15 is 0.40, 0.07 is 0.47), but at least 0.02; of
+  // equal hours, the earliest.
+  EXPECT_EQ(detailOf(60, 0.15, "......6"), "0.15\" \u00b7 6a-7a");
+  EXPECT_EQ(detailOf(60, 0.15, "......7"), "0.15\" \u00b7 peak 6a-7a");
   EXPECT_EQ(detailOf(60, 0.04, "......121"), "0.04\" \u00b7 peak 7a-8a");
   EXPECT_EQ(detailOf(60, 0.02, "......11"), "0.02\" \u00b7 6a-8a");
   EXPECT_EQ(detailOf(60, 0.10, ".............55"), "0.10\" \u00b7 peak 1p-2p");
