@@ -122,7 +122,12 @@ TEST(JsonCodec, EveryKeyOfEverySampleSurvivesDecodeAndEncode) {
     std::vector<std::string> lost;
     collectLostKeys(inParser.parse(json).value(), outParser.parse(again).value(), "", lost);
     EXPECT_THAT(lost, ::testing::IsEmpty()) << name;
+    EXPECT_EQ(roundTrip(again).value(), again) << name << ": encoding is not stable";
   }
+  auto rainy = decodeChartPacket(testing::readSample("rainy-week.json")).value();
+  auto again = decodeChartPacket(encodeChartPacket(rainy).value()).value();
+  EXPECT_EQ(again, rainy);
+  EXPECT_EQ(std::hash<ChartPacket>{}(again), std::hash<ChartPacket>{}(rainy));
 }
 
 // Whole floats are integers; integer literals of any length are floats.

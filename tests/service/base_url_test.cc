@@ -1,7 +1,7 @@
 // Where the forecast service lives: every rule that picks the base URL from the information
 // dictionary's two keys (skipped values, trimming, the default, and a malformed first value that
 // must not hand the choice to the second key), the bundled Info.plist, each program's own
-// resolution, and the command line's refusal of an unusable --info.
+// resolution.
 #include "service/base_url.h"
 
 #include <gmock/gmock.h>
@@ -71,19 +71,6 @@ TEST(BaseURLTest, EachForecastServiceResolvesFromItsDictionaryOrTheDefault) {
   EXPECT_EQ(production.baseURL(), kDefaultBaseURL);
   EXPECT_EQ(bundled.baseURL(), kDefaultBaseURL);
   EXPECT_EQ(staging.client().baseURL(), "https://staging.pluvo.test");
-}
-
-TEST(BaseURLTest, CommandLineRefusesAnUnusableInformationDictionary) {
-  testing::TemporaryDirectory folder;
-  const std::filesystem::path garbage = folder.path() / "Info.plist";
-  testing::writeFileBytes(garbage, "PluvoAPIBaseURL=https://x.test");
-
-  testing::CommandResult run =
-      testing::runCommand({PLUVO_CLI, "--info", garbage.string(), "snapshot", "placeholder"});
-
-  EXPECT_EQ(run.exitCode, 2);
-  EXPECT_EQ(run.err, "pluvo-widget: --info: " + garbage.string() + ": not a property list\n");
-  EXPECT_EQ(run.out, "");
 }
 
 }  // namespace

@@ -172,19 +172,6 @@ TEST(BuilderPoints, RepeatedSeqIndexesGetSpareIdsAndForecastsBeyondTheirSizeAreR
   }
 }
 
-TEST(BuilderTimes, HoursAreTheLocalDateTimesNotTheirUTCStarts) {
-  // Rain from 2 p.m. to 8 p.m. local: 8 p.m. to 2 a.m. by the UTC starts.
-  const std::tuple<std::string_view, double, std::string_view> kRain[] = {
-      {"..............111111", 0.06, "0.06\" \u00b7 2p-8p"},
-      {"..............111161", 0.11, "0.11\" \u00b7 peak 6p-7p"},
-  };
-  for (auto [rain, total, detail] : kRain) {
-    PluvoWidgetDay day = build(rainDay(60, total, rain)).days[0];
-    EXPECT_EQ(day.rainDetail, detail) << rain;
-    EXPECT_EQ(day.hourlyPoints->at(14).hour, 14) << rain;
-  }
-}
-
 TEST(BuilderDays, WindIsTheStrongestHourWithItsDirectionAndTheStrongestGust) {
   ChartPacket packet = smallPacket(4);
   double speeds[] = {5, 12, 12, 3}, gusts[] = {9, 15, 14, 20}, directions[] = {90, 180, 270, 0};
