@@ -310,6 +310,9 @@ TEST(BuilderRainDetail, EachShapeOnSmallDays) {
   EXPECT_EQ(detailOf(14.9, 0, ""), "No rain expected");
   // Scattered shows the whole range: three runs, although most of the rain falls in one hour...
   EXPECT_EQ(detailOf(80, 0.12, "...11....1.....9"), "0.12\" \u00b7 3a-4p");
+  // ...three runs even over a short span; a thin span of 8 hours in a day of 16 or more...
+  EXPECT_EQ(detailOf(80, 0.07, "1.1.5"), "0.07\" \u00b7 12a-5a");
+  EXPECT_EQ(detailOf(80, 0.07, "11.....5"), "0.07\" \u00b7 12a-8a");
   // ...or two runs of 4 rainy hours in 9; 7 in 8 are dense, and then the peak speaks.
   EXPECT_EQ(detailOf(80, 0.12, "........111.....9"), "0.12\" \u00b7 8a-5p");
   EXPECT_EQ(detailOf(80, 0.15, "........111111.9"), "0.15\" \u00b7 peak 3p-4p");
