@@ -204,14 +204,18 @@ int activityRender(const CommandContext& context, const ActivityRenderArguments&
               << drawn.error().message << '\n';
     return 1;
   }
-  return writeImage(context, {.bytes = std::move(drawn->bytes),
-                              .format = drawn->format,
-                              .size = drawn->size,
-                              .scale = drawn->scale,
-                              .accessibilityText = std::move(drawn->accessibilityText),
-                              .names = {{"presentation", drawn->name}, {"title", drawn->title}},
-                              .tapTarget = drawn->tapTarget,
-                              .label = "the " + drawn->name + " presentation"});
+  return writeImage(context, presentationImage(std::move(*drawn)));
+}
+
+DrawnImage presentationImage(activity_render::DrawnPresentation drawn) {
+  return {.bytes = std::move(drawn.bytes),
+          .format = drawn.format,
+          .size = drawn.size,
+          .scale = drawn.scale,
+          .accessibilityText = std::move(drawn.accessibilityText),
+          .names = {{"presentation", drawn.name}, {"title", drawn.title}},
+          .tapTarget = std::move(drawn.tapTarget),
+          .label = "the " + drawn.name + " presentation"};
 }
 
 }  // namespace pluvo::cli

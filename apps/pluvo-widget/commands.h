@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -23,6 +24,9 @@
 namespace pluvo::platform {
 class SystemEnvironment;
 }  // namespace pluvo::platform
+namespace pluvo::activity_render {
+struct DrawnPresentation;
+}  // namespace pluvo::activity_render
 
 namespace pluvo::cli {
 
@@ -36,7 +40,7 @@ struct CommandContext {
   std::string cachesPath;     // --caches; empty: the caches folder under $XDG_CACHE_HOME
   std::string profile = "color";  // --profile of the drawing commands: color or eink
   std::string panel;              // --panel WxH pixels for eink; empty: the drawing's own size
-  bool verbose = false;       // --verbose: diagnostic lines join the log
+  bool verbose = false;           // --verbose: diagnostic lines join the log
   std::optional<service::InfoDictionary> info;  // --info; absent: the bundle's Info.plist
 };
 
@@ -135,10 +139,14 @@ struct DrawnImage {
   std::string label;                     // what was drawn, for the confirmation line
   std::optional<Instant> date;           // the entry's date; absent: the context's instant
 };
-// Writes the image to -o FILE (atomically) and, beside a PNG or PDF, FILE.json with its names,
-// size, scale, the drawing instant, tap target and accessibility text (an SVG carries the text in
-// its <title> and <desc>); the exit status.
+// Writes the image to -o FILE (atomically) and, beside a PNG or PDF, FILE.json with its
+// description (an SVG carries the text in its <title> and <desc>); the exit status.
 int writeImage(const CommandContext& context, const DrawnImage& image);
+// What the JSON beside an image says: its names, "image" (`imagePath`), "format", "width" and
+// "height" (points), "scale", "profile" (unless color), "entryDate" (the image's date, else
+// `now`), "tapTarget" when it has one, and "accessibilityText".
+std::string imageDescriptionJson(const DrawnImage& image, std::string_view imagePath,
+                                 std::string_view profile, Instant now);
 
 // `widgets`: the catalogue of the five home-screen widgets as JSON.
 int widgetsList(const CommandContext& context);
@@ -178,6 +186,8 @@ struct GalleryArguments {
   std::string profile = "color";
 };
 int gallery(const CommandContext& context, const GalleryArguments& arguments);
+// A drawn presentation as an image: named by its "presentation" and "title", with its tap target.
+DrawnImage presentationImage(activity_render::DrawnPresentation drawn);
 // `activity sample`: prints a content state for a steady-rain window opening within the hour
 // after --now, the one the gallery draws without --state.
 int activitySample(const CommandContext& context);

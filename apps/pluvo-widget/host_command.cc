@@ -18,7 +18,6 @@
 #include "host/host_environment.h"
 #include "host/kernel_events.h"
 #include "host/widget_host.h"
-#include "model/json_writer.h"
 #include "platform/system_environment.h"
 #include "platform/task_pool.h"
 #include "service/forecast_service.h"
@@ -67,7 +66,8 @@ void notifyReady() {
   ::close(fd);
 }
 
-// The host's Live Activity images: every presentation at 3x, as PNG, each with its description.
+// The host's Live Activity images: every presentation at 3x, as PNG, each with the description
+// `activity render` writes beside its image, the activity's id first.
 Expected<host::DrawnActivity> drawActivity(TimeZone deviceZone, std::string_view bytes,
                                            Instant now) {
   auto file = activity::decodeActivityFile(bytes);
@@ -76,28 +76,13 @@ Expected<host::DrawnActivity> drawActivity(TimeZone deviceZone, std::string_view
   if (!drawn) return std::unexpected(drawn.error());
   host::DrawnActivity result{.id = file->id, .windowEnd = file->state.windowEnd, .images = {}};
   for (activity_render::DrawnPresentation& p : *drawn) {
-    model::JsonWriter w;
-    w.beginObject();
-    auto text = [&w](std::string_view key, std::string_view value) {
-      w.key(key);
-      w.string(value);
-    };
-    text("id", file->id);
-    text("presentation", p.name);
-    text("title", p.title);
-    text("image", p.fileName);
-    w.key("width");
-    (void)w.number(p.size.width);
-    w.key("height");
-    (void)w.number(p.size.height);
-    w.key("scale");
-    (void)w.number(p.scale);
-    text("instant", formatIso8601(now));
-    text("tapTarget", p.tapTarget);
-    text("accessibilityText", p.accessibilityText);
-    w.endObject();
-    result.images.push_back(
-        {.fileName = p.fileName, .bytes = std::move(p.bytes), .descriptionJson = w.take()});
+    std::string fileName = p.fileName;
+    DrawnImage image = presentationImage(std::move(p));
+    image.names.insert(image.names.begin(), {"id", file->id});
+    std::string description = imageDescriptionJson(image, fileName, "color", now);
+    result.images.push_back({.fileName = std::move(fileName),
+                             .bytes = std::move(image.bytes),
+                             .descriptionJson = std::move(description)});
   }
   return result;
 }
@@ -136,10 +121,11 @@ int host(const CommandContext& context, const HostArguments& arguments) {
            },
        .handleSignals = true,
        .followSystemTimeZone = !context.zoneGiven && std::getenv("TZ") == nullptr,
-       .onIdle = [ready = false]() mutable {
-         if (!ready) notifyReady();
-         ready = true;
-       }});
+       .onIdle =
+           [ready = false]() mutable {
+             if (!ready) notifyReady();
+             ready = true;
+           }});
   if (!widgetHost) {
     std::cerr << "pluvo-widget: " << widgetHost.error().message << '\n';
     return 1;

@@ -188,6 +188,40 @@ std::optional<render::ImageFormat> imageFormatFor(const CommandContext& context,
   return parsed;
 }
 
+std::string imageDescriptionJson(const DrawnImage& image, std::string_view imagePath,
+                                 std::string_view profile, Instant now) {
+  model::JsonWriter w;
+  w.beginObject();
+  for (const auto& [key, value] : image.names) {
+    w.key(key);
+    w.string(value);
+  }
+  w.key("image");
+  w.string(imagePath);
+  w.key("format");
+  w.string(render::imageFormatName(image.format));
+  w.key("width");
+  writeNumber(w, image.size.width);
+  w.key("height");
+  writeNumber(w, image.size.height);
+  w.key("scale");
+  writeNumber(w, image.scale);
+  if (profile != "color") {
+    w.key("profile");
+    w.string(profile);
+  }
+  w.key("entryDate");
+  w.string(formatIso8601(image.date.value_or(now)));
+  if (image.tapTarget) {
+    w.key("tapTarget");
+    w.string(*image.tapTarget);
+  }
+  w.key("accessibilityText");
+  w.string(image.accessibilityText);
+  w.endObject();
+  return w.take();
+}
+
 int writeImage(const CommandContext& context, const DrawnImage& image) {
   const std::string bytes = image.format == render::ImageFormat::png
                                 ? applyProfile(context.profile, image.bytes, context.panel)
@@ -196,37 +230,10 @@ int writeImage(const CommandContext& context, const DrawnImage& image) {
     return reportError(written.error().message);
   }
   if (image.format != render::ImageFormat::svg) {
-    model::JsonWriter w;
-    w.beginObject();
-    for (const auto& [key, value] : image.names) {
-      w.key(key);
-      w.string(value);
-    }
-    w.key("image");
-    w.string(context.outputPath);
-    w.key("format");
-    w.string(render::imageFormatName(image.format));
-    w.key("width");
-    writeNumber(w, image.size.width);
-    w.key("height");
-    writeNumber(w, image.size.height);
-    w.key("scale");
-    writeNumber(w, image.scale);
-    if (context.profile != "color") {
-      w.key("profile");
-      w.string(context.profile);
-    }
-    w.key("entryDate");
-    w.string(formatIso8601(image.date.value_or(context.now)));
-    if (image.tapTarget) {
-      w.key("tapTarget");
-      w.string(*image.tapTarget);
-    }
-    w.key("accessibilityText");
-    w.string(image.accessibilityText);
-    w.endObject();
-    std::string sidecar = context.outputPath + ".json";
-    if (auto written = platform::writeFileAtomically(sidecar, w.text() + "\n"); !written) {
+    std::string json =
+        imageDescriptionJson(image, context.outputPath, context.profile, context.now) + "\n";
+    if (auto written = platform::writeFileAtomically(context.outputPath + ".json", json);
+        !written) {
       return reportError(written.error().message);
     }
   }

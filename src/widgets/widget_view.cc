@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "model/json_writer.h"
 #include "render/color.h"
 #include "widgets/medium_today.h"
 #include "widgets/small_widget.h"
@@ -67,41 +66,6 @@ Expected<RenderedWidget> renderWidget(std::string_view kind,
   if (!bytes) return std::unexpected(bytes.error());
   rendered.bytes = std::move(*bytes);
   return rendered;
-}
-
-}  // namespace pluvo::widgets
-
-namespace pluvo::widgets {
-
-std::string imageDescriptionJson(const WidgetDescription& widget, const RenderOptions& options,
-                                 Instant entryDate, std::string_view imagePath,
-                                 const RenderedWidget& rendered) {
-  render::Size size = options.size.value_or(familySize(widget.family));
-  model::JsonWriter w;
-  auto number = [&](double value) {
-    if (!w.number(value)) w.null();
-  };
-  w.beginObject();
-  w.key("kind");
-  w.string(widget.kind);
-  w.key("displayName");
-  w.string(widget.displayName);
-  w.key("image");
-  w.string(imagePath);
-  w.key("format");
-  w.string(render::imageFormatName(options.format));
-  w.key("width");
-  number(size.width);
-  w.key("height");
-  number(size.height);
-  w.key("scale");
-  number(options.format == render::ImageFormat::png ? options.scale : 1);
-  w.key("entryDate");
-  w.string(formatIso8601(entryDate));
-  w.key("accessibilityText");
-  w.string(rendered.accessibilityText);
-  w.endObject();
-  return w.take();
 }
 
 }  // namespace pluvo::widgets

@@ -50,12 +50,6 @@ Expected<RenderedWidget> renderWidget(std::string_view kind,
                                       const model::PluvoWidgetSnapshot& shownSnapshot,
                                       Instant entryDate, const RenderOptions& options);
 
-// The JSON that travels beside a PNG or PDF (SVGs carry the text inside): {"kind", "displayName",
-// "image", "format", "width", "height" (points), "scale", "entryDate", "accessibilityText"}.
-std::string imageDescriptionJson(const WidgetDescription& widget, const RenderOptions& options,
-                                 Instant entryDate, std::string_view imagePath,
-                                 const RenderedWidget& rendered);
-
 // Draws the chosen layout's content into `frame` of a canvas whose background is already
 // painted, and returns its accessibility text. The dispatch of `layoutFor` lives here.
 std::string drawWidgetContent(render::Canvas& canvas, render::Rect frame,

@@ -40,7 +40,6 @@ TEST(MiniChart, BarsAreSizedFromTheHourWidthAndNeverVanish) {
   EXPECT_DOUBLE_EQ(bar.height, 3.2);
   EXPECT_DOUBLE_EQ(bar.bottom(), 57 - 12 - 1);
   EXPECT_DOUBLE_EQ(bar.x + bar.width / 2, full.layout.xPosition(at("2026-11-17T18:00:00Z")));
-  EXPECT_DOUBLE_EQ(full.bars[0].cornerRadius, 8.55 / 2);
 
   MiniChart compact = chart(drizzle, 100, 36, true);
   EXPECT_DOUBLE_EQ(compact.barWidth, 4);
@@ -58,14 +57,13 @@ TEST(MiniChart, BarsAreSizedFromTheHourWidthAndNeverVanish) {
   EXPECT_DOUBLE_EQ(fine.bars[0].rect.height, 32 / 1.2);
 }
 
-TEST(MiniChart, TicksMarkWholeHoursAndTheMarkerIsDashed) {
+TEST(MiniChart, TicksMarkWholeHoursAndTheMarkerStandsAtNow) {
   MiniChart full = chart({}, 300, 57, false);
   // 15:35-03:35: whole hours 16:00 ... 03:00, then 04:00 past the end (clamped to the edge).
   ASSERT_EQ(full.tickInstants.size(), 13u);
   EXPECT_EQ(full.tickInstants.front(), at("2026-11-17T16:00:00Z"));
   EXPECT_EQ(full.tickInstants.back(), at("2026-11-18T04:00:00Z"));
   EXPECT_EQ(full.ticks.back(), (Segment{{296, 44}, {296, 47.5}}));
-  EXPECT_EQ(full.tickStroke.cap, LineCap::kSquare);
 
   // A span starting within a second of a whole hour counts that hour; Kolkata ticks at :30 UTC.
   MiniChart onTheHour = chart({}, 300, 57, true, at("2026-11-17T18:00:00Z") + 0.8);
@@ -78,14 +76,13 @@ TEST(MiniChart, TicksMarkWholeHoursAndTheMarkerIsDashed) {
   ASSERT_TRUE(full.nowMarker.has_value());
   const double x = 26 + 270 * (7200.0 / 43200);
   EXPECT_EQ(full.nowMarker->line, (Segment{{x, 10}, {x, 57 - 12 - 1}}));
-  EXPECT_EQ(full.nowMarker->stroke.dash, (std::vector<double>{2.2, 2.2}));
   ASSERT_TRUE(full.nowMarker->label.has_value());
   EXPECT_EQ(full.nowMarker->label->origin, (Point{x - 6, 1}));  // "now" is 12 points wide
-  EXPECT_EQ(chart({}, 100, 36, true).nowMarker->label, std::nullopt);
-  const Segment compactLine = chart({}, 100, 36, true).nowMarker->line;
-  EXPECT_DOUBLE_EQ(compactLine.from.x, 100.0 / 6);
-  EXPECT_EQ(compactLine.from.y, 1);
-  EXPECT_EQ(compactLine.to.y, 35);
+  const MiniChart compact = chart({}, 100, 36, true);
+  EXPECT_EQ(compact.nowMarker->label, std::nullopt);
+  EXPECT_DOUBLE_EQ(compact.nowMarker->line.from.x, 100.0 / 6);
+  EXPECT_EQ(compact.nowMarker->line.from.y, 1);
+  EXPECT_EQ(compact.nowMarker->line.to.y, 35);
   EXPECT_EQ(chart({}, 300, 57, false, kNow, false).nowMarker, std::nullopt);
 }
 
@@ -113,78 +110,73 @@ TEST(MiniChart, ProbabilityCurvePassesThroughEverySample) {
   // The first segment's first control point uses the start itself as the point before it.
   const Point p0 = many.probabilityPath[0].to, p1 = many.probabilityPath[1].to;
   EXPECT_DOUBLE_EQ(many.probabilityPath[1].control1.x, p0.x + (p1.x - p0.x) / 6);
-  EXPECT_DOUBLE_EQ(many.probabilityStroke.lineWidth, 1.9);
 }
 
 TEST(MiniChart, LabelsOfTheFullChartKeepClearOfEachOther) {
   // The top label sits 4 points above the highest chance, not above y = 9.
-  std::vector<HourPoint> points = {{0, at("2026-11-17T20:00:00Z"), 0.3, 25},
-                                   {0, at("2026-11-17T21:00:00Z"), 0.1, 85.9}};
-  MiniChart full = chart(points, 332, 57, false);
+  const Instant eight = at("2026-11-17T20:00:00Z");
+  const std::vector<HourPoint> lowChance = {{0, eight, 0.3, 25}, {0, eight + 3600, 0.1, 85.9}};
+  MiniChart full = chart(lowChance, 332, 57, false);
   ASSERT_TRUE(full.topLabel && full.zeroLabel && full.peakLabel);
   EXPECT_EQ(full.topLabel->text, "85%");
   EXPECT_DOUBLE_EQ(full.topLabel->origin.y, std::max(9.0, full.layout.chanceY(85.9) - 4));
-  EXPECT_EQ(full.zeroLabel->origin, (Point{2, 57 - 22}));
-  // The peak amount stands centred just above the tallest bar, under a low chance.
-  const Rect bar = full.bars[0].rect;
   EXPECT_EQ(full.peakLabel->text, "0.30″");
-  EXPECT_DOUBLE_EQ(full.peakLabel->frame().bottom(), bar.y - 1.5);
-  EXPECT_DOUBLE_EQ(full.peakLabel->frame().x + full.peakLabel->metrics.width / 2,
-                   bar.x + bar.width / 2);
 
-  // Under a high chance the curve runs through that spot and, falling away to the right, through
-  // the one on the right: the amount moves beside the bar's top on the left, clear of the line.
-  std::swap(points[0].precipProb, points[1].precipProb);
-  MiniChart underCurve = chart(points, 332, 57, false);
-  ASSERT_TRUE(underCurve.peakLabel.has_value());
-  const Rect tallest = underCurve.bars[0].rect;
-  EXPECT_EQ(underCurve.peakLabel->origin,
-            (Point{tallest.x - 2 - underCurve.peakLabel->metrics.width, tallest.y}));
-  auto clearOfTheCurve = [](const MiniChart& c) {
+  // The peak amount stands centred just above the tallest bar when nothing is in the way, else
+  // beside the bar, clear of the other labels, the bars, the "now" line and the curve.
+  enum class Spot { above, left, right };
+  std::vector<HourPoint> crowd;  // rain either side of the tallest bar under a 78% curve
+  for (double amount : {0.01, 0.12, 0.24, 0.18, 0.07}) {
+    crowd.push_back({0, at("2026-11-17T16:00:00Z") + 3600.0 * double(crowd.size()), amount, 78});
+  }
+  const std::tuple<const char*, std::vector<HourPoint>, Instant, Spot> cases[] = {
+      {"under a low chance", lowChance, kNow, Spot::above},
+      // The curve runs through the spot above and, falling away, through the one on the right.
+      {"under a high chance",
+       {{0, eight, 0.3, 85.9}, {0, eight + 3600, 0.1, 25}},
+       kNow,
+       Spot::left},
+      // The "now" line just right of the tallest bar and the curve just above it.
+      {"in a crowd", crowd, at("2026-11-17T18:35:00Z"), Spot::left},
+      // At the span's left edge under 100%: above, the amount would cover "100%".
+      {"at the left edge",
+       {{0, at("2026-11-17T15:35:00Z"), 0.3, 100}, lowChance[1]},
+       kNow,
+       Spot::right},
+  };
+  for (const auto& [name, points, now, spot] : cases) {
+    SCOPED_TRACE(name);
+    const MiniChart c = chart(points, 332, 57, false, now);
+    ASSERT_TRUE(c.peakLabel.has_value());
     const Rect label = c.peakLabel->frame();
+    const Rect tallest = std::ranges::max(c.bars, {}, &MiniChart::Bar::amount).rect;
+    if (spot == Spot::left) {
+      EXPECT_LE(label.right(), tallest.x);
+    } else if (spot == Spot::right) {
+      EXPECT_GE(label.x, tallest.right());
+    } else {
+      EXPECT_DOUBLE_EQ(label.bottom(), tallest.y - 1.5);
+      EXPECT_DOUBLE_EQ(label.x + label.width / 2, tallest.x + tallest.width / 2);
+    }
+    for (const auto& other : {c.topLabel, c.zeroLabel, c.nowMarker->label}) {
+      EXPECT_FALSE(other && label.overlaps(other->frame())) << other->text;
+    }
+    for (const auto& bar : c.bars) EXPECT_FALSE(label.overlaps(bar.rect)) << bar.amount;
+    const double marker = c.nowMarker->line.from.x;
+    EXPECT_FALSE(label.x < marker + 1.6 && marker - 1.6 < label.right());
     for (const auto& sample : c.layout.chanceSamples) {
       const double x = c.layout.xPosition(sample.date), y = c.layout.chanceY(sample.precipProb);
-      if (x > label.x - 1.45 && x < label.right() + 1.45 && y > label.y - 1.45 &&
-          y < label.bottom() + 1.45) {
-        return false;
-      }
+      EXPECT_FALSE(x > label.x - 1.45 && x < label.right() + 1.45 && y > label.y - 1.45 &&
+                   y < label.bottom() + 1.45)
+          << "curve at " << x << "," << y;
     }
-    return true;
-  };
-  EXPECT_TRUE(clearOfTheCurve(underCurve));
-
-  // Hourly rain on both sides of the tallest bar, the "now" line just right of it and a 78% curve
-  // just above it: the amount slides up beside the bar on the left, between the lower neighbour
-  // and the curve.
-  std::vector<HourPoint> crowd;
-  for (double amount : {0.01, 0.12, 0.24, 0.18, 0.07}) {
-    crowd.push_back(
-        {0, at("2026-11-17T16:00:00Z") + 3600.0 * static_cast<double>(crowd.size()), amount, 78});
   }
-  MiniChart dense = chart(crowd, 332, 57, false, at("2026-11-17T18:35:00Z"));
-  ASSERT_TRUE(dense.peakLabel.has_value());
-  const Rect peak = dense.peakLabel->frame();
-  EXPECT_TRUE(clearOfTheCurve(dense));
-  for (const auto& bar : dense.bars) EXPECT_FALSE(peak.overlaps(bar.rect)) << bar.amount;
-  const double marker = dense.nowMarker->line.from.x;
-  EXPECT_FALSE(peak.x < marker + 1.6 && marker - 1.6 < peak.right());
-  EXPECT_LT(peak.right(), dense.bars[2].rect.x);  // on the left of the tallest bar
-
-  // The tallest bar at the span's left edge under a 100% chance: above it the label would cover
-  // "100%", so it moves beside the bar's top.
-  points[0].start = at("2026-11-17T15:35:00Z");
-  points[0].precipProb = 100;
-  MiniChart crowded = chart(points, 332, 57, false);
-  ASSERT_TRUE(crowded.peakLabel.has_value());
-  EXPECT_FALSE(crowded.peakLabel->frame().overlaps(crowded.topLabel->frame()));
-  EXPECT_DOUBLE_EQ(crowded.peakLabel->origin.x, crowded.bars[0].rect.right() + 2);
 
   // No chances: "0%"; a chart too short for a separate "0"; a compact chart has no labels.
   MiniChart empty = chart({}, 300, 30, false);
   EXPECT_EQ(empty.topLabel->text, "0%");
-  EXPECT_EQ(empty.zeroLabel, std::nullopt);
-  EXPECT_EQ(empty.peakLabel, std::nullopt);
-  MiniChart compact = chart(points, 100, 36, true);
+  EXPECT_FALSE(empty.zeroLabel || empty.peakLabel);
+  MiniChart compact = chart(lowChance, 100, 36, true);
   EXPECT_FALSE(compact.topLabel || compact.zeroLabel || compact.peakLabel);
 }
 

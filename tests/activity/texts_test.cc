@@ -2,7 +2,6 @@
 // Tuesday).
 #include "activity/texts.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "support/test_support.h"
@@ -94,38 +93,32 @@ TEST(ActivityTexts, PeakChanceLooksAtHoursNotOverInsideTheWindow) {
   EXPECT_EQ(peakChanceText({}, end, now, kChicago), std::nullopt);
 }
 
-TEST(ActivityTexts, CopyLineRunsFollowTheWindow) {
+TEST(ActivityTexts, CopyLineFollowsTheWindow) {
   ContentState state;
   state.totalInches = 0.346;
   state.observedInches = 0.12;
   state.windowStart = central("15:00");
   state.windowEnd = central("17:00");
   state.hours = {{15, central("15:00"), 0.2, 80}, {16, central("16:00"), 0.1, 40}};
-  const Paint rain = paint("#7dd3fc"), bar = paint("#ffffff", 0.34), soft = paint("#bae6fd");
-  using Runs = std::vector<TextRun>;
-
-  EXPECT_EQ(copyLine(state, central("14:35"), kChicago), (Runs{{"0.35″ · 3–5 PM", rain},
-                                                               {" │ ", bar},
-                                                               {"80% chance 3 PM", soft},
-                                                               {" │ ", bar},
-                                                               {"0.12″ earlier", soft}}));
-  // At the window's start the line already reads "until", after a single blank.
+  auto line = [&](std::string_view now) {
+    return plainText(copyLine(state, central(now), kChicago));
+  };
+  // Before the window its range; from its start "until", after a single blank; at its end the
+  // range again, after a single blank, and the 16:00 hour is over.
+  EXPECT_EQ(line("14:35"), "0.35″ · 3–5 PM │ 80% chance 3 PM │ 0.12″ earlier");
   EXPECT_EQ(copyLine(state, central("15:00"), kChicago).front().text, "0.35″ until 5 PM");
-  // At its end the range comes back, after a single blank; the 16:00 hour is over.
-  EXPECT_EQ(copyLine(state, central("17:00"), kChicago),
-            (Runs{{"0.35″ 3–5 PM", rain}, {" │ ", bar}, {"0.12″ earlier", soft}}));
-
-  // No chance that rounds above 0 and no rain observed: the amount run alone.
+  EXPECT_EQ(line("17:00"), "0.35″ 3–5 PM │ 0.12″ earlier");
+  // No chance that rounds above 0 and no rain observed: the amount run alone, in the rain colour.
   state.observedInches = 0;
   for (auto& h : state.hours) h.precipProb = 0.49;
-  EXPECT_EQ(copyLine(state, central("14:35"), kChicago), (Runs{{"0.35″ · 3–5 PM", rain}}));
-  // A window without length counts down to its start.
+  EXPECT_EQ(copyLine(state, central("14:35"), kChicago),
+            (std::vector<TextRun>{{"0.35″ · 3–5 PM", paint("#7dd3fc")}}));
+  // A window without length counts down to its start; one ending tomorrow names the day.
   state.windowEnd = state.windowStart;
   state.totalInches = 0.1;
-  EXPECT_EQ(plainText(copyLine(state, central("14:35"), kChicago)), "0.10″ · coming in 25 min");
-  // A window ending tomorrow names the day.
+  EXPECT_EQ(line("14:35"), "0.10″ · coming in 25 min");
   state.windowEnd = central("+1 01:00");
-  EXPECT_EQ(plainText(copyLine(state, central("16:00"), kChicago)), "0.10″ until 1 AM Wed");
+  EXPECT_EQ(line("16:00"), "0.10″ until 1 AM Wed");
 }
 
 }  // namespace

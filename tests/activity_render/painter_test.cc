@@ -19,10 +19,9 @@ using activity::TextBlock;
 using activity::TextRun;
 using pluvo::testing::Rgba;
 
-const TimeZone kChicago = findTimeZone("America/Chicago");
-const Instant kNow = pluvo::testing::at("2026-11-17T17:35:00Z");
+const Rgba kNavy{9, 14, 27, 255};
 
-// `top` at `alpha` over an opaque `below`, in 8-bit steps.
+// `top` at its opacity over an opaque `below`, in 8-bit steps.
 Rgba over(render::Color top, Rgba below) {
   auto mix = [&](unsigned t, std::uint8_t b) {
     return static_cast<std::uint8_t>(std::lround(t * top.alpha + b * (1 - top.alpha)));
@@ -31,63 +30,63 @@ Rgba over(render::Color top, Rgba below) {
 }
 
 void expectNear(Rgba actual, Rgba expected) {
-  EXPECT_NEAR(actual.r, expected.r, 2);
-  EXPECT_NEAR(actual.g, expected.g, 2);
-  EXPECT_NEAR(actual.b, expected.b, 2);
+  EXPECT_TRUE(std::abs(actual.r - expected.r) <= 2 && std::abs(actual.g - expected.g) <= 2 &&
+              std::abs(actual.b - expected.b) <= 2)
+      << int(actual.r) << "," << int(actual.g) << "," << int(actual.b) << " for " << int(expected.r)
+      << "," << int(expected.g) << "," << int(expected.b);
 }
 
-bool isMarkerRed(Rgba p) { return p.r > 150 && p.g < 110 && p.b < 110; }
+// Paints on the navy at 3x and reads the pixels back.
+template <class Paint>
+pluvo::testing::DecodedPng drawn(render::Size size, Paint paint) {
+  auto canvas = render::Canvas::create(render::ImageFormat::png, size, 3);
+  canvas->fillRect(canvas->bounds(), render::palette::widgetBackground);
+  paint(*canvas);
+  return pluvo::testing::decodePng(canvas->finish().value());
+}
 
 TEST(ActivityPainter, ChartPixelsShowThePlateTheBarsAndTheDashedMarker) {
-  const std::vector<activity::HourPoint> points = {{0, kNow + 3600 - 2100, 0.1, 10},
-                                                   {0, kNow + 7200 - 2100, 0.3, 10},
-                                                   {0, kNow + 10800 - 2100, 0.05, 10}};
-  auto draw = [&](bool marker) {
-    const activity::MiniChart chart = activity::makeMiniChart(
-        points, 300, 60, {kNow, marker, kChicago, false}, nullptr, kNow, fontMeasure());
-    auto canvas = render::Canvas::create(render::ImageFormat::png, {300, 60}, 3);
-    canvas->fillRect(canvas->bounds(), render::palette::widgetBackground);
-    paintMiniChart(*canvas, chart);
-    return std::pair{chart, pluvo::testing::decodePng(canvas->finish().value())};
+  const Instant now = pluvo::testing::at("2026-11-17T17:35:00Z");
+  const std::vector<activity::HourPoint> points = {
+      {0, now + 1500, 0.1, 10}, {0, now + 5100, 0.3, 10}, {0, now + 8700, 0.05, 10}};
+  auto chartOf = [&](bool marker) {
+    return activity::makeMiniChart(points, 300, 60,
+                                   {now, marker, findTimeZone("America/Chicago"), false}, nullptr,
+                                   now, fontMeasure());
   };
-  const auto [chart, image] = draw(true);
-  ASSERT_EQ(image.width, 900);
-  const Rgba navy{9, 14, 27, 255};
-  const Rgba plate = over(colorOf(chart.plateFill), navy);
+  const activity::MiniChart chart = chartOf(true);
+  const auto image = drawn({300, 60}, [&](render::Canvas& c) { paintMiniChart(c, chart); });
+  const Rgba plate = over(colorOf(chart.plateFill), kNavy);
   // Far right of the plot, above the low chance line: only the plate.
   expectNear(image.at(250 * 3, 20 * 3), plate);
-  expectNear(image.at(0, 0), navy);  // outside the plate's rounded corner
-
-  ASSERT_EQ(chart.bars.size(), 3u);
-  const auto& tallest = chart.bars[1].rect;
-  ASSERT_EQ(chart.bars[1].amount, 0.3);
-  const Rgba bar = image.at(static_cast<int>((tallest.x + tallest.width / 2) * 3),
-                            static_cast<int>((tallest.y + tallest.height / 2) * 3));
-  expectNear(bar, over(colorOf(chart.barFill), plate));
+  expectNear(image.at(0, 0), kNavy);  // outside the plate's rounded corner
+  ASSERT_EQ(chart.bars.at(1).amount, 0.3);
+  const auto tallest = chart.bars[1].rect;
+  expectNear(image.at(static_cast<int>((tallest.x + tallest.width / 2) * 3),
+                      static_cast<int>((tallest.y + tallest.height / 2) * 3)),
+             over(colorOf(chart.barFill), plate));
 
   // The marker's column alternates red dashes and gaps (2.2 points each, the round caps eating
   // into the gaps): over 30 points, six or seven of each. Without the marker it holds no red.
   const int column = static_cast<int>(std::lround(chart.nowMarker->line.from.x * 3));
-  struct Column {
-    int redRows = 0;
-    int dashes = 0;
-  };
   auto scan = [&](const pluvo::testing::DecodedPng& png) {
-    Column c;
+    std::pair<int, int> redRowsAndDashes;
     bool previous = false;
     for (int y = 14 * 3; y < 44 * 3; ++y) {
-      const bool red = isMarkerRed(png.at(column, y));
-      c.redRows += red;
-      c.dashes += red && !previous;
+      const Rgba p = png.at(column, y);
+      const bool red = p.r > 150 && p.g < 110 && p.b < 110;
+      redRowsAndDashes.first += red;
+      redRowsAndDashes.second += red && !previous;
       previous = red;
     }
-    return c;
+    return redRowsAndDashes;
   };
-  const Column marker = scan(image);
-  EXPECT_GE(marker.dashes, 6);
-  EXPECT_LE(marker.dashes, 8);
-  EXPECT_GT(marker.redRows, 30 * 3 / 2);
-  EXPECT_EQ(scan(draw(false).second).redRows, 0);
+  const auto [redRows, dashes] = scan(image);
+  EXPECT_GE(dashes, 6);
+  EXPECT_LE(dashes, 8);
+  EXPECT_GT(redRows, 30 * 3 / 2);
+  const activity::MiniChart plain = chartOf(false);
+  EXPECT_EQ(scan(drawn({300, 60}, [&](render::Canvas& c) { paintMiniChart(c, plain); })).first, 0);
 }
 
 TEST(ActivityPainter, TheCopyLinesBarIsARuleInTheCellTheMeasureGaveIt) {
@@ -104,19 +103,15 @@ TEST(ActivityPainter, TheCopyLinesBarIsARuleInTheCellTheMeasureGaveIt) {
                        font,
                        {10, 0, 200, 30},
                        20};
-  auto canvas = render::Canvas::create(render::ImageFormat::png, {220, 30}, 3);
-  canvas->fillRect(canvas->bounds(), render::palette::widgetBackground);
-  paintText(*canvas, text);
-  const auto image = pluvo::testing::decodePng(canvas->finish().value());
-  const Rgba navy{9, 14, 27, 255};
-  const Rgba rule = over(render::named::white.opacity(0.34), navy);
+  const auto image = drawn({220, 30}, [&](render::Canvas& c) { paintText(c, text); });
+  const Rgba rule = over(render::named::white.opacity(0.34), kNavy);
   const double cell = 10 + before;
   const int middle = static_cast<int>(std::lround((cell + kBoxBarAdvance * 15 / 2) * 3));
   // The rule runs from above the capitals to below the baseline; either side of it the cell is
   // empty, where a missing glyph's box would have its edges.
   for (int y : {8, 14, 20, 23}) expectNear(image.at(middle, y * 3), rule);
   for (double x : {cell + 1, cell + kBoxBarAdvance * 15 - 1}) {
-    EXPECT_EQ(image.at(static_cast<int>(x * 3), 14 * 3), navy);
+    EXPECT_EQ(image.at(static_cast<int>(x * 3), 14 * 3), kNavy);
   }
 }
 
@@ -130,9 +125,9 @@ TEST(ActivityPainter, StyledTextKeepsWholeFactsThenShrinksThenTruncates) {
                                      {"0.21″ earlier", rain}};
   const activity::MeasureText measure = fontMeasure();
   auto w = [&](std::string_view text) { return measure(text, font).width; };
-  const double all = w("0.65″ until 2 PM │ 85% chance 11 AM │ 0.21″ earlier");
+  const std::string all = plainText(copy), two = "0.65″ until 2 PM │ 85% chance 11 AM";
   const double narrow = std::max(w("0.65″ until 2 PM"), w("85% chance 11 AM")) + 1;
-  const std::string onset = "<0.01″ · coming in 1 hr 25 min";
+  const std::vector<TextRun> onset = {{"<0.01″ · coming in 1 hr 25 min", rain}};
 
   struct Case {
     const char* name;
@@ -144,46 +139,29 @@ TEST(ActivityPainter, StyledTextKeepsWholeFactsThenShrinksThenTruncates) {
     double scale;
     bool truncated = false;
   };
+  // clang-format off
   const Case cases[] = {
-      {"fits", copy, all + 1, 1, 1, {"0.65″ until 2 PM │ 85% chance 11 AM │ 0.21″ earlier"}, 1},
-      {"wraps at a bar, which is left out",
-       copy,
-       w("0.65″ until 2 PM │ 85% chance 11 AM") + 1,
-       2,
-       0.7,
-       {"0.65″ until 2 PM │ 85% chance 11 AM", "0.21″ earlier"},
-       1},
-      {"shrinks on one line", copy, all * 0.8, 1, 0.7, {plainText(copy)}, 0.8},
+      {"fits", copy, w(all) + 1, 1, 1, {all}, 1},
+      {"wraps at a bar, which is left out", copy, w(two) + 1, 2, 0.7, {two, "0.21″ earlier"}, 1},
+      {"shrinks on one line", copy, w(all) * 0.8, 1, 0.7, {all}, 0.8},
       // The watch banner: three facts would need 9-point text; two stay at 14 points.
-      {"leaves out the fact that does not fit",
-       copy,
-       narrow,
-       2,
-       0.65,
-       {"0.65″ until 2 PM", "85% chance 11 AM"},
-       1},
-      {"a lone fact breaks at its dot rather than shrink further",
-       {{onset, rain}},
-       w("coming in 1 hr 25 min") * 0.9,
-       2,
-       0.65,
-       {"<0.01″", "coming in 1 hr 25 min"},
-       0.9},
-      {"a fact too long for its lines is cut with an ellipsis",
-       {copy[2]},
-       w("85% chance 11 AM") / 3,
-       2,
-       0.7,
-       {"85%", "chance 11 AM"},
-       0.7,
-       true},
+      {"leaves out the fact that does not fit", copy, narrow, 2, 0.65,
+       {"0.65″ until 2 PM", "85% chance 11 AM"}, 1},
+      {"a lone fact breaks at its dot rather than shrink further", onset,
+       w("coming in 1 hr 25 min") * 0.9, 2, 0.65, {"<0.01″", "coming in 1 hr 25 min"}, 0.9},
+      {"a fact too long for its lines is cut with an ellipsis", {copy[2]},
+       w("85% chance 11 AM") / 3, 2, 0.7, {"85%", "chance 11 AM"}, 0.7, true},
   };
+  // clang-format on
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    const TextBlock text{
-        c.runs,     font,      {0, 0, c.width, 40}, 14, activity::TextAlignment::kLeading,
-        c.maxLines, c.minScale};
-    const TextFitting fitting = fitText(text);
+    const TextFitting fitting = fitText({c.runs,
+                                         font,
+                                         {0, 0, c.width, 40},
+                                         14,
+                                         activity::TextAlignment::kLeading,
+                                         c.maxLines,
+                                         c.minScale});
     std::vector<std::string> lines;
     for (const auto& line : fitting.lines) lines.push_back(plainText(line));
     EXPECT_EQ(lines, c.lines);
@@ -191,9 +169,9 @@ TEST(ActivityPainter, StyledTextKeepsWholeFactsThenShrinksThenTruncates) {
     EXPECT_EQ(fitting.truncated, c.truncated);
   }
   // Runs keep their paints across a break.
-  const TextBlock wrapped{copy, font, {0, 0, narrow, 40}, 14, activity::TextAlignment::kLeading,
-                          2,    1};
-  EXPECT_EQ(fitText(wrapped).lines.at(1), (std::vector<TextRun>{copy[2]}));
+  EXPECT_EQ(fitText({copy, font, {0, 0, narrow, 40}, 14, activity::TextAlignment::kLeading, 2, 1})
+                .lines.at(1),
+            (std::vector<TextRun>{copy[2]}));
 }
 
 }  // namespace

@@ -10,35 +10,25 @@ namespace {
 using model::PluvoWidgetDay;
 using model::PluvoWidgetHourlyPoint;
 
+// Two hours: 14:00 and 15:00.
 PluvoWidgetDay dayWithHours() {
-  PluvoWidgetDay day;
-  day.windGust = 23;
-  std::vector<PluvoWidgetHourlyPoint> hours(2);
-  hours[0] = {.hour = 14,
-              .rainAmount = 0.2,
-              .humidity = 90,
-              .dewPoint = 68,
-              .cloudCover = 50,
-              .pressure = 29.9,
-              .tideHeight = 1.2,
-              .solunarPeriodType = "minor"};
-  hours[1] = {.hour = 15,
-              .rainAmount = 0,
-              .humidity = 81,
-              .dewPoint = 70,
-              .cloudCover = 75,
-              .pressure = 30.0,
-              .tideHeight = 2.1,
-              .solunarPeriodType = "major"};
-  day.hourlyPoints = hours;
+  PluvoWidgetDay day{.windGust = 23};
+  // clang-format off
+  day.hourlyPoints = std::vector<PluvoWidgetHourlyPoint>{
+      {.hour = 14, .rainAmount = 0.2, .humidity = 90, .dewPoint = 68, .cloudCover = 50,
+       .pressure = 29.9, .tideHeight = 1.2, .solunarPeriodType = "minor"},
+      {.hour = 15, .rainAmount = 0, .humidity = 81, .dewPoint = 70, .cloudCover = 75,
+       .pressure = 30.0, .tideHeight = 2.1, .solunarPeriodType = "major"}};
+  // clang-format on
   return day;
 }
 
 TEST(HourlyChart, OverlayValuesInBothUnitSystems) {
   const PluvoWidgetDay day = dayWithHours();
+  PluvoWidgetDay bare;
+  bare.hourlyPoints = std::vector<PluvoWidgetHourlyPoint>(3);
   struct Case {
-    std::string_view key;
-    std::string_view imperial, metric;
+    std::string_view key, imperial, metric;
   };
   for (Case c : {Case{"wind", "gust 23", "gust 37"},
                  {"humidity", "hum 86%", "hum 86%"},
@@ -52,15 +42,12 @@ TEST(HourlyChart, OverlayValuesInBothUnitSystems) {
     EXPECT_EQ(overlayValue(*overlay, day, false)->text, c.imperial) << c.key;
     EXPECT_EQ(overlayValue(*overlay, day, true)->text, c.metric) << c.key;
     // A day whose hours do not carry the metric shows nothing for it.
-    PluvoWidgetDay bare;
-    bare.hourlyPoints = std::vector<PluvoWidgetHourlyPoint>(3);
     EXPECT_FALSE(overlayValue(*overlay, bare, false)) << c.key;
   }
   EXPECT_EQ(chartOverlay("precip"), nullptr);
   EXPECT_EQ(chartOverlay("airquality"), nullptr);
-}
 
-TEST(HourlyChart, ChartsDrawAFewOverlayLinesPlusTheSolunarTicks) {
+  // A chart draws a few overlay lines plus the solunar ticks, in the product's order.
   auto keys = [](const std::vector<const ChartOverlay*>& overlays) {
     std::vector<std::string_view> k;
     for (const ChartOverlay* o : overlays) k.push_back(o->key);
@@ -68,10 +55,9 @@ TEST(HourlyChart, ChartsDrawAFewOverlayLinesPlusTheSolunarTicks) {
   };
   std::vector<std::string> all{"precip",   "temp",     "wind",    "cloudcover", "pressure",
                                "humidity", "dewpoint", "solunar", "tide"};
-  EXPECT_EQ(keys(drawnOverlays(all, 2)),
-            (std::vector<std::string_view>{"wind", "cloudcover", "solunar"}));
-  EXPECT_EQ(keys(drawnOverlays(all, 3)),
-            (std::vector<std::string_view>{"wind", "cloudcover", "pressure", "solunar"}));
+  using Keys = std::vector<std::string_view>;
+  EXPECT_EQ(keys(drawnOverlays(all, 2)), (Keys{"wind", "cloudcover", "solunar"}));
+  EXPECT_EQ(keys(drawnOverlays(all, 3)), (Keys{"wind", "cloudcover", "pressure", "solunar"}));
   EXPECT_TRUE(drawnOverlays({"precip", "temp"}, 3).empty());
 }
 
@@ -90,8 +76,7 @@ TEST(HourlyChart, ScalesSpanEveryRowsValues) {
   EXPECT_EQ(scales.tideLow, 1.2);
   EXPECT_EQ(scales.tideHigh, 2.1);
   // No rain anywhere still gives a divisor above zero; no days give a flat, centred range.
-  model::PluvoWidgetSnapshot dry;
-  ChartScales none = chartScales(dry);
+  ChartScales none = chartScales(model::PluvoWidgetSnapshot{});
   EXPECT_GT(none.maxHourlyRain, 0);
   EXPECT_LT(none.temperatureLow, none.temperatureHigh);
 }

@@ -1,7 +1,7 @@
 // The medium and large layouts, read from their placed elements: nothing overlaps or leaves the
 // padded frame for any kind of snapshot, each kind shows its number of days, "now" sits only on
 // today's row and inside the day, the data-age stamp turns at exactly 4 hours, and a snapshot
-// without a usable day says "Forecast unavailable".
+// without a usable day says "Forecast unavailable". Also the root view's dispatch of kinds.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -25,50 +25,18 @@ using model::PluvoWidgetSnapshot;
 const TimeZone kChicago = findTimeZone("America/Chicago");
 // 3:05 p.m. in Galveston on the rainy week's first day.
 const Instant kRainyNow = testing::at("2026-10-29T20:05:00Z");
+const std::string_view kKinds[] = {"PluvoTodayMediumWidget", "PluvoTwoDayMediumWidget",
+                                   "PluvoThreeDayLargeWidget", "PluvoFiveDayLargeWidget"};
 
-PluvoWidgetSnapshot build(std::string_view sample, int days, std::string unit = "F",
+PluvoWidgetSnapshot build(int days, std::string unit = "F",
                           std::optional<std::vector<std::string>> metrics = std::nullopt,
-                          Instant now = kRainyNow) {
+                          std::string_view sample = "rainy-week.json", Instant now = kRainyNow) {
   auto packet = model::decodeChartPacket(testing::readSample(sample));
   EXPECT_TRUE(packet) << (packet ? "" : packet.error().message);
-  snapshot::BuildOptions options;
-  options.dayCount = days;
-  options.temperatureUnit = unit;
+  snapshot::BuildOptions options{.dayCount = days, .temperatureUnit = unit};
   options.selectedMetricKeys = std::move(metrics);
   return snapshot::makeWidgetSnapshot(*packet, options, now);
 }
-
-struct Fixture {
-  std::string name;
-  PluvoWidgetSnapshot snapshot;
-  Instant now;
-};
-
-std::vector<Fixture> fixtures() {
-  PluvoWidgetSnapshot empty = build("rainy-week.json", 5);
-  empty.days.clear();
-  PluvoWidgetSnapshot longName = build("rainy-week.json", 5);
-  longName.locationName = "Llanfairpwllgwyngyllgogerychwyrndrobwllllantysiliogogogoch, Wales";
-  return {
-      {"placeholder", model::makePlaceholderSnapshot(kRainyNow, kChicago), kRainyNow},
-      {"rainy F", build("rainy-week.json", 5), kRainyNow},
-      {"rainy C with overlays",
-       build("rainy-week.json", 5, "C",
-             std::vector<std::string>{"precip", "temp", "wind", "humidity", "pressure", "dewpoint",
-                                      "cloudcover", "tide", "solunar"}),
-       kRainyNow},
-      {"minimal", build("minimal.json", 2, "F", std::nullopt, testing::at("2026-11-21T18:00:00Z")),
-       testing::at("2026-11-21T18:00:00Z")},
-      {"one day", build("rainy-week.json", 1), kRainyNow},
-      {"seven days", build("rainy-week.json", 7), kRainyNow},
-      {"empty days", empty, kRainyNow},
-      {"long place name", longName, kRainyNow},
-  };
-}
-
-const std::vector<std::string_view> kKinds = {"PluvoTodayMediumWidget", "PluvoTwoDayMediumWidget",
-                                              "PluvoThreeDayLargeWidget",
-                                              "PluvoFiveDayLargeWidget"};
 
 WidgetLayout layoutOf(std::string_view kind, const PluvoWidgetSnapshot& snapshot, Instant now,
                       std::optional<render::Size> size = std::nullopt) {
@@ -80,56 +48,67 @@ WidgetLayout layoutOf(std::string_view kind, const PluvoWidgetSnapshot& snapshot
 
 std::string describe(const PlacedElement& e) {
   return std::string(elementRoleName(e.role)) + " \"" + e.text + "\" row " + std::to_string(e.row) +
-         " at (" + std::to_string(e.frame.x) + ", " + std::to_string(e.frame.y) + ") " +
+         " at " + std::to_string(e.frame.x) + "," + std::to_string(e.frame.y) + " " +
          std::to_string(e.frame.width) + "x" + std::to_string(e.frame.height);
 }
 
 TEST(Layouts, EveryFixtureAndKindKeepsItsElementsApartInsideThePaddingAndAligned) {
-  for (const Fixture& f : fixtures()) {
+  const Instant minimalNow = testing::at("2026-11-21T18:00:00Z");
+  PluvoWidgetSnapshot empty = build(5), longName = build(5);
+  empty.days.clear();
+  longName.locationName = "Llanfairpwllgwyngyllgogerychwyrndrobwllllantysiliogogogoch, Wales";
+  const std::vector<std::string> overlays{"precip",   "temp",       "wind", "humidity", "pressure",
+                                          "dewpoint", "cloudcover", "tide", "solunar"};
+  const std::tuple<std::string, PluvoWidgetSnapshot, Instant> fixtures[] = {
+      {"placeholder", model::makePlaceholderSnapshot(kRainyNow, kChicago), kRainyNow},
+      {"rainy F", build(5), kRainyNow},
+      {"rainy C with overlays", build(5, "C", overlays), kRainyNow},
+      {"minimal", build(2, "F", std::nullopt, "minimal.json", minimalNow), minimalNow},
+      {"one day", build(1), kRainyNow},
+      {"seven days", build(7), kRainyNow},
+      {"empty days", empty, kRainyNow},
+      {"long place name", longName, kRainyNow},
+  };
+  for (const auto& [name, snapshot, now] : fixtures) {
     for (std::string_view kind : kKinds) {
       // The family's size, and the smaller one of a compact phone (medium 329x155, large 329x345).
       for (double shrink : {1.0, 329.0 / 364}) {
         render::Size size = familySize(findWidget(kind)->family);
         size = {std::round(size.width * shrink), std::round(size.height * shrink)};
-        SCOPED_TRACE(f.name + " / " + std::string(kind) + " at " + std::to_string(size.width));
-        WidgetLayout layout = layoutOf(kind, f.snapshot, f.now, size);
+        SCOPED_TRACE(name + " / " + std::string(kind) + " at " + std::to_string(size.width));
+        WidgetLayout layout = layoutOf(kind, snapshot, now, size);
         ASSERT_FALSE(layout.elements.empty());
         std::vector<const PlacedElement*> marks, areas;
         for (const PlacedElement& e : layout.elements) {
-          if (e.role == ElementRole::chartPlate || e.role == ElementRole::rowSeparator) {
-            areas.push_back(&e);
-          }
           EXPECT_TRUE(layout.content.inset(-0.01).contains(e.frame)) << describe(e);
           if (e.kind == ElementKind::text) {
             EXPECT_GE(e.style.font.size, type::kMinimum - 1e-9) << describe(e);
           }
           if (e.isTextOrSymbol()) marks.push_back(&e);
+          if (e.role == ElementRole::chartPlate || e.role == ElementRole::rowSeparator) {
+            areas.push_back(&e);
+          }
         }
+        // No text or symbol meets another, reaches into a chart or crosses a separator.
         for (size_t i = 0; i < marks.size(); ++i) {
           for (size_t j = i + 1; j < marks.size(); ++j) {
             EXPECT_FALSE(rectsOverlap(marks[i]->frame, marks[j]->frame))
                 << describe(*marks[i]) << " overlaps " << describe(*marks[j]);
           }
-        }
-        // Nor does any text or symbol reach into a chart or across a separator.
-        for (const PlacedElement* mark : marks) {
           for (const PlacedElement* area : areas) {
-            EXPECT_FALSE(rectsOverlap(mark->frame, area->frame))
-                << describe(*mark) << " overlaps " << describe(*area);
+            EXPECT_FALSE(rectsOverlap(marks[i]->frame, area->frame))
+                << describe(*marks[i]) << " overlaps " << describe(*area);
           }
         }
         // The brand mark stays whole at the leading edge however long the place is.
-        const PlacedElement* brand = layout.find(ElementRole::brandMark);
-        ASSERT_NE(brand, nullptr);
-        EXPECT_GE(brand->frame.width, 15 - 1e-9);
+        ASSERT_NE(layout.find(ElementRole::brandMark), nullptr);
+        EXPECT_GE(layout.find(ElementRole::brandMark)->frame.width, 15 - 1e-9);
 
         // Every rainy hour has a bar of at least the minimum height inside its plate; dry hours
-        // have none.
+        // have none. Every fixture is shown on its first day, so row i is day i.
         for (const PlacedElement* plate : layout.findAll(ElementRole::chartPlate)) {
           size_t rainy = 0, bars = 0;
-          int index = layout.kind == LayoutKind::mediumToday ? 0 : plate->row;
-          // Every fixture is shown on its first day, so row i is day i.
-          const auto& day = f.snapshot.days[static_cast<size_t>(index)];
+          const auto& day = snapshot.days[layout.kind == LayoutKind::mediumToday ? 0 : plate->row];
           for (const auto& p : day.hourlyPoints.value()) rainy += p.rainAmount > 0;
           for (const PlacedElement* bar : layout.findAll(ElementRole::chartRainBar)) {
             if (bar->row != plate->row) continue;
@@ -160,9 +139,7 @@ TEST(Layouts, EveryFixtureAndKindKeepsItsElementsApartInsideThePaddingAndAligned
 }
 
 TEST(Layouts, EachKindShowsItsNumberOfDays) {
-  PluvoWidgetSnapshot seven = build("rainy-week.json", 7);
-  PluvoWidgetSnapshot two = build("rainy-week.json", 2);
-  PluvoWidgetSnapshot one = build("rainy-week.json", 1);
+  PluvoWidgetSnapshot seven = build(7), two = build(2), one = build(1);
   struct Case {
     std::string_view kind;
     const PluvoWidgetSnapshot* snapshot;
@@ -176,8 +153,7 @@ TEST(Layouts, EachKindShowsItsNumberOfDays) {
                  {"PluvoThreeDayLargeWidget", &two, 2, true},
                  {"PluvoFiveDayLargeWidget", &seven, 5, false},
                  {"PluvoFiveDayLargeWidget", &two, 2, true}}) {
-    SCOPED_TRACE(std::string(c.kind) + " from " + std::to_string(c.snapshot->days.size()) +
-                 " days");
+    SCOPED_TRACE(std::string(c.kind) + " from " + std::to_string(c.snapshot->days.size()));
     WidgetLayout layout = layoutOf(c.kind, *c.snapshot, kRainyNow);
     EXPECT_EQ(layout.dayRows, c.rows);
     EXPECT_EQ(layout.find(ElementRole::emptyNote) != nullptr, c.note);
@@ -186,69 +162,62 @@ TEST(Layouts, EachKindShowsItsNumberOfDays) {
       EXPECT_EQ(layout.findAll(ElementRole::chartPlate).size(), static_cast<size_t>(c.rows));
     }
   }
+  // A family the phone might add falls through to the large layout.
+  EXPECT_EQ(layoutFor(WidgetFamily::systemExtraLarge, PluvoWidgetVariant::mediumToday),
+            layoutFor(WidgetFamily::systemLarge, PluvoWidgetVariant::standard));
 
   // The 5-day kind drops days rather than squeeze rows below what their blocks need; its rows
   // are never taller than the 3-day kind's.
-  WidgetLayout full = layoutOf("PluvoFiveDayLargeWidget", seven, kRainyNow);
-  double legible = full.findAll(ElementRole::rowGroup).front()->frame.height;
-  WidgetLayout shorter =
-      layoutOf("PluvoFiveDayLargeWidget", seven, kRainyNow, render::Size{364, 250});
+  auto rowHeight = [](const WidgetLayout& l) {
+    return l.findAll(ElementRole::rowGroup).front()->frame.height;
+  };
+  WidgetLayout shorter = layoutOf("PluvoFiveDayLargeWidget", seven, kRainyNow, {{364, 250}});
   EXPECT_LT(shorter.dayRows, 5);
   EXPECT_GE(shorter.dayRows, 1);
-  EXPECT_GE(shorter.findAll(ElementRole::rowGroup).front()->frame.height, legible * 0.9);
-  WidgetLayout threeDay = layoutOf("PluvoThreeDayLargeWidget", seven, kRainyNow);
-  WidgetLayout fewDays = layoutOf("PluvoFiveDayLargeWidget", two, kRainyNow);
-  EXPECT_LE(fewDays.findAll(ElementRole::rowGroup).front()->frame.height,
-            threeDay.findAll(ElementRole::rowGroup).front()->frame.height + 1e-9);
+  EXPECT_GE(rowHeight(shorter),
+            rowHeight(layoutOf("PluvoFiveDayLargeWidget", seven, kRainyNow)) * 0.9);
+  EXPECT_LE(rowHeight(layoutOf("PluvoFiveDayLargeWidget", two, kRainyNow)),
+            rowHeight(layoutOf("PluvoThreeDayLargeWidget", seven, kRainyNow)) + 1e-9);
 }
 
 TEST(Layouts, NowMarkerSitsOnlyOnTodaysRowAtTheEntryTime) {
-  PluvoWidgetSnapshot rainy = build("rainy-week.json", 5);
-  struct Case {
-    std::string_view entry;
-    int todayRow;       // -1: no marker anywhere
-    double localHours;  // the entry's time of day in Galveston
-    std::string_view firstLabel;
-  };
-  for (Case c : {Case{"2026-10-29T20:05:00Z", 0, 15 + 5.0 / 60, "TODAY"},
-                 // 23:59 local is still the first day; one minute later the second day is today
-                 // and the shown rows start there.
-                 {"2026-10-30T04:59:00Z", 0, 23 + 59.0 / 60, "TODAY"},
-                 {"2026-10-30T05:00:00Z", 0, 0, "TODAY"},
-                 // The day before the snapshot's first day: no row is today.
-                 {"2026-10-28T18:00:00Z", -1, 0, "TODAY"}}) {
+  PluvoWidgetSnapshot rainy = build(5);
+  // The entry, and its time of day in Galveston; -1: no row is today (the day before the
+  // snapshot's first). 23:59 local is still the first day; one minute later the second day is
+  // today and the shown rows start there.
+  for (auto [entry, localHours] : {std::pair{"2026-10-29T20:05:00Z", 15 + 5.0 / 60},
+                                   {"2026-10-30T04:59:00Z", 23 + 59.0 / 60},
+                                   {"2026-10-30T05:00:00Z", 0.0},
+                                   {"2026-10-28T18:00:00Z", -1.0}}) {
     for (std::string_view kind : kKinds) {
-      SCOPED_TRACE(std::string(c.entry) + " / " + std::string(kind));
-      WidgetLayout layout = layoutOf(kind, rainy, testing::at(c.entry));
+      SCOPED_TRACE(std::string(entry) + " / " + std::string(kind));
+      WidgetLayout layout = layoutOf(kind, rainy, testing::at(entry));
       auto markers = layout.findAll(ElementRole::nowMarker);
-      if (c.todayRow < 0) {
+      if (localHours < 0) {
         EXPECT_TRUE(markers.empty());
         continue;
       }
       ASSERT_FALSE(markers.empty());
-      const PlacedElement* plate = nullptr;
-      for (const PlacedElement* p : layout.findAll(ElementRole::chartPlate)) {
-        if (p->row == c.todayRow) plate = p;
-      }
-      ASSERT_NE(plate, nullptr);
+      const PlacedElement* plate = layout.find(ElementRole::chartPlate);
+      ASSERT_EQ(plate->row, 0);
       for (const PlacedElement* m : markers) {
-        EXPECT_EQ(m->row, c.todayRow);
+        EXPECT_EQ(m->row, 0);
         EXPECT_TRUE(plate->frame.contains(m->frame)) << describe(*m);
-        double expected = plate->frame.x + c.localHours / 24 * plate->frame.width;
+        double expected = plate->frame.x + localHours / 24 * plate->frame.width;
         EXPECT_NEAR(m->frame.midX(),
                     std::clamp(expected, plate->frame.minX() + 2.5, plate->frame.maxX() - 2.5),
                     0.05);
       }
-      const PlacedElement* label = layout.find(ElementRole::dayLabel);
-      if (label) {
-        EXPECT_EQ(label->text, c.firstLabel);
+      if (const PlacedElement* label = layout.find(ElementRole::dayLabel)) {
+        EXPECT_EQ(label->text, "TODAY");
       }
     }
   }
 }
 
 TEST(Layouts, DataAgeStampTurnsToTheWarningColourAtExactlyFourHours) {
-  PluvoWidgetSnapshot rainy = build("rainy-week.json", 5);
+  PluvoWidgetSnapshot rainy = build(5), noDays = rainy;
+  noDays.days.clear();  // the stamp shows on the unavailable face too
   struct Case {
     double ageSeconds;
     bool stale;
@@ -260,10 +229,8 @@ TEST(Layouts, DataAgeStampTurnsToTheWarningColourAtExactlyFourHours) {
                  {26 * 3600, true, "as of Thu 3:05p"},
                  {9 * 86400, true, "as of Oct 29"}}) {
     for (std::string_view kind : kKinds) {
-      SCOPED_TRACE(std::to_string(c.ageSeconds) + " s / " + std::string(kind));
-      PluvoWidgetSnapshot s = rainy;
-      s.days.clear();  // the stamp shows on the unavailable face too
-      for (const PluvoWidgetSnapshot* snapshot : {&rainy, &s}) {
+      for (const PluvoWidgetSnapshot* snapshot : {&rainy, &noDays}) {
+        SCOPED_TRACE(std::to_string(c.ageSeconds) + " s / " + std::string(kind));
         WidgetLayout layout = layoutOf(kind, *snapshot, rainy.updatedAt + c.ageSeconds);
         const PlacedElement* stamp = layout.find(ElementRole::dataAge);
         ASSERT_NE(stamp, nullptr);
@@ -274,33 +241,30 @@ TEST(Layouts, DataAgeStampTurnsToTheWarningColourAtExactlyFourHours) {
       }
     }
   }
-}
-
-TEST(Layouts, ClockTextsUseTheTwelveHourClockOfThePlace) {
+  // The clock is the place's twelve-hour one.
   EXPECT_EQ(clockText(testing::at("2026-10-29T05:00:00Z"), kChicago), "12:00a");
   EXPECT_EQ(clockText(testing::at("2026-10-29T17:30:00Z"), kChicago), "12:30p");
   EXPECT_EQ(clockText(testing::at("2026-10-29T16:59:00Z"), kChicago), "11:59a");
-  EXPECT_EQ(clockText(testing::at("2026-10-29T20:05:00Z"), findTimeZone("Asia/Kolkata")), "1:35a");
+  EXPECT_EQ(clockText(kRainyNow, findTimeZone("Asia/Kolkata")), "1:35a");
 }
 
 TEST(Layouts, WithoutAUsableDayTheWidgetSaysForecastUnavailable) {
-  PluvoWidgetSnapshot noDays = build("rainy-week.json", 5);
+  PluvoWidgetSnapshot noDays = build(5), twoDays = build(2);
   noDays.days.clear();
-  PluvoWidgetSnapshot rainy = build("rainy-week.json", 2);
   for (std::string_view kind : kKinds) {
     // No days at all, and days that have all gone by at the entry's date.
-    for (auto [snapshot, now] :
-         {std::pair{&noDays, kRainyNow}, std::pair{&rainy, testing::at("2026-11-03T18:00:00Z")}}) {
+    for (auto [snapshot, now] : {std::pair{&noDays, kRainyNow},
+                                 std::pair{&twoDays, testing::at("2026-11-03T18:00:00Z")}}) {
       SCOPED_TRACE(kind);
       WidgetLayout layout = layoutOf(kind, *snapshot, now);
       EXPECT_TRUE(layout.unavailable);
       EXPECT_EQ(layout.dayRows, 0);
       const PlacedElement* message = layout.find(ElementRole::unavailableMessage);
-      ASSERT_NE(message, nullptr);
-      EXPECT_EQ(message->text, "Forecast unavailable");
-      EXPECT_NEAR(message->frame.midX(), layout.content.midX(), 0.01);
       const PlacedElement* brand = layout.find(ElementRole::brandMark);
-      ASSERT_NE(brand, nullptr);
+      ASSERT_TRUE(message && brand);
+      EXPECT_EQ(message->text, "Forecast unavailable");
+      // The mark centred above the message.
+      EXPECT_NEAR(message->frame.midX(), layout.content.midX(), 0.01);
       EXPECT_NEAR(brand->frame.midX(), layout.content.midX(), 0.01);
       EXPECT_LT(brand->frame.maxY(), message->frame.minY());
       EXPECT_EQ(layout.find(ElementRole::chartPlate), nullptr);
@@ -314,6 +278,16 @@ TEST(Layouts, WithoutAUsableDayTheWidgetSaysForecastUnavailable) {
       "PluvoFiveDayLargeWidget", model::makePlaceholderSnapshot(kRainyNow, kChicago), kRainyNow);
   EXPECT_FALSE(placeholder.unavailable);
   EXPECT_EQ(placeholder.dayRows, 5);
+}
+
+TEST(Catalogue, OnlyExactKindsAreDrawn) {
+  EXPECT_EQ(findWidget("pluvocurrentsmallwidget"), nullptr);
+  auto image = renderWidget("PluvoHugeWidget", model::PluvoWidgetSnapshot{}, Instant{}, {});
+  ASSERT_FALSE(image);
+  EXPECT_EQ(image.error().message,
+            "unknown widget kind \"PluvoHugeWidget\"; use one of PluvoCurrentSmallWidget, "
+            "PluvoTodayMediumWidget, PluvoTwoDayMediumWidget, PluvoThreeDayLargeWidget, "
+            "PluvoFiveDayLargeWidget");
 }
 
 }  // namespace
