@@ -9,7 +9,7 @@
 #include "model/chart_packet.h"
 #include "model/widget_snapshot.h"
 #include "platform/atomic_file.h"
-#include "platform/text.h"
+#include "base/text.h"
 
 namespace pluvo::cli {
 

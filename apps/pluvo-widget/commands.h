@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "model/widget_snapshot.h"
-#include "platform/calendar.h"
-#include "platform/instant.h"
+#include "base/calendar.h"
+#include "base/instant.h"
 #include "render/canvas.h"
 #include "render/geometry.h"
 #include "service/info_dictionary.h"

@@ -9,7 +9,7 @@
 #include "commands.h"
 #include "model/chart_packet.h"
 #include "model/widget_snapshot.h"
-#include "platform/text.h"
+#include "base/text.h"
 #include "snapshot/builder.h"
 
 namespace pluvo::cli {

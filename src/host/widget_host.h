@@ -54,7 +54,7 @@
 #include <vector>
 
 #include "host/host_environment.h"
-#include "platform/error.h"
+#include "base/error.h"
 #include "timeline/provider.h"
 #include "timeline/widget_entry.h"
 

@@ -17,8 +17,8 @@
 #include <string_view>
 
 #include "model/chart_packet.h"
-#include "platform/error.h"
-#include "platform/instant.h"
+#include "base/error.h"
+#include "base/instant.h"
 
 namespace pluvo::model {
 

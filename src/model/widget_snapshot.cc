@@ -6,7 +6,7 @@
 #include <numbers>
 
 #include "model/internal/json_codec.h"
-#include "platform/text.h"
+#include "base/text.h"
 
 namespace pluvo::model {
 

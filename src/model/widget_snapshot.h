@@ -20,9 +20,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/calendar.h"
-#include "platform/error.h"
-#include "platform/instant.h"
+#include "base/calendar.h"
+#include "base/error.h"
+#include "base/instant.h"
 
 namespace pluvo::model {
 

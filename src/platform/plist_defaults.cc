@@ -15,7 +15,7 @@
 
 #include "platform/atomic_file.h"
 #include "platform/property_list.h"
-#include "platform/text.h"
+#include "base/text.h"
 
 namespace pluvo::platform {
 

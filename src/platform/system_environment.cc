@@ -11,7 +11,7 @@
 #include <string>
 
 #include "platform/atomic_file.h"
-#include "platform/text.h"
+#include "base/text.h"
 
 namespace pluvo::platform {
 

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "platform/text.h"
+#include "base/text.h"
 #include "service/internal/curl.h"
 
 namespace pluvo::service {

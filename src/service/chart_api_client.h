@@ -28,8 +28,8 @@
 
 #include "model/chart_packet.h"
 #include "platform/environment.h"
-#include "platform/error.h"
-#include "platform/instant.h"
+#include "base/error.h"
+#include "base/instant.h"
 #include "service/http_transport.h"
 
 namespace pluvo::service {

@@ -4,7 +4,7 @@
 #include <array>
 #include <charconv>
 
-#include "platform/text.h"
+#include "base/text.h"
 #include "service/internal/curl.h"
 
 namespace pluvo::service {

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <thread>
 
-#include "platform/text.h"
+#include "base/text.h"
 #include "service/internal/curl.h"
 
 namespace pluvo::service {

@@ -39,8 +39,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/error.h"
-#include "platform/instant.h"
+#include "base/error.h"
+#include "base/instant.h"
 #include "service/response_cache.h"
 
 namespace pluvo::service {

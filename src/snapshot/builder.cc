@@ -7,7 +7,7 @@
 #include <unordered_set>
 #include <utility>
 
-#include "platform/text.h"
+#include "base/text.h"
 #include "snapshot/condition.h"
 #include "snapshot/internal/time_text.h"
 #include "snapshot/rain_text.h"

@@ -28,10 +28,10 @@
 
 #include "model/chart_packet.h"
 #include "model/widget_snapshot.h"
-#include "platform/calendar.h"
+#include "base/calendar.h"
 #include "snapshot/condition.h"
-#include "platform/error.h"
-#include "platform/instant.h"
+#include "base/error.h"
+#include "base/instant.h"
 
 namespace pluvo::snapshot {
 

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <utility>
 
-#include "platform/text.h"
+#include "base/text.h"
 
 namespace pluvo::snapshot {
 namespace {

@@ -25,7 +25,7 @@
 
 #include "model/widget_snapshot.h"
 #include "platform/environment.h"
-#include "platform/instant.h"
+#include "base/instant.h"
 
 namespace pluvo::snapshot {
 

@@ -30,7 +30,7 @@
 
 #include "model/widget_snapshot.h"
 #include "platform/environment.h"
-#include "platform/instant.h"
+#include "base/instant.h"
 #include "platform/task_pool.h"
 #include "snapshot/recovery.h"
 #include "snapshot/store.h"

@@ -16,7 +16,7 @@
 #include <string_view>
 
 #include "model/widget_snapshot.h"
-#include "platform/instant.h"
+#include "base/instant.h"
 
 namespace pluvo::timeline {
 

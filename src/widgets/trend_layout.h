@@ -24,8 +24,8 @@
 #pragma once
 
 #include "model/widget_snapshot.h"
-#include "platform/calendar.h"
-#include "platform/instant.h"
+#include "base/calendar.h"
+#include "base/instant.h"
 #include "render/geometry.h"
 #include "widgets/catalogue.h"
 #include "widgets/layout.h"

@@ -25,8 +25,8 @@
 #include <vector>
 
 #include "model/widget_snapshot.h"
-#include "platform/calendar.h"
-#include "platform/instant.h"
+#include "base/calendar.h"
+#include "base/instant.h"
 #include "render/color.h"
 #include "render/geometry.h"
 #include "render/text.h"

@@ -21,9 +21,9 @@
 #include <string_view>
 
 #include "model/widget_snapshot.h"
-#include "platform/calendar.h"
-#include "platform/error.h"
-#include "platform/instant.h"
+#include "base/calendar.h"
+#include "base/error.h"
+#include "base/instant.h"
 #include "render/canvas.h"
 #include "render/geometry.h"
 #include "widgets/catalogue.h"

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "model/widget_snapshot.h"
-#include "platform/instant.h"
+#include "base/instant.h"
 
 namespace pluvo::testing {
 

@@ -34,9 +34,9 @@
 #include <vector>
 
 #include "model/json_writer.h"
-#include "platform/error.h"
-#include "platform/instant.h"
-#include "platform/text.h"
+#include "base/error.h"
+#include "base/instant.h"
+#include "base/text.h"
 
 namespace pluvo::model::internal {
 

@@ -11,7 +11,7 @@
 
 #include "model/chart_packet.h"
 #include "model/internal/json_codec.h"
-#include "platform/text.h"
+#include "base/text.h"
 
 namespace pluvo::model::internal {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/text.h"
+#include "base/text.h"
 
 namespace pluvo::snapshot::internal {
 namespace {

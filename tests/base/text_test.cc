@@ -1,5 +1,5 @@
 // Text helpers on crafted bytes: what a log line may carry, and what counts as UTF-8.
-#include "platform/text.h"
+#include "base/text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
 // Instants and their ISO 8601 texts, and calendar dates in real zones.
-#include "platform/instant.h"
+#include "base/instant.h"
 
 #include <gtest/gtest.h>
 
-#include "platform/calendar.h"
-#include "platform/text.h"
+#include "base/calendar.h"
+#include "base/text.h"
 
 namespace pluvo {
 namespace {
