@@ -1,7 +1,4 @@
-// The production environment's folders and bundle detection, on temporary folders: the XDG
-// variables (relative values ignored in favour of the home folder), folders created private, a
-// container that cannot be made reported once and taking the defaults suite with it, and the
-// ".appex" folder that marks the extension.
+// The production environment's folders and bundle detection, on temporary folders.
 #include "platform/system_environment.h"
 
 #include <gmock/gmock.h>
