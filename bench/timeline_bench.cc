@@ -73,9 +73,7 @@ void warmTimelineRequest(benchmark::State& state) {
   std::error_code ignored;
   std::filesystem::remove_all(root, ignored);
 }
-BENCHMARK(warmTimelineRequest)
-    ->Unit(benchmark::kMicrosecond)
-    ->Repetitions(9);
+BENCHMARK(warmTimelineRequest)->Unit(benchmark::kMicrosecond)->Repetitions(9);
 
 }  // namespace
 

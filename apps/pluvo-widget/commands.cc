@@ -6,10 +6,10 @@
 #include <iostream>
 #include <sstream>
 
+#include "base/text.h"
 #include "model/chart_packet.h"
 #include "model/widget_snapshot.h"
 #include "platform/atomic_file.h"
-#include "base/text.h"
 
 namespace pluvo::cli {
 
@@ -52,8 +52,8 @@ int packetDecode(const CommandContext& context, const std::string& path) {
   if (!json) {
     return reportError("cannot encode " + path + ": " + json.error().message);
   }
-  std::cerr << "decoded " << path << ": " << printable(packet->location.name) << ", " << packet->days.size()
-            << " days, " << packet->hours.size() << " hours, "
+  std::cerr << "decoded " << path << ": " << printable(packet->location.name) << ", "
+            << packet->days.size() << " days, " << packet->hours.size() << " hours, "
             << (packet->alerts ? packet->alerts->size() : 0) << " alerts\n";
   return writeOutput(context, *json) ? 0 : 1;
 }

@@ -13,9 +13,9 @@
 #include <utility>
 #include <vector>
 
-#include "model/widget_snapshot.h"
 #include "base/calendar.h"
 #include "base/instant.h"
+#include "model/widget_snapshot.h"
 #include "render/canvas.h"
 #include "render/geometry.h"
 #include "service/info_dictionary.h"

@@ -53,8 +53,8 @@
 #include <string_view>
 #include <vector>
 
-#include "host/host_environment.h"
 #include "base/error.h"
+#include "host/host_environment.h"
 #include "timeline/provider.h"
 #include "timeline/widget_entry.h"
 

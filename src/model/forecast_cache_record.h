@@ -16,9 +16,9 @@
 #include <string>
 #include <string_view>
 
-#include "model/chart_packet.h"
 #include "base/error.h"
 #include "base/instant.h"
+#include "model/chart_packet.h"
 
 namespace pluvo::model {
 

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <numbers>
 
-#include "model/internal/json_codec.h"
 #include "base/text.h"
+#include "model/internal/json_codec.h"
 
 namespace pluvo::model {
 
@@ -18,7 +18,8 @@ std::vector<std::string> PluvoWidgetSnapshot::chartMetricKeys() const {
   // The widgets have overlays for these only, and draw them in this order whatever the user's
   // order was; "airquality" and "sun" have no overlay.
   static constexpr std::array<std::string_view, 9> kDisplayOrder = {
-      "precip", "temp", "wind", "cloudcover", "pressure", "humidity", "dewpoint", "solunar", "tide"};
+      "precip",   "temp",     "wind",    "cloudcover", "pressure",
+      "humidity", "dewpoint", "solunar", "tide"};
   std::vector<std::string> result;
   if (selectedMetricKeys) {
     for (std::string_view key : kDisplayOrder) {

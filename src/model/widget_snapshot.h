@@ -56,9 +56,9 @@ BOOST_DESCRIBE_STRUCT(PluvoWidgetHourlyPoint, (),
                        solunarPeriodType, condition, symbolName))
 
 struct PluvoWidgetDay {
-  std::int64_t id{};  // position in the snapshot, 0 = today
-  std::string day;    // "TODAY", "MON", "TUE", ...
-  std::string dateLabel;  // day of the month, no leading zero
+  std::int64_t id{};                    // position in the snapshot, 0 = today
+  std::string day;                      // "TODAY", "MON", "TUE", ...
+  std::string dateLabel;                // day of the month, no leading zero
   std::optional<std::string> fullDate;  // "yyyy-MM-dd"
   std::optional<std::string> condition;
   std::string symbolName;

@@ -10,8 +10,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "platform/atomic_file.h"
 #include "base/text.h"
+#include "platform/atomic_file.h"
 
 namespace pluvo::platform {
 

@@ -26,10 +26,10 @@
 #include <string>
 #include <string_view>
 
-#include "model/chart_packet.h"
-#include "platform/environment.h"
 #include "base/error.h"
 #include "base/instant.h"
+#include "model/chart_packet.h"
+#include "platform/environment.h"
 #include "service/http_transport.h"
 
 namespace pluvo::service {

@@ -115,7 +115,7 @@ class ResponseCache {
   std::unordered_map<std::string, DiskEntry> disk_;  // by file name
   std::list<std::string> diskUses_;                  // file names
   std::size_t diskBytes_ = 0;
-  std::int64_t lastUseStamp_ = 0;  // nanoseconds; disk files carry their last use as mtime
+  std::int64_t lastUseStamp_ = 0;         // nanoseconds; disk files carry their last use as mtime
   std::array<std::mutex, 16> fileLocks_;  // each serialises the work on the files it covers
 };
 

@@ -179,7 +179,8 @@ PluvoWidgetDay makeDay(const ChartDay& source, std::int64_t position,
   return day;
 }
 
-// --- Summaries and current conditions -----------------------------------------------------------------
+// --- Summaries and current conditions
+// -----------------------------------------------------------------
 
 PluvoWidgetCurrent currentFromHour(const ChartHour& hour) {
   PluvoWidgetCurrent current;
@@ -242,8 +243,8 @@ PluvoWidgetSnapshot makeWidgetSnapshot(const ChartPacket& packet, const BuildOpt
                                        Instant now) {
   PluvoWidgetSnapshot snapshot;
   snapshot.schemaVersion = model::kWidgetSnapshotSchemaVersion;
-  snapshot.locationName =
-      trimWhitespace(options.displayLocation).empty() ? packet.location.name : options.displayLocation;
+  snapshot.locationName = trimWhitespace(options.displayLocation).empty() ? packet.location.name
+                                                                          : options.displayLocation;
   snapshot.latitude = packet.location.latitude;
   snapshot.longitude = packet.location.longitude;
   snapshot.timezone = packet.location.timezone;
@@ -322,8 +323,8 @@ PluvoWidgetSnapshot normalized(const PluvoWidgetSnapshot& snapshot) {
     // so "No additional rain" stays where the builder wrote it.
     describeDay(day, day.rainDetail == kNoAdditionalRain);
   }
-  ConditionDescription d =
-      describeCondition(conditionText(result.current.condition), std::nullopt, result.current.rainAmount);
+  ConditionDescription d = describeCondition(conditionText(result.current.condition), std::nullopt,
+                                             result.current.rainAmount);
   result.current.condition = std::move(d.text);
   result.current.symbolName = std::move(d.symbolName);
   model::updateSummary(result);

@@ -26,12 +26,12 @@
 #include <string_view>
 #include <vector>
 
-#include "model/chart_packet.h"
-#include "model/widget_snapshot.h"
 #include "base/calendar.h"
-#include "snapshot/condition.h"
 #include "base/error.h"
 #include "base/instant.h"
+#include "model/chart_packet.h"
+#include "model/widget_snapshot.h"
+#include "snapshot/condition.h"
 
 namespace pluvo::snapshot {
 

@@ -30,7 +30,8 @@ std::string_view symbolForText(std::string_view text, double heaviestHourlyInche
     // heaviest hour rather than the daily total, because a long soaking drizzle is still light.
     return heaviestHourlyInches < kLightRainHourlyInches ? kLightRainSymbol : kRainSymbol;
   }
-  if (containsIgnoringAsciiCase(text, "clear") || containsIgnoringAsciiCase(text, "sunny")) return kSunSymbol;
+  if (containsIgnoringAsciiCase(text, "clear") || containsIgnoringAsciiCase(text, "sunny"))
+    return kSunSymbol;
   // The partly-cloudy vocabulary comes after the sun, so its "mostly sunny", "mainly clear" and
   // "mostly clear" (and "Partly sunny") already took "sun.max.fill" above. "broken cloud" means
   // five to seven eighths of the sky covered, what the cloud-cover rule calls cloudy, so it takes

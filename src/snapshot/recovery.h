@@ -23,9 +23,9 @@
 #include <optional>
 #include <string_view>
 
+#include "base/instant.h"
 #include "model/widget_snapshot.h"
 #include "platform/environment.h"
-#include "base/instant.h"
 
 namespace pluvo::snapshot {
 

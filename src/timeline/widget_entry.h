@@ -15,8 +15,8 @@
 
 #include <string_view>
 
-#include "model/widget_snapshot.h"
 #include "base/instant.h"
+#include "model/widget_snapshot.h"
 
 namespace pluvo::timeline {
 

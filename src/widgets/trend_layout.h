@@ -23,9 +23,9 @@
 // Thread safety: pure; text is laid out on the calling thread.
 #pragma once
 
-#include "model/widget_snapshot.h"
 #include "base/calendar.h"
 #include "base/instant.h"
+#include "model/widget_snapshot.h"
 #include "render/geometry.h"
 #include "widgets/catalogue.h"
 #include "widgets/layout.h"

@@ -24,9 +24,9 @@
 #include <string>
 #include <vector>
 
-#include "model/widget_snapshot.h"
 #include "base/calendar.h"
 #include "base/instant.h"
+#include "model/widget_snapshot.h"
 #include "render/color.h"
 #include "render/geometry.h"
 #include "render/text.h"

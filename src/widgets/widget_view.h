@@ -20,10 +20,10 @@
 #include <string>
 #include <string_view>
 
-#include "model/widget_snapshot.h"
 #include "base/calendar.h"
 #include "base/error.h"
 #include "base/instant.h"
+#include "model/widget_snapshot.h"
 #include "render/canvas.h"
 #include "render/geometry.h"
 #include "widgets/catalogue.h"

@@ -49,7 +49,7 @@ TEST(Cli, PacketDecodeReencodesASampleAndRejectsBrokenFiles) {
   auto missing = runCommand({kCli, "packet", "decode", (dir.path() / "none.json").string()});
   EXPECT_EQ(missing.exitCode, 1);
   EXPECT_EQ(missing.err, "pluvo-widget: cannot open " + (dir.path() / "none.json").string() +
-                            ": No such file or directory\n");
+                             ": No such file or directory\n");
   auto folder = runCommand({kCli, "packet", "decode", dir.path().string()});
   EXPECT_EQ(folder.exitCode, 1);
   EXPECT_EQ(folder.err, "pluvo-widget: cannot read " + dir.path().string() + ": Is a directory\n");
@@ -107,14 +107,15 @@ TEST(Cli, RefreshFetchesSavesAndReportsFailures) {
   server.setReply({.body = testing::readSample("rainy-week.json")});
   testing::TemporaryDirectory dir;
   const auto info = dir.path() / "Info.plist";
-  testing::writeFileBytes(info, "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>"
-                                "<key>PluvoAPIBaseURL</key><string>" + server.url() +
-                                    "</string></dict></plist>");
+  testing::writeFileBytes(info,
+                          "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>"
+                          "<key>PluvoAPIBaseURL</key><string>" +
+                              server.url() + "</string></dict></plist>");
   const std::string container = (dir.path() / "container").string();
   auto run = [&](std::vector<std::string> extra) {
-    std::vector<std::string> argv = {kCli,          "refresh",   "--container", container,
-                                     "--info",      info.string(), "--now",     "2026-10-29T20:00:00Z",
-                                     "--time-zone", "America/Chicago"};
+    std::vector<std::string> argv = {
+        kCli,          "refresh", "--container",          container,     "--info",
+        info.string(), "--now",   "2026-10-29T20:00:00Z", "--time-zone", "America/Chicago"};
     argv.insert(argv.end(), extra.begin(), extra.end());
     return runCommand(argv);
   };
@@ -157,11 +158,12 @@ TEST(Cli, RefreshFetchesSavesAndReportsFailures) {
                                "2026-10-29T20:00:00Z", "--time-zone", "America/Chicago"},
                               /*unprivileged=*/true);
   EXPECT_EQ(recovered.exitCode, 0) << recovered.err;
-  const std::string saveFailed = "Pluvo widget snapshot file save failed at "
-                                 "pluvo-widget-snapshot.json: cannot create ";
+  const std::string saveFailed =
+      "Pluvo widget snapshot file save failed at "
+      "pluvo-widget-snapshot.json: cannot create ";
   const std::string notSaved = "pluvo-widget: the new snapshot could not be saved in ";
-  std::vector<std::string> argv = {kCli,    "refresh",     "--container", container, "--info",
-                                   info.string(), "--now", "2026-10-29T21:00:00Z"};
+  std::vector<std::string> argv = {kCli,     "refresh",     "--container", container,
+                                   "--info", info.string(), "--now",       "2026-10-29T21:00:00Z"};
   auto readOnly = runCommand(argv, /*unprivileged=*/true);
   EXPECT_EQ(readOnly.exitCode, 1);
   EXPECT_THAT(readOnly.err, HasSubstr(saveFailed));

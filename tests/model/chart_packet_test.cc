@@ -40,7 +40,8 @@ TEST(ChartPacket, RainyWeekKeepsItsTextsAndGivesTheSparseAlertAnId) {
   // The sparse alert: no id, only an event and a padded kind.
   const ChartAlert& sparse = packet.alerts->at(1);
   EXPECT_EQ(sparse.kind, ChartAlertKind::warning);
-  EXPECT_TRUE(std::regex_match(sparse.id, std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}")))
+  EXPECT_TRUE(std::regex_match(
+      sparse.id, std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}")))
       << sparse.id;
   EXPECT_EQ(sparse.headline, "");
   EXPECT_FALSE(sparse.instruction.has_value());
@@ -72,25 +73,29 @@ TEST(ChartPacket, MissingRequiredKeysWrongTypesAndUnknownMetricsFailOptionalKeys
       {"\"key\":\"temp\"", "\"key\":\"x\\n\\u001b[31mPluvo widget snapshot saved\"",
        "metrics[1].key: unknown value \"x\\n\\x1b[31mPluvo widget snapshot saved\""},
   };
-  for (const auto& [from, to, error] : kErrors) EXPECT_EQ(decodeError(edited(rainy, from, to)), error);
+  for (const auto& [from, to, error] : kErrors)
+    EXPECT_EQ(decodeError(edited(rainy, from, to)), error);
 
   // Optional keys may be null or absent; unknown keys are ignored.
-  auto nullTemp = decodeChartPacket(edited(rainy, "\"values\":{\"temp\":", "\"values\":{\"temp\":null,\"t\":"));
+  auto nullTemp =
+      decodeChartPacket(edited(rainy, "\"values\":{\"temp\":", "\"values\":{\"temp\":null,\"t\":"));
   ASSERT_TRUE(nullTemp.has_value()) << nullTemp.error().message;
   EXPECT_FALSE(nullTemp->hours[0].values.temp.has_value());
   auto noNow = decodeChartPacket(edited(rainy, "\"now\":", "\"later\":"));
   ASSERT_TRUE(noNow.has_value()) << noNow.error().message;
   EXPECT_FALSE(noNow->annotations.now.has_value());
-  auto onlyCoastal = decodeChartPacket(edited(rainy, "\"sources\":{\"forecast\"", "\"sources\":{\"coastal\":{},\"x\""));
+  auto onlyCoastal = decodeChartPacket(
+      edited(rainy, "\"sources\":{\"forecast\"", "\"sources\":{\"coastal\":{},\"x\""));
   ASSERT_TRUE(onlyCoastal.has_value()) << onlyCoastal.error().message;
   EXPECT_TRUE(onlyCoastal->sources->coastal && !onlyCoastal->sources->forecast);
 }
 
 TEST(ChartPacket, AlertsForgiveMissingFieldsButNotWrongTypes) {
   const std::string rainy = testing::readSample("rainy-week.json");
-  std::string alerts = "\"alerts\":[{},{},{\"id\":\" \\tA1 \\n\",\"kind\":\" WARNING \"},"
-                       "{\"kind\":\"Statement\",\"id\":null},{\"kind\":3,\"instruction\":null},"
-                       "{\"kind\":\"watch\",\"instruction\":\"Move to higher ground\"}]";
+  std::string alerts =
+      "\"alerts\":[{},{},{\"id\":\" \\tA1 \\n\",\"kind\":\" WARNING \"},"
+      "{\"kind\":\"Statement\",\"id\":null},{\"kind\":3,\"instruction\":null},"
+      "{\"kind\":\"watch\",\"instruction\":\"Move to higher ground\"}]";
   size_t start = rainy.find("\"alerts\":");
   ASSERT_NE(start, std::string::npos);
   std::string json = rainy.substr(0, start) + alerts + "}";

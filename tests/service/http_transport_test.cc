@@ -96,7 +96,8 @@ TEST_F(HttpTransportTest, FollowsRedirectsToAnotherPortAndStopsLoops) {
 TEST_F(HttpTransportTest, BrokenAnswersAreNamedForWhatTheyAre) {
   HttpTransport transport(configured());
   std::string manyFields = "HTTP/1.1 200 OK\r\n";
-  for (int i = 0; i < 400; ++i) manyFields += "X-" + std::to_string(i) + ": " + std::string(1000, 'b') + "\r\n";
+  for (int i = 0; i < 400; ++i)
+    manyFields += "X-" + std::to_string(i) + ": " + std::string(1000, 'b') + "\r\n";
   const std::pair<std::string, std::string> kAnswers[] = {
       {"HTTP/1.1 200 OK\r\nX-Big: " + std::string(300'000, 'a') + "\r\n\r\n{}",
        "the response's header is too large"},
@@ -107,7 +108,8 @@ TEST_F(HttpTransportTest, BrokenAnswersAreNamedForWhatTheyAre) {
   };
   for (const auto& [answer, failure] : kAnswers) {
     testing::SilentListener raw(answer);
-    EXPECT_EQ(fetch(transport, raw.url() + "/x"), "request to " + raw.url() + "/x failed: " + failure);
+    EXPECT_EQ(fetch(transport, raw.url() + "/x"),
+              "request to " + raw.url() + "/x failed: " + failure);
   }
 }
 

@@ -275,9 +275,11 @@ TEST(BuilderCondition, TextsChooseTheSymbolByKeywordAndIntensityAndCloudCoverSta
 }
 
 TEST(BuilderCondition, WithoutATextTheCloudCoverChoosesTheSymbolAndNoTextIsInvented) {
-  const std::pair<std::optional<double>, const char*> kCover[] = {
-      {24.9, "sun.max.fill"}, {25.0, "cloud.sun.fill"}, {74.9, "cloud.sun.fill"},
-      {75.0, "cloud.fill"},   {std::nullopt, "cloud.sun.fill"}};
+  const std::pair<std::optional<double>, const char*> kCover[] = {{24.9, "sun.max.fill"},
+                                                                  {25.0, "cloud.sun.fill"},
+                                                                  {74.9, "cloud.sun.fill"},
+                                                                  {75.0, "cloud.fill"},
+                                                                  {std::nullopt, "cloud.sun.fill"}};
   for (auto [cover, symbol] : kCover) {
     EXPECT_EQ(describeCondition(" \n", cover, 0), (ConditionDescription{std::nullopt, symbol}));
   }
@@ -451,10 +453,10 @@ TEST(Normalized, FreshSnapshotsAreAlreadyNormalAndNormalizingTwiceChangesNothing
     EXPECT_EQ(normalized(once), once) << s.locationName;
     if (!s.isPlaceholder()) {  // current conditions may have come from a cloud cover
       EXPECT_EQ(once.days, s.days) << s.locationName;
-      EXPECT_EQ(std::tie(once.temperatureLow, once.temperatureHigh, once.maxRainAmount,
-                         once.maxHourlyRainAmount),
-                std::tie(s.temperatureLow, s.temperatureHigh, s.maxRainAmount,
-                         s.maxHourlyRainAmount));
+      EXPECT_EQ(
+          std::tie(once.temperatureLow, once.temperatureHigh, once.maxRainAmount,
+                   once.maxHourlyRainAmount),
+          std::tie(s.temperatureLow, s.temperatureHigh, s.maxRainAmount, s.maxHourlyRainAmount));
     }
   }
 }
@@ -490,11 +492,12 @@ TEST(Normalized, ReDerivesTheDaysTextsCurrentConditionsAndSummariesAndNothingEls
   // Days without points: chance, amount and condition speak; "No additional rain" stays.
   const std::tuple<double, double, const char*, std::optional<std::string>, std::string,
                    std::string>
-      kDays[] = {{20, 0, "stale", std::nullopt, "rain possible", "cloud.sun.fill"},
-                 {10, 0.05, "stale", "Light rain", "0.05\"", "pluvo.light-rain"},
-                 {10, 0.41, "stale", "Heavy rain", "0.41\"", "cloud.rain.fill"},
-                 {10, 0, "stale", "Sunny", "No rain expected", "sun.max.fill"},
-                 {10, 0, "No additional rain", std::nullopt, "No additional rain", "cloud.sun.fill"}};
+      kDays[] = {
+          {20, 0, "stale", std::nullopt, "rain possible", "cloud.sun.fill"},
+          {10, 0.05, "stale", "Light rain", "0.05\"", "pluvo.light-rain"},
+          {10, 0.41, "stale", "Heavy rain", "0.41\"", "cloud.rain.fill"},
+          {10, 0, "stale", "Sunny", "No rain expected", "sun.max.fill"},
+          {10, 0, "No additional rain", std::nullopt, "No additional rain", "cloud.sun.fill"}};
   for (auto [chance, amount, stored, condition, detail, symbol] : kDays) {
     PluvoWidgetSnapshot s = damaged;
     PluvoWidgetDay& day = s.days[1];

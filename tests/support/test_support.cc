@@ -1,7 +1,7 @@
 #include "support/test_support.h"
 
-#include <gtest/gtest.h>
 #include <grp.h>
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -83,10 +83,7 @@ TemporaryDirectory::~TemporaryDirectory() {
   std::filesystem::remove_all(path_, ignored);
 }
 
-namespace {
-
-
-}  // namespace
+namespace {}  // namespace
 
 constexpr uid_t kNobody = 65534;
 

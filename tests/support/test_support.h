@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "model/widget_snapshot.h"
 #include "base/instant.h"
+#include "model/widget_snapshot.h"
 
 namespace pluvo::testing {
 
