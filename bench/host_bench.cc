@@ -60,8 +60,11 @@ void hostReloadRounds(benchmark::State& state) {
     pluvo::host::HostEnvironment env(system, builtAt + 1500);
     pluvo::snapshot::SnapshotStore store(env);
     pluvo::snapshot::ForecastCacheRecovery recovery(env);
+    // A transport of its own: it loads libcurl only if a request is made, and none is here.
+    pluvo::service::HttpTransport transport(
+        {.clock = [&env] { return pluvo::service::toWallTime(env.now()); }});
     pluvo::timeline::PluvoWidgetRefreshCoordinator coordinator(
-        env, store, pluvo::service::ChartAPIClient(env, "http://127.0.0.1:9"));
+        env, store, pluvo::service::ChartAPIClient(env, "http://127.0.0.1:9", transport));
     pluvo::platform::TaskPool pool;
     pluvo::timeline::PluvoWidgetProvider provider(env, store, recovery, coordinator, pool);
 

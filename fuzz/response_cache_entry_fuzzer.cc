@@ -4,8 +4,8 @@
 #include <cstdint>
 
 #include "fuzz_support.h"
-#include "service/internal/response_cache_entry.h"
-#include "service/response_cache.h"
+#include "service/http_caching.h"
+#include "service/internal/cache_entry.h"
 
 namespace {
 

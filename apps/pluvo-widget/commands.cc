@@ -6,9 +6,10 @@
 #include <iostream>
 #include <sstream>
 
+#include "base/text.h"
 #include "model/chart_packet.h"
 #include "model/widget_snapshot.h"
-#include "platform/text.h"
+#include "platform/atomic_file.h"
 
 namespace pluvo::cli {
 
@@ -32,14 +33,12 @@ bool writeOutput(const CommandContext& context, const std::string& data) {
 }
 
 std::optional<std::string> readInputFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) {
-    reportError("cannot read " + path + ": " + std::strerror(errno));
+  Expected<std::string> bytes = platform::readWholeFile(path);
+  if (!bytes) {
+    reportError(bytes.error().message);
     return std::nullopt;
   }
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return std::move(bytes).str();
+  return std::move(*bytes);
 }
 
 int packetDecode(const CommandContext& context, const std::string& path) {
@@ -53,8 +52,8 @@ int packetDecode(const CommandContext& context, const std::string& path) {
   if (!json) {
     return reportError("cannot encode " + path + ": " + json.error().message);
   }
-  std::cerr << "decoded " << path << ": " << printable(packet->location.name) << ", " << packet->days.size()
-            << " days, " << packet->hours.size() << " hours, "
+  std::cerr << "decoded " << path << ": " << printable(packet->location.name) << ", "
+            << packet->days.size() << " days, " << packet->hours.size() << " hours, "
             << (packet->alerts ? packet->alerts->size() : 0) << " alerts\n";
   return writeOutput(context, *json) ? 0 : 1;
 }

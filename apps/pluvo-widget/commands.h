@@ -13,11 +13,12 @@
 #include <utility>
 #include <vector>
 
+#include "base/calendar.h"
+#include "base/instant.h"
 #include "model/widget_snapshot.h"
-#include "platform/calendar.h"
-#include "platform/instant.h"
 #include "render/canvas.h"
 #include "render/geometry.h"
+#include "service/info_dictionary.h"
 #include "timeline/widget_entry.h"
 
 namespace pluvo::platform {
@@ -40,6 +41,7 @@ struct CommandContext {
   std::string profile = "color";  // --profile of the drawing commands: color or eink
   std::string panel;              // --panel WxH pixels for eink; empty: the drawing's own size
   bool verbose = false;           // --verbose: diagnostic lines join the log
+  std::optional<service::InfoDictionary> info;  // --info; absent: the bundle's Info.plist
 };
 
 // Prints "pluvo-widget: <message>" on standard error, its control characters escaped (a message

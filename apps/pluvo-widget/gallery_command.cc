@@ -132,7 +132,7 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
   fs::create_directories(arguments.outDir, error);
   if (error) {
     return galleryError("cannot make the folder " + arguments.outDir + ": " + error.message() +
-                       "; pick another -o DIR");
+                        "; pick another -o DIR");
   }
 
   activity::ContentState state;
@@ -142,7 +142,7 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
     auto input = activity::decodeActivityInput(*bytes);
     if (!input) {
       return galleryError(*arguments.statePath +
-                         " is not a rain window state: " + input.error().message);
+                          " is not a rain window state: " + input.error().message);
     }
     state = std::move(input->state);
   } else {
@@ -156,8 +156,8 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
     auto snapshot = model::decodeWidgetSnapshot(*bytes);
     if (!snapshot) {
       return galleryError(*arguments.snapshotPath +
-                         " is not a widget snapshot: " + snapshot.error().message +
-                         "; give a file written by the host or `snapshot build`");
+                          " is not a widget snapshot: " + snapshot.error().message +
+                          "; give a file written by the host or `snapshot build`");
     }
     entry.snapshot = std::move(*snapshot);
   } else {

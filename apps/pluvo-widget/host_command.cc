@@ -20,7 +20,7 @@
 #include "host/widget_host.h"
 #include "platform/system_environment.h"
 #include "platform/task_pool.h"
-#include "service/chart_api_client.h"
+#include "service/forecast_service.h"
 #include "snapshot/recovery.h"
 #include "snapshot/store.h"
 #include "timeline/provider.h"
@@ -105,7 +105,8 @@ int host(const CommandContext& context, const HostArguments& arguments) {
 
   snapshot::SnapshotStore store(env);
   snapshot::ForecastCacheRecovery recovery(env);
-  timeline::PluvoWidgetRefreshCoordinator coordinator(env, store, service::ChartAPIClient(env));
+  service::ForecastService forecasts(env, {.info = context.info});
+  timeline::PluvoWidgetRefreshCoordinator coordinator(env, store, forecasts.client());
   platform::TaskPool tasks;
   timeline::PluvoWidgetProvider provider(env, store, recovery, coordinator, tasks);
 

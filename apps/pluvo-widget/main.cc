@@ -8,7 +8,8 @@
 #include <iostream>
 
 #include "commands.h"
-#include "service/base_url.h"
+#include "platform/system_environment.h"
+#include "service/info_dictionary.h"
 
 namespace {
 
@@ -231,8 +232,9 @@ int main(int argc, char** argv) {
   context.zoneGiven = !zoneName.empty();
   context.verbose = verbose;
   if (nowText.empty()) {
-    context.now = pluvo::Instant::fromSys(
-        std::chrono::time_point_cast<std::chrono::seconds>(std::chrono::system_clock::now()));
+    // Whole seconds, as snapshots store their instants.
+    context.now =
+        pluvo::Instant::fromSys(pluvo::platform::SystemEnvironment::wallClock().sysSeconds());
   } else if (auto parsed = pluvo::parseIso8601(nowText)) {
     context.now = *parsed;
   } else {
@@ -254,7 +256,7 @@ int main(int argc, char** argv) {
       pluvo::cli::reportError("--info: " + info.error().message);
       return 2;
     }
-    pluvo::service::useInfoDictionary(std::move(*info));
+    context.info = std::move(*info);
   }
 
   if (!pluvo::cli::checkProfile(*gallery ? galleryArguments.profile : profile, panel)) return 2;

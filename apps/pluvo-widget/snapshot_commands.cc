@@ -6,10 +6,10 @@
 #include <string_view>
 #include <vector>
 
+#include "base/text.h"
 #include "commands.h"
 #include "model/chart_packet.h"
 #include "model/widget_snapshot.h"
-#include "platform/text.h"
 #include "snapshot/builder.h"
 
 namespace pluvo::cli {

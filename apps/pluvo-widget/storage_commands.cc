@@ -5,7 +5,7 @@
 #include "commands.h"
 #include "model/widget_snapshot.h"
 #include "platform/system_environment.h"
-#include "service/chart_api_client.h"
+#include "service/forecast_service.h"
 #include "snapshot/builder.h"
 #include "snapshot/recovery.h"
 #include "snapshot/store.h"
@@ -78,8 +78,8 @@ int refresh(const CommandContext& context, const RefreshArguments& arguments) {
                        "; name a place with --location");
   }
 
-  timeline::PluvoWidgetRefreshCoordinator coordinator(*environment, store,
-                                                      service::ChartAPIClient(*environment));
+  service::ForecastService forecasts(*environment, {.info = context.info});
+  timeline::PluvoWidgetRefreshCoordinator coordinator(*environment, store, forecasts.client());
   auto fresh = coordinator.refresh(*previous);
   if (!fresh) return 1;  // the coordinator logged why
   int status = printSnapshot(context, *fresh);

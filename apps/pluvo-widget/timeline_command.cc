@@ -9,7 +9,7 @@
 #include "model/json_writer.h"
 #include "platform/system_environment.h"
 #include "platform/task_pool.h"
-#include "service/chart_api_client.h"
+#include "service/forecast_service.h"
 #include "snapshot/recovery.h"
 #include "snapshot/store.h"
 #include "timeline/provider.h"
@@ -70,8 +70,8 @@ timeline::PluvoWidgetEntry timelineEntry(const CommandContext& context) {
   auto environment = makeEnvironment(context);
   snapshot::SnapshotStore store(*environment);
   snapshot::ForecastCacheRecovery recovery(*environment);
-  timeline::PluvoWidgetRefreshCoordinator coordinator(*environment, store,
-                                                      service::ChartAPIClient(*environment));
+  service::ForecastService forecasts(*environment, {.info = context.info});
+  timeline::PluvoWidgetRefreshCoordinator coordinator(*environment, store, forecasts.client());
   platform::TaskPool tasks;  // after the coordinator: joined before it goes
   timeline::PluvoWidgetProvider provider(*environment, store, recovery, coordinator, tasks);
   return awaitTimeline(provider).entry;
@@ -94,8 +94,8 @@ int timeline(const CommandContext& context, const TimelineArguments& arguments) 
   auto environment = makeEnvironment(context);
   snapshot::SnapshotStore store(*environment);
   snapshot::ForecastCacheRecovery recovery(*environment);
-  timeline::PluvoWidgetRefreshCoordinator coordinator(*environment, store,
-                                                      service::ChartAPIClient(*environment));
+  service::ForecastService forecasts(*environment, {.info = context.info});
+  timeline::PluvoWidgetRefreshCoordinator coordinator(*environment, store, forecasts.client());
   platform::TaskPool tasks;  // after the coordinator: joined before it goes
   timeline::PluvoWidgetProvider provider(*environment, store, recovery, coordinator, tasks);
 

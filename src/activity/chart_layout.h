@@ -25,8 +25,8 @@
 #include <vector>
 
 #include "activity/rain_window.h"
-#include "platform/calendar.h"
-#include "platform/instant.h"
+#include "base/calendar.h"
+#include "base/instant.h"
 
 namespace pluvo::activity {
 

@@ -30,7 +30,7 @@
 #include "activity/chart_layout.h"
 #include "activity/rain_window.h"
 #include "activity/style.h"
-#include "platform/calendar.h"
+#include "base/calendar.h"
 
 namespace pluvo::activity {
 

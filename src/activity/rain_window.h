@@ -29,8 +29,8 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/error.h"
-#include "platform/instant.h"
+#include "base/error.h"
+#include "base/instant.h"
 
 namespace pluvo::activity {
 

@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "activity/internal/zone_clock.h"
-#include "platform/text.h"
+#include "base/text.h"
 
 namespace pluvo::activity {
 

@@ -20,8 +20,8 @@
 
 #include "activity/rain_window.h"
 #include "activity/style.h"
-#include "platform/calendar.h"
-#include "platform/instant.h"
+#include "base/calendar.h"
+#include "base/instant.h"
 
 namespace pluvo::activity {
 

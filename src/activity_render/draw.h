@@ -23,9 +23,9 @@
 
 #include "activity/presentations.h"
 #include "activity/rain_window.h"
-#include "platform/calendar.h"
-#include "platform/error.h"
-#include "platform/instant.h"
+#include "base/calendar.h"
+#include "base/error.h"
+#include "base/instant.h"
 #include "render/canvas.h"
 #include "render/geometry.h"
 

@@ -16,7 +16,7 @@
 #include <filesystem>
 #include <string_view>
 
-#include "platform/error.h"
+#include "base/error.h"
 
 namespace pluvo::host {
 

@@ -32,7 +32,7 @@
 #include <string_view>
 #include <thread>
 
-#include "platform/error.h"
+#include "base/error.h"
 
 namespace pluvo::host {
 

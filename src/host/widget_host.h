@@ -53,8 +53,8 @@
 #include <string_view>
 #include <vector>
 
+#include "base/error.h"
 #include "host/host_environment.h"
-#include "platform/error.h"
 #include "timeline/provider.h"
 #include "timeline/widget_entry.h"
 

@@ -19,7 +19,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/error.h"
+#include "base/error.h"
 
 namespace pluvo::model {
 

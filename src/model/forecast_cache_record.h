@@ -16,9 +16,9 @@
 #include <string>
 #include <string_view>
 
+#include "base/error.h"
+#include "base/instant.h"
 #include "model/chart_packet.h"
-#include "platform/error.h"
-#include "platform/instant.h"
 
 namespace pluvo::model {
 

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "base/text.h"
 #include "model/internal/json_codec.h"
-#include "platform/text.h"
 
 namespace pluvo::model {
 
@@ -18,7 +18,8 @@ std::vector<std::string> PluvoWidgetSnapshot::chartMetricKeys() const {
   // The widgets have overlays for these only, and draw them in this order whatever the user's
   // order was; "airquality" and "sun" have no overlay.
   static constexpr std::array<std::string_view, 9> kDisplayOrder = {
-      "precip", "temp", "wind", "cloudcover", "pressure", "humidity", "dewpoint", "solunar", "tide"};
+      "precip",   "temp",     "wind",    "cloudcover", "pressure",
+      "humidity", "dewpoint", "solunar", "tide"};
   std::vector<std::string> result;
   if (selectedMetricKeys) {
     for (std::string_view key : kDisplayOrder) {
@@ -89,6 +90,30 @@ PluvoWidgetHourlyPoint samplePoint(int d, int h, bool rainy) {
 
 }  // namespace
 
+void updateSummary(PluvoWidgetSnapshot& snapshot) {
+  snapshot.temperatureLow = 0;
+  snapshot.temperatureHigh = 1;
+  snapshot.maxRainAmount = 0.01;
+  double maxHourly = 0.01;
+  if (!snapshot.days.empty()) {
+    double low = snapshot.days.front().low, high = snapshot.days.front().high;
+    for (const PluvoWidgetDay& day : snapshot.days) {
+      low = std::min(low, day.low);
+      high = std::max(high, day.high);
+    }
+    snapshot.temperatureLow = low;
+    snapshot.temperatureHigh = std::max(high, low + 1);  // the views' scale never collapses
+  }
+  for (const PluvoWidgetDay& day : snapshot.days) {
+    snapshot.maxRainAmount = std::max(snapshot.maxRainAmount, day.rainAmount);
+    if (!day.hourlyPoints) continue;
+    for (const PluvoWidgetHourlyPoint& point : *day.hourlyPoints) {
+      maxHourly = std::max(maxHourly, point.rainAmount);
+    }
+  }
+  snapshot.maxHourlyRainAmount = maxHourly;
+}
+
 PluvoWidgetSnapshot makePlaceholderSnapshot(Instant now, TimeZone deviceZone) {
   PluvoWidgetSnapshot snapshot;
   snapshot.schemaVersion = kWidgetSnapshotSchemaVersion;
@@ -124,23 +149,7 @@ PluvoWidgetSnapshot makePlaceholderSnapshot(Instant now, TimeZone deviceZone) {
     snapshot.days.push_back(std::move(day));
   }
 
-  snapshot.temperatureLow = 64;
-  snapshot.temperatureHigh = 86;
-  snapshot.maxRainAmount = 0.01;
-  double maxHourly = 0.01;
-  if (!snapshot.days.empty()) {
-    snapshot.temperatureLow = snapshot.days.front().low;
-    snapshot.temperatureHigh = snapshot.days.front().high;
-  }
-  for (const PluvoWidgetDay& day : snapshot.days) {
-    snapshot.temperatureLow = std::min(snapshot.temperatureLow, day.low);
-    snapshot.temperatureHigh = std::max(snapshot.temperatureHigh, day.high);
-    snapshot.maxRainAmount = std::max(snapshot.maxRainAmount, day.rainAmount);
-    for (const PluvoWidgetHourlyPoint& point : *day.hourlyPoints) {
-      maxHourly = std::max(maxHourly, point.rainAmount);
-    }
-  }
-  snapshot.maxHourlyRainAmount = maxHourly;
+  updateSummary(snapshot);
   return snapshot;
 }
 

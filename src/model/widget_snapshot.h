@@ -20,9 +20,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/calendar.h"
-#include "platform/error.h"
-#include "platform/instant.h"
+#include "base/calendar.h"
+#include "base/error.h"
+#include "base/instant.h"
 
 namespace pluvo::model {
 
@@ -56,9 +56,9 @@ BOOST_DESCRIBE_STRUCT(PluvoWidgetHourlyPoint, (),
                        solunarPeriodType, condition, symbolName))
 
 struct PluvoWidgetDay {
-  std::int64_t id{};  // position in the snapshot, 0 = today
-  std::string day;    // "TODAY", "MON", "TUE", ...
-  std::string dateLabel;  // day of the month, no leading zero
+  std::int64_t id{};                    // position in the snapshot, 0 = today
+  std::string day;                      // "TODAY", "MON", "TUE", ...
+  std::string dateLabel;                // day of the month, no leading zero
   std::optional<std::string> fullDate;  // "yyyy-MM-dd"
   std::optional<std::string> condition;
   std::string symbolName;
@@ -128,6 +128,12 @@ BOOST_DESCRIBE_STRUCT(PluvoWidgetSnapshot, (),
                       (schemaVersion, locationName, latitude, longitude, timezone, generatedAt,
                        updatedAt, temperatureUnit, selectedMetricKeys, current, days,
                        temperatureLow, temperatureHigh, maxRainAmount, maxHourlyRainAmount))
+
+// Sets the summary values from `days`: `temperatureLow` the lowest low (0 without days),
+// `temperatureHigh` the highest high but at least one degree above the low (1 without days),
+// `maxRainAmount` the largest daily amount and `maxHourlyRainAmount` the largest hourly amount,
+// both at least 0.01 (divisors for bar heights). The one rule of the builder and the placeholder.
+void updateSummary(PluvoWidgetSnapshot& snapshot);
 
 // The sample snapshot shown when no real one exists: five days of 24 hourly points for
 // "Houston, TX", dated from `now` in the device's zone.

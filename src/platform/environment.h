@@ -30,9 +30,9 @@
 #include <string>
 #include <string_view>
 
-#include "platform/calendar.h"
-#include "platform/error.h"
-#include "platform/instant.h"
+#include "base/calendar.h"
+#include "base/error.h"
+#include "base/instant.h"
 
 namespace pluvo::platform {
 

@@ -13,9 +13,9 @@
 #include <utility>
 #include <vector>
 
+#include "base/text.h"
 #include "platform/atomic_file.h"
 #include "platform/property_list.h"
-#include "platform/text.h"
 
 namespace pluvo::platform {
 
@@ -128,8 +128,7 @@ std::optional<std::string> PlistDefaultsSuite::data(std::string_view key) {
   if (!*bytes) return std::nullopt;  // nothing stored yet
   Expected<PlistNode> root = parseDictionary(**bytes);
   if (!root) {
-    log_("Pluvo shared defaults at " + file_.string() + " read as empty: " +
-         root.error().message);
+    log_("Pluvo shared defaults at " + file_.string() + " read as empty: " + root.error().message);
     return std::nullopt;
   }
   plist_t value = plist_dict_get_item(root->get(), std::string(key).c_str());
@@ -150,8 +149,8 @@ Expected<void> PlistDefaultsSuite::setData(std::string_view key, std::string_vie
   // Whatever cannot be read (too large, not a property list, refused as hostile) is replaced,
   // so that a save always leaves a valid file holding the value.
   PlistNode root;
-  if (struct stat info {}; ::stat(file_.c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
-                           info.st_size > static_cast<off_t>(kMaximumReadBytes)) {
+  if (struct stat info{}; ::stat(file_.c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
+                          info.st_size > static_cast<off_t>(kMaximumReadBytes)) {
     log_("Pluvo shared defaults at " + file_.string() + " replaced: file too large (" +
          std::to_string(info.st_size) + " bytes)");
   } else {
@@ -162,8 +161,7 @@ Expected<void> PlistDefaultsSuite::setData(std::string_view key, std::string_vie
       if (parsed) {
         root = std::move(*parsed);
       } else {
-        log_("Pluvo shared defaults at " + file_.string() + " replaced: " +
-             parsed.error().message);
+        log_("Pluvo shared defaults at " + file_.string() + " replaced: " + parsed.error().message);
       }
     }
   }

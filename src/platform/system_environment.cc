@@ -10,8 +10,8 @@
 #include <cstdlib>
 #include <string>
 
+#include "base/text.h"
 #include "platform/atomic_file.h"
-#include "platform/text.h"
 
 namespace pluvo::platform {
 
@@ -95,10 +95,16 @@ bool isExtensionBundleExecutable(const fs::path& executable) {
   return folder.size() > 6 && folder.ends_with(".appex");
 }
 
-bool executableIsInExtensionBundle() {
+std::optional<fs::path> executablePath() {
   std::error_code error;
   fs::path executable = fs::read_symlink("/proc/self/exe", error);
-  return !error && isExtensionBundleExecutable(executable);
+  if (error) return std::nullopt;
+  return executable;
+}
+
+bool executableIsInExtensionBundle() {
+  std::optional<fs::path> executable = executablePath();
+  return executable && isExtensionBundleExecutable(*executable);
 }
 
 SystemEnvironment::SystemEnvironment(Options options)
@@ -119,11 +125,12 @@ SystemEnvironment::SystemEnvironment(Options options)
   }
 }
 
-Instant SystemEnvironment::now() {
-  if (fixedNow_) return *fixedNow_;
+Instant SystemEnvironment::wallClock() {
   auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
   return Instant::fromUnixSeconds(std::chrono::duration<double>(sinceEpoch).count());
 }
+
+Instant SystemEnvironment::now() { return fixedNow_ ? *fixedNow_ : wallClock(); }
 
 void SystemEnvironment::log(std::string_view raw) {
   // Lines quote packets, servers and files: none of them may end a line or drive a terminal.

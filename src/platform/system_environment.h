@@ -80,6 +80,8 @@ class SystemEnvironment final : public Environment {
 
   Instant now() override;
   TimeZone deviceTimeZone() override { return deviceZone_; }
+  // The system's wall clock: the one place the widget host reads it.
+  static Instant wallClock();
   void log(std::string_view line) override;
   void diagnose(std::string_view line) override;
   std::optional<std::filesystem::path> appGroupContainer() override;
@@ -124,7 +126,9 @@ class SystemEnvironment final : public Environment {
 
 // Whether `executable` sits in a folder whose name ends in ".appex" (case-sensitive).
 bool isExtensionBundleExecutable(const std::filesystem::path& executable);
-// The same for the running executable (/proc/self/exe).
+// The running executable's path (/proc/self/exe); nullopt when the system does not tell.
+std::optional<std::filesystem::path> executablePath();
+// Whether the running executable sits in such a folder.
 bool executableIsInExtensionBundle();
 
 }  // namespace pluvo::platform

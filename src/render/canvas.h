@@ -31,8 +31,8 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/error.h"
-#include "platform/instant.h"
+#include "base/error.h"
+#include "base/instant.h"
 #include "render/color.h"
 #include "render/geometry.h"
 #include "render/path.h"

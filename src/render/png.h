@@ -18,7 +18,7 @@
 
 #include <string>
 
-#include "platform/error.h"
+#include "base/error.h"
 
 using cairo_surface_t = struct _cairo_surface;
 

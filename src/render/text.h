@@ -27,7 +27,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/error.h"
+#include "base/error.h"
 
 using PangoLayout = struct _PangoLayout;
 

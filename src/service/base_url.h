@@ -10,11 +10,9 @@
 // leftover secondary one.
 //
 //   std::string base = resolveBaseURL(*loadInfoDictionary("Info.plist"));
-//   std::string base = defaultBaseURL();  // this process's, resolved once
 //
-// Thread safety: `resolveBaseURL` is pure. `defaultBaseURL` is resolved once per process under a
-// lock, even when first called from several threads; `useInfoDictionary` takes effect only
-// before that.
+// The program resolves its base URL once and keeps it (`ForecastService`).
+// Thread safety: pure.
 #pragma once
 
 #include <array>
@@ -31,14 +29,5 @@ inline constexpr std::array<std::string_view, 2> kBaseURLKeys = {"PluvoAPIBaseUR
 
 // The base URL a dictionary selects, or kDefaultBaseURL.
 std::string resolveBaseURL(const InfoDictionary& info);
-
-// Makes `info` the dictionary that `defaultBaseURL` resolves from (the CLI's --info). Returns
-// false, changing nothing, when the base URL has already been resolved.
-bool useInfoDictionary(InfoDictionary info);
-
-// The process's base URL. Resolved on first use from the dictionary given to
-// `useInfoDictionary`, or else from the bundle's Info.plist beside the executable. Without a
-// bundle dictionary, or with an unreadable one, the default applies.
-std::string defaultBaseURL();
 
 }  // namespace pluvo::service

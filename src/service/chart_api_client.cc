@@ -4,11 +4,9 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <limits>
 
-#include "service/base_url.h"
 #include "service/internal/curl.h"
 
 namespace pluvo::service {
@@ -23,11 +21,8 @@ std::string shortestDecimal(double value) {
 std::string wholeUnixSeconds(Instant now) {
   double seconds = std::trunc(now.unixSeconds());
   // The stamp is made from the clock; a value that is not a whole number of seconds within
-  // int64 means the clock itself is broken.
-  if (!std::isfinite(seconds) || seconds < -9.2e18 || seconds > 9.2e18) {
-    std::fputs("pluvo: the refresh stamp is not a finite instant\n", stderr);
-    std::abort();
-  }
+  // int64 means the clock itself is broken: a programming error.
+  if (!std::isfinite(seconds) || seconds < -9.2e18 || seconds > 9.2e18) std::abort();
   return std::to_string(static_cast<std::int64_t>(seconds));
 }
 
@@ -43,12 +38,14 @@ bool appendQueryItem(CURLU* url, std::string_view name, std::string_view value) 
 }  // namespace
 
 Expected<std::string> chartRequestURL(std::string_view baseURL, const ChartQuery& query) {
-  internal::ensureCurlInitialized();
   const std::string base(baseURL);
   auto badURL = [&base](std::string_view why) {
     return fail("bad URL: cannot form the chart request from \"" + base + "\" (" +
                 std::string(why) + ")");
   };
+  if (const auto& curl = internal::loadCurl(); !curl) {
+    return fail("cannot form the chart request: " + curl.error().message);
+  }
   internal::CurlUrl url = internal::parseUrl(base);
   if (!url) return badURL("not an absolute URL");
   std::string path = internal::urlPart(url.get(), CURLUPART_PATH).value_or("");
@@ -72,20 +69,13 @@ Expected<std::string> chartRequestURL(std::string_view baseURL, const ChartQuery
   return *text;
 }
 
-ChartAPIClient::ChartAPIClient(platform::Environment& env)
-    : ChartAPIClient(env, defaultBaseURL()) {}
-
-ChartAPIClient::ChartAPIClient(platform::Environment& env, std::string baseURL)
-    : env_(&env), baseURL_(std::move(baseURL)), transport_(nullptr) {}
-
 ChartAPIClient::ChartAPIClient(platform::Environment& env, std::string baseURL,
                                HttpTransport& transport)
     : env_(&env), baseURL_(std::move(baseURL)), transport_(&transport) {}
 
 Expected<model::ChartPacket> ChartAPIClient::fetchChart(const std::string& url,
                                                         CachePolicy policy) const {
-  HttpTransport& transport = transport_ != nullptr ? *transport_ : sharedTransport(*env_);
-  Expected<HttpResponse> response = transport.get(
+  Expected<HttpResponse> response = transport_->get(
       url, {"Accept: application/json", "User-Agent: " + std::string(kUserAgent)}, policy);
   if (!response) return std::unexpected(std::move(response.error()));
   if (response->status < 200 || response->status > 299) {

@@ -13,7 +13,7 @@
 // query items location, provider, lat and lon (both or neither, shortest round-trip decimals)
 // and refresh (whole Unix seconds), percent-encoded.
 //
-//   ChartAPIClient client(env);  // default base URL, the process's shared transport
+//   ChartAPIClient client = forecastService.client();  // its base URL and transport
 //   auto url = chartRequestURL(client.baseURL(), {.location = "Seattle", .now = env.now()});
 //   Expected<model::ChartPacket> packet =
 //       client.fetchChart(*url, CachePolicy::reloadIgnoringLocalCacheData);
@@ -26,10 +26,10 @@
 #include <string>
 #include <string_view>
 
+#include "base/error.h"
+#include "base/instant.h"
 #include "model/chart_packet.h"
 #include "platform/environment.h"
-#include "platform/error.h"
-#include "platform/instant.h"
 #include "service/http_transport.h"
 
 namespace pluvo::service {
@@ -52,9 +52,6 @@ Expected<std::string> chartRequestURL(std::string_view baseURL, const ChartQuery
 
 class ChartAPIClient {
  public:
-  // The process's default base URL and shared transport (made on the first request).
-  explicit ChartAPIClient(platform::Environment& env);
-  ChartAPIClient(platform::Environment& env, std::string baseURL);
   ChartAPIClient(platform::Environment& env, std::string baseURL, HttpTransport& transport);
 
   const std::string& baseURL() const { return baseURL_; }
@@ -64,7 +61,7 @@ class ChartAPIClient {
  private:
   platform::Environment* env_;
   std::string baseURL_;
-  HttpTransport* transport_;  // nullptr: the shared transport
+  HttpTransport* transport_;
 };
 
 }  // namespace pluvo::service

@@ -1,11 +1,16 @@
 #include "service/http_transport.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <charconv>
+#include <mutex>
 #include <optional>
 #include <string_view>
 #include <thread>
+
+#include "base/text.h"
+#include "service/internal/curl.h"
 
 namespace pluvo::service {
 namespace {
@@ -26,15 +31,6 @@ std::string describeSize(std::size_t bytes) {
   }
   if (bytes >= 1024 && bytes % 1024 == 0) return std::to_string(bytes / 1024) + " KiB";
   return std::to_string(bytes) + " bytes";
-}
-
-bool startsWithIgnoringCase(std::string_view text, std::string_view prefix) {
-  if (text.size() < prefix.size()) return false;
-  for (size_t i = 0; i < prefix.size(); ++i) {
-    auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-    if (lower(text[i]) != lower(prefix[i])) return false;
-  }
-  return true;
 }
 
 // What one curl transfer gathers; touched only by the thread running it.
@@ -140,41 +136,54 @@ std::optional<std::string> resolveLocation(const std::string& base, const std::s
   return internal::urlPart(url.get(), CURLUPART_URL);
 }
 
-// Fields that describe one message on the wire, not the stored answer (curl has already
-// decoded the body).
-HttpHeaders withoutMessageFields(const HttpHeaders& headers) {
-  constexpr std::array<std::string_view, 5> kMessageFields = {
-      "Content-Length", "Content-Encoding", "Transfer-Encoding", "Connection", "Keep-Alive"};
-  HttpHeaders kept;
-  for (const auto& field : headers) {
-    bool message = std::any_of(kMessageFields.begin(), kMessageFields.end(), [&](auto name) {
-      return field.first.size() == name.size() && startsWithIgnoringCase(field.first, name);
-    });
-    if (!message) kept.push_back(field);
-  }
-  return kept;
-}
-
 }  // namespace
 
+struct HttpTransport::Curl {
+  internal::CurlLibrary library;
+  // libcurl locks shared data one kind at a time (connections, DNS, TLS sessions) and may hold
+  // one kind while taking another, so each kind has its own lock.
+  std::array<std::mutex, CURL_LOCK_DATA_LAST> shareLocks;
+  internal::CurlShare share;
+};
+
+WallTime toWallTime(Instant instant) {
+  return WallTime(std::chrono::duration_cast<WallTime::duration>(
+      std::chrono::duration<double>(instant.unixSeconds())));
+}
+
 HttpTransport::HttpTransport(TransportConfiguration configuration)
-    : configuration_(std::move(configuration)), cache_(configuration_.cache) {
-  internal::ensureCurlInitialized();
-  share_.reset(internal::curl().share_init());
-  if (!share_) std::abort();
-  internal::curl().share_setopt(share_.get(), CURLSHOPT_LOCKFUNC, lockShare);
-  internal::curl().share_setopt(share_.get(), CURLSHOPT_UNLOCKFUNC, unlockShare);
-  internal::curl().share_setopt(share_.get(), CURLSHOPT_USERDATA, &shareLocks_);
-  internal::curl().share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT);
-  internal::curl().share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS);
-  internal::curl().share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
+    : configuration_(std::move(configuration)),
+      cache_(configuration_.cache, configuration_.clock) {}
+
+Expected<HttpTransport::Curl*> HttpTransport::setUpCurl() {
+  // On the first request rather than in the constructor: a program that never fetches never
+  // loads libcurl.
+  std::call_once(curlOnce_, [this] {
+    auto curl = std::make_unique<Curl>();
+    if (!curl->library.ready()) {
+      curlError_ = *curl->library.error();
+      return;
+    }
+    const internal::CurlApi& api = internal::curl();
+    curl->share.reset(api.share_init());
+    CURLSH* share = curl->share.get();
+    if (share == nullptr) {
+      curlError_ = "libcurl could not be set up: out of memory";
+      return;
+    }
+    api.share_setopt(share, CURLSHOPT_LOCKFUNC, lockShare);
+    api.share_setopt(share, CURLSHOPT_UNLOCKFUNC, unlockShare);
+    api.share_setopt(share, CURLSHOPT_USERDATA, &curl->shareLocks);
+    api.share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT);
+    api.share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS);
+    api.share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
+    curl_ = std::move(curl);
+  });
+  if (!curl_) return fail(curlError_);
+  return curl_.get();
 }
 
 HttpTransport::~HttpTransport() = default;
-
-WallTime HttpTransport::wallNow() const {
-  return configuration_.clock ? configuration_.clock() : std::chrono::system_clock::now();
-}
 
 Expected<HttpResponse> HttpTransport::get(const std::string& url,
                                           const std::vector<std::string>& headerLines,
@@ -203,7 +212,7 @@ Expected<HttpResponse> HttpTransport::get(const std::string& url,
       return fail("request to " + current + " failed: redirect to an unsupported location \"" +
                   *location + "\"");
     }
-    if (*scheme == "http" && startsWithIgnoringCase(current, "https:")) {
+    if (*scheme == "http" && startsWithIgnoringAsciiCase(current, "https:")) {
       return fail("request to " + current + " failed: redirect from HTTPS to plain HTTP (" +
                   *target + ") refused");
     }
@@ -218,7 +227,7 @@ Expected<HttpResponse> HttpTransport::getOne(const std::string& url,
   std::vector<std::string> lines = headerLines;
   if (policy == CachePolicy::useProtocolCachePolicy) {
     stored = cache_.find(url);
-    if (stored && isFresh(*stored, wallNow())) {
+    if (stored && isFresh(*stored, configuration_.clock())) {
       return HttpResponse{stored->status, stored->headers, std::move(stored->body), url, true};
     }
     if (stored) {
@@ -228,10 +237,10 @@ Expected<HttpResponse> HttpTransport::getOne(const std::string& url,
     }
   }
 
-  const WallTime requestTime = wallNow();
+  const WallTime requestTime = configuration_.clock();
   Expected<Exchange> answer = exchange(url, lines, deadline);
   if (!answer) return std::unexpected(std::move(answer.error()));
-  const WallTime responseTime = wallNow();
+  const WallTime responseTime = configuration_.clock();
 
   if (answer->status == 304 && stored) {
     CachedResponse merged = mergeNotModified(*stored, answer->headers, requestTime, responseTime);
@@ -252,6 +261,8 @@ Expected<HttpResponse> HttpTransport::getOne(const std::string& url,
 
 Expected<HttpTransport::Exchange> HttpTransport::exchange(
     const std::string& url, const std::vector<std::string>& headerLines, Deadline deadline) {
+  Expected<Curl*> curl = setUpCurl();
+  if (!curl) return fail("request to " + url + " failed: " + curl.error().message);
   internal::CurlSlist headers;
   for (const std::string& line : headerLines) {
     curl_slist* extended = internal::curl().slist_append(headers.get(), line.c_str());
@@ -278,7 +289,7 @@ Expected<HttpTransport::Exchange> HttpTransport::exchange(
 
     CURL* h = easy.get();
     internal::curl().easy_setopt(h, CURLOPT_URL, url.c_str());
-    internal::curl().easy_setopt(h, CURLOPT_SHARE, share_.get());
+    internal::curl().easy_setopt(h, CURLOPT_SHARE, (*curl)->share.get());
     internal::curl().easy_setopt(h, CURLOPT_HTTPGET, 1L);
     internal::curl().easy_setopt(h, CURLOPT_HTTPHEADER, headers.get());
     internal::curl().easy_setopt(h, CURLOPT_NOSIGNAL, 1L);
@@ -357,17 +368,6 @@ Expected<HttpTransport::Exchange> HttpTransport::exchange(
                   ")");
     }
   }
-}
-
-HttpTransport& sharedTransport(platform::Environment& env) {
-  static HttpTransport* const transport = [&env] {
-    TransportConfiguration configuration;
-    if (std::optional<std::filesystem::path> caches = env.cachesDirectory()) {
-      configuration.cache.directory = *caches / "http-cache";
-    }
-    return new HttpTransport(std::move(configuration));  // lives as long as the process
-  }();
-  return *transport;
 }
 
 }  // namespace pluvo::service

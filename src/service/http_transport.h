@@ -17,27 +17,30 @@
 // request and revalidates a stale one that has a validator (If-None-Match, If-Modified-Since);
 // `reloadIgnoringLocalCacheData` always asks the server. Either way, a storable answer is stored.
 //
-//   HttpTransport& transport = sharedTransport(env);
+// The program owns one transport (`ForecastService`) and hands it to every client. Times: the
+// configuration's wall clock (the environment's) ages cached answers; the limits are measured
+// on the monotonic clock, as curl measures its own. libcurl is loaded and set up by the first
+// request, not by the constructor; when it cannot be loaded, every request fails saying so.
+//
+//   HttpTransport transport({.clock = [&env] { return toWallTime(env.now()); }});
 //   Expected<HttpResponse> r = transport.get(url, {"Accept: application/json"},
 //                                            CachePolicy::reloadIgnoringLocalCacheData);
 //
-// Thread safety: `get` may run on many threads at once. A transport must outlive its requests;
-// the shared one lives as long as the process.
+// Thread safety: `get` may run on many threads at once. A transport must outlive its requests.
 #pragma once
 
-#include <array>
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "platform/environment.h"
-#include "platform/error.h"
-#include "service/internal/curl.h"
+#include "base/error.h"
+#include "base/instant.h"
 #include "service/response_cache.h"
 
 namespace pluvo::service {
@@ -57,9 +60,12 @@ struct TransportConfiguration {
   // A PEM file of the certificate authorities to trust instead of the system's (a loopback test
   // server's own certificate). Verification itself is never switched off.
   std::optional<std::filesystem::path> trustedCertificates;
-  // The wall clock that ages cached answers; the system clock when empty.
+  // The wall clock that ages cached answers and dates the cache's files; required.
   std::function<WallTime()> clock;
 };
+
+// An instant as the wall-clock time point the HTTP caching rules work in.
+WallTime toWallTime(Instant instant);
 
 struct HttpResponse {
   long status = 0;
@@ -71,7 +77,7 @@ struct HttpResponse {
 
 class HttpTransport {
  public:
-  explicit HttpTransport(TransportConfiguration configuration = {});
+  explicit HttpTransport(TransportConfiguration configuration);
   ~HttpTransport();
   HttpTransport(const HttpTransport&) = delete;
   HttpTransport& operator=(const HttpTransport&) = delete;
@@ -95,19 +101,15 @@ class HttpTransport {
                                 CachePolicy policy, Deadline deadline);
   Expected<Exchange> exchange(const std::string& url, const std::vector<std::string>& headerLines,
                               Deadline deadline);
-  WallTime wallNow() const;
+  struct Curl;  // libcurl's set-up and share handle, kept out of this header
+  // libcurl loaded and set up, on the first call; the error says why it cannot be.
+  Expected<Curl*> setUpCurl();
 
   const TransportConfiguration configuration_;
-  // libcurl locks shared data one kind at a time (connections, DNS, TLS sessions) and may hold
-  // one kind while taking another, so each kind has its own lock.
-  std::array<std::mutex, CURL_LOCK_DATA_LAST> shareLocks_;
-  internal::CurlShare share_;
+  std::once_flag curlOnce_;
+  std::unique_ptr<Curl> curl_;  // set once under curlOnce_; null when the set-up failed
+  std::string curlError_;       // set once under curlOnce_
   ResponseCache cache_;
 };
-
-// The process's transport, made on first use (thread-safely) with the first caller's caches
-// directory: its cache lives in <caches>/http-cache/, or in memory only without one. Never
-// replaced or destroyed.
-HttpTransport& sharedTransport(platform::Environment& env);
 
 }  // namespace pluvo::service

@@ -7,13 +7,13 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <limits>
 #include <memory>
-#include <sstream>
 #include <system_error>
 
+#include "platform/atomic_file.h"
 #include "platform/property_list.h"
+#include "platform/system_environment.h"
 
 namespace pluvo::service {
 
@@ -56,23 +56,17 @@ Expected<InfoDictionary> parseInfoDictionary(std::string_view bytes) {
 }
 
 Expected<InfoDictionary> loadInfoDictionary(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) {
-    return fail("cannot read " + path.string() + ": " + std::strerror(errno));
-  }
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  if (in.bad()) return fail("cannot read " + path.string() + ": read error");
-  auto dictionary = parseInfoDictionary(bytes.view());
+  Expected<std::string> bytes = platform::readWholeFile(path);
+  if (!bytes) return std::unexpected(std::move(bytes).error());
+  auto dictionary = parseInfoDictionary(*bytes);
   if (!dictionary) return fail(path.string() + ": " + dictionary.error().message);
   return dictionary;
 }
 
 std::filesystem::path bundleInfoDictionaryPath() {
-  std::error_code error;
-  std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", error);
-  if (error) return "Info.plist";
-  return executable.parent_path() / "Info.plist";
+  std::optional<std::filesystem::path> executable = platform::executablePath();
+  if (!executable) return "Info.plist";
+  return executable->parent_path() / "Info.plist";
 }
 
 }  // namespace pluvo::service

@@ -13,6 +13,9 @@
 //   PluvoWidgetSnapshot shown = displaySnapshot(normalized(s), now, deviceZone);
 //   s.days[0].rainDetail;  // "0.31\" · peak 4p-5p"
 //
+// The pieces live beside it: the condition rule (condition.h), the rain texts (rain_text.h) and
+// the reading of time texts (internal/time_text.h); `displaySnapshot` is in display.cc.
+//
 // Thread safety: pure; call from any thread.
 #pragma once
 
@@ -23,11 +26,12 @@
 #include <string_view>
 #include <vector>
 
+#include "base/calendar.h"
+#include "base/error.h"
+#include "base/instant.h"
 #include "model/chart_packet.h"
 #include "model/widget_snapshot.h"
-#include "platform/calendar.h"
-#include "platform/error.h"
-#include "platform/instant.h"
+#include "snapshot/condition.h"
 
 namespace pluvo::snapshot {
 
@@ -66,27 +70,5 @@ model::PluvoWidgetSnapshot normalized(const model::PluvoWidgetSnapshot& snapshot
 // A place name tidied: trimmed of white space and line breaks, its comma-separated parts trimmed,
 // empty parts dropped, the rest rejoined with ", " (" Galveston ,TX " -> "Galveston, TX").
 std::string normalizedLocationName(std::string_view name);
-
-// --- Building blocks, public for the widgets and for tests ---------------------------------
-
-// Below this heaviest hourly amount (2 mm in an hour, in inches) a rainy condition takes the app's
-// own "pluvo.light-rain" symbol instead of "cloud.rain.fill".
-inline constexpr double kLightRainHourlyInches = 2.0 / 25.4;
-
-// A condition text and the symbol it leads to.
-struct ConditionDescription {
-  std::optional<std::string> text;  // absent when nothing describes the sky
-  std::string symbolName;
-  bool operator==(const ConditionDescription&) const = default;
-};
-
-// The condition rule of the builder. A `text` that is not blank is kept verbatim and chooses the
-// symbol by its keywords; otherwise the text stays absent and `cloudCover` (percent) chooses the
-// symbol, or "cloud.sun.fill" without it. `heaviestHourlyInches` decides light rain against
-// `kLightRainHourlyInches`. Nothing invents a text: an hour has none, and a day or current
-// conditions have only the packet's.
-ConditionDescription describeCondition(std::optional<std::string_view> text,
-                                       std::optional<double> cloudCover,
-                                       double heaviestHourlyInches);
 
 }  // namespace pluvo::snapshot

@@ -39,8 +39,7 @@ std::optional<model::PluvoWidgetSnapshot> ForecastCacheRecovery::recover(
     return std::nullopt;
   }
 
-  const Instant current = environment_.now();
-  if (current - record->completedAt >= kMaximumForecastCacheAgeSeconds) {
+  if (now - record->completedAt >= kMaximumForecastCacheAgeSeconds) {
     return skip("forecast cache is stale");
   }
   if (record->completedAt < rainIntegrityCutoff()) {
@@ -58,7 +57,7 @@ std::optional<model::PluvoWidgetSnapshot> ForecastCacheRecovery::recover(
                                               1, kMaximumRecoveredDays);
   options.temperatureUnit = "F";
   options.selectedMetricKeys = std::vector<std::string>{"precip", "temp"};
-  model::PluvoWidgetSnapshot built = makeWidgetSnapshot(record->packet, options, current);
+  model::PluvoWidgetSnapshot built = makeWidgetSnapshot(record->packet, options, now);
 
   if (!built.coversDay(now, environment_.deviceTimeZone())) {
     return skip("forecast cache does not cover today");

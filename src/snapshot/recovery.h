@@ -23,9 +23,9 @@
 #include <optional>
 #include <string_view>
 
+#include "base/instant.h"
 #include "model/widget_snapshot.h"
 #include "platform/environment.h"
-#include "platform/instant.h"
 
 namespace pluvo::snapshot {
 
@@ -44,8 +44,9 @@ class ForecastCacheRecovery {
   std::optional<std::filesystem::path> forecastCacheFile();
 
   // A snapshot built from the cache, or nullopt (with one log line) when it may not be used.
-  // `newerThan` is the `updatedAt` of the snapshot the caller has, if any; `now` chooses the
-  // day the result must cover.
+  // `newerThan` is the `updatedAt` of the snapshot the caller has, if any; `now` is the one
+  // current instant: the cache's age, the built snapshot's `updatedAt` and the day it must
+  // cover are all read from it (the environment's clock is not consulted).
   std::optional<model::PluvoWidgetSnapshot> recover(std::optional<Instant> newerThan, Instant now);
 
  private:

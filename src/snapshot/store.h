@@ -30,9 +30,9 @@
 #include <string_view>
 #include <vector>
 
+#include "base/instant.h"
 #include "model/widget_snapshot.h"
 #include "platform/environment.h"
-#include "platform/instant.h"
 
 namespace pluvo::snapshot {
 

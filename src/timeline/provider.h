@@ -28,9 +28,9 @@
 #include <functional>
 #include <optional>
 
+#include "base/instant.h"
 #include "model/widget_snapshot.h"
 #include "platform/environment.h"
-#include "platform/instant.h"
 #include "platform/task_pool.h"
 #include "snapshot/recovery.h"
 #include "snapshot/store.h"

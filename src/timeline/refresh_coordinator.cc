@@ -57,7 +57,8 @@ PluvoWidgetRefreshCoordinator::Result PluvoWidgetRefreshCoordinator::performRefr
     query.latitude = previous.latitude;
     query.longitude = previous.longitude;
   }
-  query.now = env_.now();
+  const Instant now = env_.now();  // the one reading: the request's stamp and the snapshot's time
+  query.now = now;
   auto url = service::chartRequestURL(client_.baseURL(), query);
   if (!url) {
     env_.log(std::string(kRefreshFailedLine) + url.error().message);
@@ -82,7 +83,7 @@ PluvoWidgetRefreshCoordinator::Result PluvoWidgetRefreshCoordinator::performRefr
   options.temperatureUnit = previous.temperatureUnit.value_or("F");
   options.selectedMetricKeys =
       previous.selectedMetricKeys.value_or(std::vector<std::string>{"precip", "temp"});
-  model::PluvoWidgetSnapshot fresh = snapshot::makeWidgetSnapshot(*packet, options, env_.now());
+  model::PluvoWidgetSnapshot fresh = snapshot::makeWidgetSnapshot(*packet, options, now);
   store_.save(fresh, /*reloadTimelines=*/false);
   return fresh;
 }

@@ -11,7 +11,8 @@
 // snapshot it had. There is no retry and no back-off here: the timeline provider decides when a
 // refresh is worth starting.
 //
-//   PluvoWidgetRefreshCoordinator coordinator(env, store, service::ChartAPIClient(env));
+//   service::ForecastService forecasts(env);
+//   PluvoWidgetRefreshCoordinator coordinator(env, store, forecasts.client());
 //   std::optional<model::PluvoWidgetSnapshot> fresh = coordinator.refresh(shown);
 //
 // Thread safety: `refresh` may be called from any number of threads at once; the refresh runs

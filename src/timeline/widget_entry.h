@@ -15,8 +15,8 @@
 
 #include <string_view>
 
+#include "base/instant.h"
 #include "model/widget_snapshot.h"
-#include "platform/instant.h"
 
 namespace pluvo::timeline {
 

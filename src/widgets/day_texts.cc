@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "platform/text.h"
+#include "base/text.h"
 
 namespace pluvo::widgets {
 

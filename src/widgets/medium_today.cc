@@ -108,9 +108,9 @@ WidgetLayout layoutMediumToday(const WidgetLayoutConstants& k,
   // When the condition had to shrink, "feels" shrinks with it, so that the two share one size and
   // one baseline and the smaller line never rises into the temperature above.
   if (feels && condition.fontSize() < feels->fontSize()) {
-    feels = render::layoutText(
-        "feels " + temperatureWithDegreeText(snapshot.current.feelsLike, metric),
-        font(condition.fontSize(), FontWeight::semibold, true));
+    feels =
+        render::layoutText("feels " + temperatureWithDegreeText(snapshot.current.feelsLike, metric),
+                           font(condition.fontSize(), FontWeight::semibold, true));
   }
   const double conditionBaseline = y + condition.baseline();
   const double conditionEnd = left + condition.width();

@@ -14,9 +14,9 @@
 // Thread safety: pure; text is laid out on the calling thread.
 #pragma once
 
+#include "base/calendar.h"
+#include "base/instant.h"
 #include "model/widget_snapshot.h"
-#include "platform/calendar.h"
-#include "platform/instant.h"
 #include "render/geometry.h"
 #include "widgets/catalogue.h"
 #include "widgets/layout.h"

@@ -23,9 +23,9 @@
 #include <optional>
 #include <vector>
 
-#include "platform/calendar.h"
-#include "platform/instant.h"
-#include "platform/zone_location.h"
+#include "base/calendar.h"
+#include "base/instant.h"
+#include "base/zone_location.h"
 
 namespace pluvo::widgets {
 

@@ -24,9 +24,9 @@
 #include <string>
 #include <vector>
 
+#include "base/calendar.h"
+#include "base/instant.h"
 #include "model/widget_snapshot.h"
-#include "platform/calendar.h"
-#include "platform/instant.h"
 #include "render/color.h"
 #include "render/geometry.h"
 #include "render/text.h"

@@ -20,10 +20,10 @@
 #include <string>
 #include <string_view>
 
+#include "base/calendar.h"
+#include "base/error.h"
+#include "base/instant.h"
 #include "model/widget_snapshot.h"
-#include "platform/calendar.h"
-#include "platform/error.h"
-#include "platform/instant.h"
 #include "render/canvas.h"
 #include "render/geometry.h"
 #include "widgets/catalogue.h"

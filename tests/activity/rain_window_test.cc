@@ -44,6 +44,16 @@ TEST(RainWindow, StateRoundTripsInTheAppsOwnForm) {
                 ::testing::Not(::testing::HasSubstr("timeZoneIdentifier")));
   }
 
+  // Equality and the hash see every point and the zone.
+  ContentState otherHour = *state, noZone = *state;
+  otherHour.hours[1].precipProb = 61;
+  noZone.timeZoneIdentifier.reset();
+  for (const ContentState& b : {otherHour, noZone}) {
+    EXPECT_NE(*state, b);
+    EXPECT_NE(std::hash<ContentState>{}(*state), std::hash<ContentState>{}(b));
+  }
+  EXPECT_EQ(std::hash<ContentState>{}(*state), std::hash<ContentState>{}(ContentState(*state)));
+
   RainWindowAttributes attributes{"Austin, TX", "30.27,-97.74"};
   EXPECT_EQ(decodeAttributes(encodeAttributes(attributes).value()).value(), attributes);
   EXPECT_EQ(decodeAttributes(R"({"locationName":"Austin"})").error().message,
@@ -89,18 +99,6 @@ TEST(RainWindow, ChannelFileOrBareStateIsRead) {
             "id: missing required key");
   EXPECT_EQ(decodeActivityInput(R"({"hours":[]})").error().message,
             "intensityLabel: missing required key");
-}
-
-TEST(RainWindow, EqualityAndHashCoverEveryPoint) {
-  const ContentState a = decodeContentState(kState).value();
-  EXPECT_EQ(std::hash<ContentState>{}(a), std::hash<ContentState>{}(ContentState(a)));
-  ContentState otherHour = a, noZone = a;
-  otherHour.hours[1].precipProb = 61;
-  noZone.timeZoneIdentifier.reset();
-  for (const ContentState& b : {otherHour, noZone}) {
-    EXPECT_NE(a, b);
-    EXPECT_NE(std::hash<ContentState>{}(a), std::hash<ContentState>{}(b));
-  }
 }
 
 TEST(RainWindow, IntensitySymbolMatchesWholeLabelsOnly) {

@@ -37,8 +37,9 @@ class WidgetHostTest : public ::testing::Test {
   testing::StubForecastServer server;
   snapshot::SnapshotStore store{env};
   snapshot::ForecastCacheRecovery recovery{env};
-  timeline::PluvoWidgetRefreshCoordinator coordinator{env, store,
-                                                      service::ChartAPIClient(env, server.url())};
+  service::HttpTransport transport{{.clock = testing::systemWallClock}};
+  timeline::PluvoWidgetRefreshCoordinator coordinator{
+      env, store, service::ChartAPIClient(env, server.url(), transport)};
   platform::TaskPool pool;
   timeline::PluvoWidgetProvider provider{env, store, recovery, coordinator, pool};
   const fs::path out = root.path() / "out";

@@ -31,31 +31,8 @@ std::string decodeError(const std::string& json) {
   return packet ? std::string() : packet.error().message;
 }
 
-TEST(ChartPacket, SamplesSurviveDecodeEncodeDecode) {
-  for (const char* name : {"rainy-week.json", "minimal.json"}) {
-    SCOPED_TRACE(name);
-    auto first = decodeChartPacket(testing::readSample(name));
-    ASSERT_TRUE(first.has_value()) << first.error().message;
-    auto json = encodeChartPacket(*first);
-    ASSERT_TRUE(json.has_value()) << json.error().message;
-    auto second = decodeChartPacket(*json);
-    ASSERT_TRUE(second.has_value()) << second.error().message;
-    EXPECT_EQ(*first, *second);
-    EXPECT_EQ(std::hash<ChartPacket>{}(*first), std::hash<ChartPacket>{}(*second));
-    EXPECT_EQ(encodeChartPacket(*second).value(), *json) << "encoding is not stable";
-  }
-}
-
-TEST(ChartPacket, RainyWeekCarriesEveryOverlay) {
+TEST(ChartPacket, RainyWeekKeepsItsTextsAndGivesTheSparseAlertAnId) {
   auto packet = decodeChartPacket(testing::readSample("rainy-week.json")).value();
-  EXPECT_EQ(packet.location.timezone, "America/Chicago");
-  EXPECT_EQ(packet.days.size(), 7U);
-  EXPECT_EQ(packet.hours.size(), 169U);
-  ASSERT_TRUE(packet.annotations.now.has_value());
-  ASSERT_TRUE(packet.sources && packet.sources->coastal && packet.sources->radar);
-  ASSERT_TRUE(packet.minutely15 && packet.radar && packet.tropical && packet.radarCorrection);
-  ASSERT_TRUE(packet.alerts.has_value());
-  ASSERT_EQ(packet.alerts->size(), 2U);
   // The GeoJSON text keeps its quotes and line breaks through decoding.
   const auto& layers = packet.tropical->storms.at(0).layers;
   ASSERT_TRUE(layers.forecastCone.has_value());
@@ -63,7 +40,8 @@ TEST(ChartPacket, RainyWeekCarriesEveryOverlay) {
   // The sparse alert: no id, only an event and a padded kind.
   const ChartAlert& sparse = packet.alerts->at(1);
   EXPECT_EQ(sparse.kind, ChartAlertKind::warning);
-  EXPECT_TRUE(std::regex_match(sparse.id, std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}")))
+  EXPECT_TRUE(std::regex_match(
+      sparse.id, std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}")))
       << sparse.id;
   EXPECT_EQ(sparse.headline, "");
   EXPECT_FALSE(sparse.instruction.has_value());
@@ -79,54 +57,45 @@ TEST(ChartPacket, MinimalPacketHasNoOptionalMembers) {
   EXPECT_EQ(packet.days.at(0).precipProb, 70.0);
 }
 
-TEST(ChartPacket, RequiredOptionalAndNull) {
+TEST(ChartPacket, MissingRequiredKeysWrongTypesAndUnknownMetricsFailOptionalKeysMayBeNull) {
   const std::string rainy = testing::readSample("rainy-week.json");
-  EXPECT_EQ(decodeError(edited(rainy, "\"windGust\":", "\"windGusts\":")),
-            "hours[0].values.windGust: missing required key");
-  EXPECT_EQ(decodeError(edited(rainy, "\"daySegments\":", "\"segments\":")),
-            "annotations.daySegments: missing required key");
-  EXPECT_EQ(decodeError(edited(rainy, "\"offsetToken\":", "\"token\":")),
-            "radar.frames[0].offsetToken: missing required key");
-  EXPECT_EQ(decodeError(edited(rainy, "\"version\":2", "\"version\":null")),
-            "version: expected an integer, found null");
+  const std::tuple<std::string_view, std::string_view, std::string> kErrors[] = {
+      {"\"windGust\":", "\"windGusts\":", "hours[0].values.windGust: missing required key"},
+      {"\"daySegments\":", "\"segments\":", "annotations.daySegments: missing required key"},
+      {"\"offsetToken\":", "\"token\":", "radar.frames[0].offsetToken: missing required key"},
+      {"\"version\":2", "\"version\":null", "version: expected an integer, found null"},
+      {"\"latitude\":29.3013", "\"latitude\":\"29.3013\"",
+       "location.latitude: expected a number, found a string"},
+      {"\"defaultVisible\":true", "\"defaultVisible\":1",
+       "metrics[0].defaultVisible: expected a Boolean, found an integer"},
+      {"\"key\":\"temp\"", "\"key\":\"snow\"", "metrics[1].key: unknown value \"snow\""},
+      // A value quoted in the message cannot forge a second line.
+      {"\"key\":\"temp\"", "\"key\":\"x\\n\\u001b[31mPluvo widget snapshot saved\"",
+       "metrics[1].key: unknown value \"x\\n\\x1b[31mPluvo widget snapshot saved\""},
+  };
+  for (const auto& [from, to, error] : kErrors)
+    EXPECT_EQ(decodeError(edited(rainy, from, to)), error);
 
-  // Optional keys may be null or absent.
-  auto nullTemp = decodeChartPacket(edited(rainy, "\"values\":{\"temp\":", "\"values\":{\"temp\":null,\"t\":"));
+  // Optional keys may be null or absent; unknown keys are ignored.
+  auto nullTemp =
+      decodeChartPacket(edited(rainy, "\"values\":{\"temp\":", "\"values\":{\"temp\":null,\"t\":"));
   ASSERT_TRUE(nullTemp.has_value()) << nullTemp.error().message;
   EXPECT_FALSE(nullTemp->hours[0].values.temp.has_value());
   auto noNow = decodeChartPacket(edited(rainy, "\"now\":", "\"later\":"));
   ASSERT_TRUE(noNow.has_value()) << noNow.error().message;
   EXPECT_FALSE(noNow->annotations.now.has_value());
-  auto onlyCoastal = decodeChartPacket(edited(rainy, "\"sources\":{\"forecast\"", "\"sources\":{\"coastal\":{},\"x\""));
+  auto onlyCoastal = decodeChartPacket(
+      edited(rainy, "\"sources\":{\"forecast\"", "\"sources\":{\"coastal\":{},\"x\""));
   ASSERT_TRUE(onlyCoastal.has_value()) << onlyCoastal.error().message;
-  EXPECT_TRUE(onlyCoastal->sources->coastal.has_value());
-}
-
-TEST(ChartPacket, ValuesOfTheWrongTypeFail) {
-  const std::string rainy = testing::readSample("rainy-week.json");
-  EXPECT_EQ(decodeError(edited(rainy, "\"latitude\":29.3013", "\"latitude\":\"29.3013\"")),
-            "location.latitude: expected a number, found a string");
-  EXPECT_EQ(decodeError(edited(rainy, "\"defaultVisible\":true", "\"defaultVisible\":1")),
-            "metrics[0].defaultVisible: expected a Boolean, found an integer");
-}
-
-TEST(ChartPacket, UnknownMetricKeyFailsUnknownFieldsAreIgnored) {
-  const std::string rainy = testing::readSample("rainy-week.json");
-  EXPECT_EQ(decodeError(edited(rainy, "\"key\":\"temp\"", "\"key\":\"snow\"")),
-            "metrics[1].key: unknown value \"snow\"");
-  // A value quoted in the message cannot forge a second line.
-  EXPECT_EQ(decodeError(edited(rainy, "\"key\":\"temp\"",
-                               "\"key\":\"x\\n\\u001b[31mPluvo widget snapshot saved\"")),
-            "metrics[1].key: unknown value \"x\\n\\x1b[31mPluvo widget snapshot saved\"");
-  auto extra = decodeChartPacket(edited(rainy, "\"version\":2,", "\"version\":2,\"future\":{\"a\":[1,2]},"));
-  ASSERT_TRUE(extra.has_value()) << extra.error().message;
+  EXPECT_TRUE(onlyCoastal->sources->coastal && !onlyCoastal->sources->forecast);
 }
 
 TEST(ChartPacket, AlertsForgiveMissingFieldsButNotWrongTypes) {
   const std::string rainy = testing::readSample("rainy-week.json");
-  std::string alerts = "\"alerts\":[{},{},{\"id\":\" \\tA1 \\n\",\"kind\":\" WARNING \"},"
-                       "{\"kind\":\"Statement\",\"id\":null},{\"kind\":3,\"instruction\":null},"
-                       "{\"kind\":\"watch\",\"instruction\":\"Move to higher ground\"}]";
+  std::string alerts =
+      "\"alerts\":[{},{},{\"id\":\" \\tA1 \\n\",\"kind\":\" WARNING \"},"
+      "{\"kind\":\"Statement\",\"id\":null},{\"kind\":3,\"instruction\":null},"
+      "{\"kind\":\"watch\",\"instruction\":\"Move to higher ground\"}]";
   size_t start = rainy.find("\"alerts\":");
   ASSERT_NE(start, std::string::npos);
   std::string json = rainy.substr(0, start) + alerts + "}";

@@ -1,19 +1,18 @@
 // The JSON writer: numbers read back exactly, strings survive escaping. The reader: numbers as
 // the app's decoder takes them.
-#include "model/json_writer.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <simdjson.h>
 
 #include <cmath>
-#include <limits>
 #include <functional>
+#include <limits>
 #include <random>
 #include <string>
 
 #include "model/chart_packet.h"
 #include "model/forecast_cache_record.h"
+#include "model/json_writer.h"
 #include "model/widget_snapshot.h"
 #include "support/test_support.h"
 
@@ -100,7 +99,9 @@ void collectLostKeys(simdjson::dom::element in, simdjson::dom::element out, cons
 
 // A field left out of a record's description would be skipped on decode and on encode alike.
 TEST(JsonCodec, EveryKeyOfEverySampleSurvivesDecodeAndEncode) {
-  auto packet = [](const std::string& json) { return encodeChartPacket(decodeChartPacket(json).value()); };
+  auto packet = [](const std::string& json) {
+    return encodeChartPacket(decodeChartPacket(json).value());
+  };
   auto record = [](const std::string& json) {
     return encodeForecastCacheRecoveryRecord(decodeForecastCacheRecoveryRecord(json).value());
   };
@@ -108,10 +109,11 @@ TEST(JsonCodec, EveryKeyOfEverySampleSurvivesDecodeAndEncode) {
     return encodeWidgetSnapshot(decodeWidgetSnapshot(json).value());
   };
   const std::string placeholder =
-      encodeWidgetSnapshot(makePlaceholderSnapshot(testing::at("2026-11-21T15:00:00Z"),
-                                                   findTimeZone("UTC")))
+      encodeWidgetSnapshot(
+          makePlaceholderSnapshot(testing::at("2026-11-21T15:00:00Z"), findTimeZone("UTC")))
           .value();
-  const std::tuple<const char*, std::string, std::function<Expected<std::string>(const std::string&)>>
+  const std::tuple<const char*, std::string,
+                   std::function<Expected<std::string>(const std::string&)>>
       kSamples[] = {{"rainy-week.json", testing::readSample("rainy-week.json"), packet},
                     {"minimal.json", testing::readSample("minimal.json"), packet},
                     {"forecast-cache.json", testing::readSample("forecast-cache.json"), record},
@@ -122,7 +124,12 @@ TEST(JsonCodec, EveryKeyOfEverySampleSurvivesDecodeAndEncode) {
     std::vector<std::string> lost;
     collectLostKeys(inParser.parse(json).value(), outParser.parse(again).value(), "", lost);
     EXPECT_THAT(lost, ::testing::IsEmpty()) << name;
+    EXPECT_EQ(roundTrip(again).value(), again) << name << ": encoding is not stable";
   }
+  auto rainy = decodeChartPacket(testing::readSample("rainy-week.json")).value();
+  auto again = decodeChartPacket(encodeChartPacket(rainy).value()).value();
+  EXPECT_EQ(again, rainy);
+  EXPECT_EQ(std::hash<ChartPacket>{}(again), std::hash<ChartPacket>{}(rainy));
 }
 
 // Whole floats are integers; integer literals of any length are floats.

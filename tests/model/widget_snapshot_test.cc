@@ -23,8 +23,7 @@ TimeZone zone(const char* name) {
 
 // A small stored snapshot as the app writes it: only required keys, plus `extra` members.
 std::string storedJson(std::string_view extra = "") {
-  return std::string(R"({"schemaVersion":1,"locationName":"Galveston, TX",)") +
-         std::string(extra) +
+  return std::string(R"({"schemaVersion":1,"locationName":"Galveston, TX",)") + std::string(extra) +
          R"("generatedAt":"2026-10-29T19:05:12Z","updatedAt":"2026-10-29T19:06:00Z",)"
          R"("current":{"rainChance":68,"rainAmount":0.02,"symbolName":"cloud.rain.fill"},)"
          R"("days":[{"id":0,"day":"TODAY","dateLabel":"29","symbolName":"cloud.rain.fill",)"
@@ -69,14 +68,16 @@ TEST(WidgetSnapshot, RequiredKeysAndInstantsAreChecked) {
 TEST(WidgetSnapshot, MetricUnitsAndChartMetricKeys) {
   PluvoWidgetSnapshot s;
   EXPECT_FALSE(s.usesMetricUnits());
-  for (auto [unit, metric] : {std::pair{"c", true}, {"C", true}, {"Celsius", false}, {"F", false}}) {
+  for (auto [unit, metric] :
+       {std::pair{"c", true}, {"C", true}, {"Celsius", false}, {"F", false}}) {
     s.temperatureUnit = unit;
     EXPECT_EQ(s.usesMetricUnits(), metric) << unit;
   }
   EXPECT_THAT(s.chartMetricKeys(), ElementsAre("precip", "temp"));
   s.selectedMetricKeys = {"tide", "precip", "precip", "airquality"};
   EXPECT_THAT(s.chartMetricKeys(), ElementsAre("precip", "tide"));
-  s.selectedMetricKeys = {"dewpoint", "solunar", "wind", "sun", "pressure", "humidity", "cloudcover"};
+  s.selectedMetricKeys = {"dewpoint", "solunar",  "wind",      "sun",
+                          "pressure", "humidity", "cloudcover"};
   EXPECT_THAT(s.chartMetricKeys(),
               ElementsAre("wind", "cloudcover", "pressure", "humidity", "dewpoint", "solunar"));
   s.selectedMetricKeys = std::vector<std::string>{};
@@ -145,7 +146,8 @@ TEST(Placeholder, DatesFollowTheDevicesCalendarAcrossDaylightSaving) {
     numbers.push_back(day.dateLabel);
   }
   EXPECT_THAT(labels, ElementsAre("TODAY", "SUN", "MON", "TUE", "WED"));
-  EXPECT_THAT(dates, ElementsAre("2026-10-31", "2026-11-01", "2026-11-02", "2026-11-03", "2026-11-04"));
+  EXPECT_THAT(dates,
+              ElementsAre("2026-10-31", "2026-11-01", "2026-11-02", "2026-11-03", "2026-11-04"));
   EXPECT_THAT(numbers, ElementsAre("31", "1", "2", "3", "4"));
   // Spring forward in Sydney (4 October 2026) between 'today' and 'tomorrow'.
   PluvoWidgetSnapshot sydney =

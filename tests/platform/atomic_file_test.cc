@@ -1,7 +1,5 @@
-// Atomic file replacement on real files in temporary folders: private modes whatever the umask,
-// nothing visible before the rename and nothing left behind after it, a failed rename that keeps
-// what was there, the sweep of dead writers' temporaries, and the read and folder errors worded
-// with the file and the system's reason.
+// Atomic file replacement on real files in temporary folders: modes, leftovers, failed renames,
+// the sweep of dead writers' temporaries, and error wording.
 #include "platform/atomic_file.h"
 
 #include <gtest/gtest.h>

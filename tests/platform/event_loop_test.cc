@@ -1,6 +1,4 @@
-// The main loop: posted tasks in order, delayed tasks by deadline on a clock the test moves and
-// never early, cancelled timers that never run (from outside or from a task), and a stop from
-// another thread that leaves queued work, posted from several threads, for the next run.
+// The main loop on a clock the test moves, and a stop from another thread.
 #include "platform/event_loop.h"
 
 #include <gmock/gmock.h>
@@ -57,7 +55,7 @@ TEST(EventLoopTest, RunsTasksInOrderTimersByDeadlineAndNeverCancelledOnes) {
 
 TEST(EventLoopTest, StopFromAnotherThreadEndsRunAndQueuedWorkWaitsForTheNextRun) {
   EventLoop loop;  // on the steady clock
-  int count = 0;  // touched by loop tasks only
+  int count = 0;   // touched by loop tasks only
   loop.postDelayed(24h, [] {});
   std::thread stopper([&] {
     std::vector<std::jthread> posters;

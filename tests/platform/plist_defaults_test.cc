@@ -1,7 +1,5 @@
-// The shared defaults suite as a property list file in a temporary container: data values that
-// survive byte for byte in a private binary file beside keys another program wrote in XML,
-// corrupt and hostile files read as empty with one line and replaced by the next change, and two
-// processes changing the suite at once without undoing each other.
+// The shared defaults suite as a property list file in a temporary container: data beside keys
+// another program wrote, hostile files, entries that cannot be written, and two writers at once.
 #include "platform/plist_defaults.h"
 
 #include <gmock/gmock.h>
@@ -93,43 +91,35 @@ TEST_F(PlistDefaultsTest, UnreadableFilesReadAsEmptyWithOneLineAndAreReplacedByT
   EXPECT_EQ(suite.data(kKey), "after");
 }
 
-TEST_F(PlistDefaultsTest, EntriesThatAreNotUtf8AreDroppedRatherThanWrittenAsSurrogates) {
-  fs::create_directories(file.parent_path());
-  writeFileBytes(file, "<plist><dict><key>bad\xff\xfekey</key><string>x</string>"
-                       "<key>nested</key><dict><key>k</key><string>\xed\xa0\x80</string></dict>"
-                       "<key>app.name</key><string>Pluvo \xc2\xb7 rain</string></dict></plist>");
-  ASSERT_TRUE(suite.setData(kKey, "value").has_value());
-  EXPECT_THAT(lines, ElementsAre("Pluvo shared defaults at " + file.string() +
-                                 ": dropped 2 entries that cannot be written (not UTF-8)"));
-  const std::string written = readFileBytes(file);
-  EXPECT_EQ(written.find("bad"), std::string::npos);
-  EXPECT_EQ(written.find("nested"), std::string::npos);
-  EXPECT_NE(written.find("app.name"), std::string::npos);
-  EXPECT_EQ(suite.data(kKey), "value");
-}
-
-// Found by fuzzing: libplist reads a key that is not UTF-8 from XML but writes it as an empty
-// string, and the whole new file no longer read back; a key cut at its first bad byte shadowed
-// the value just set. (A text holding a NUL byte once made the repair overrun a buffer.)
-TEST_F(PlistDefaultsTest, AnEntryThatCannotBeWrittenIsDroppedAndTheRestKept) {
+// Found by fuzzing: libplist reads a key or text that is not UTF-8 from XML but writes it as an
+// empty string, and the whole new file no longer read back; a key cut at its first bad byte
+// shadowed the value just set. (A text holding a NUL byte once made the repair overrun a buffer.)
+TEST_F(PlistDefaultsTest, EntriesThatAreNotUtf8AreDroppedAndTheRestKept) {
   fs::create_directories(file.parent_path());
   using namespace std::string_literals;
   const std::string kept =
       "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>"
       "<key>app.settings.data</key><data>aGVsbG8=</data>"
-      "<key>app.name</key><string>Plu\0vo</string>"s;
-  const std::string unwritable[] = {
-      "<key>\xb0\xb3 not UTF-8</key><data>aGVsbG8=</data>",
-      "<key>pluvo.widget.snapshot.data.v1\xb0</key><string>x</string>"};
-  for (const std::string& entry : unwritable) {
+      "<key>app.name</key><string>Plu\0vo \xc2\xb7 rain</string>"s;
+  const std::pair<std::string, std::string_view> unwritable[] = {
+      {"<key>\xb0\xb3 not UTF-8</key><data>aGVsbG8=</data>", "1 entry"},
+      {"<key>pluvo.widget.snapshot.data.v1\xb0</key><string>x</string>", "1 entry"},
+      {"<key>bad\xff\xfekey</key><string>x</string>"
+       "<key>nested</key><dict><key>k</key><string>\xed\xa0\x80</string></dict>",
+       "2 entries"},
+  };
+  for (const auto& [entry, dropped] : unwritable) {
     writeFileBytes(file, kept + entry + "</dict></plist>");
     lines.clear();
     ASSERT_TRUE(suite.setData(kKey, "value").has_value());
     EXPECT_EQ(suite.data(kKey), "value") << entry;
     EXPECT_EQ(suite.data("app.settings.data"), "hello");
-    EXPECT_NE(readFileBytes(file).find("app.name"), std::string::npos);
-    EXPECT_THAT(lines, ElementsAre("Pluvo shared defaults at " + file.string() +
-                                   ": dropped 1 entry that cannot be written (not UTF-8)"));
+    const std::string written = readFileBytes(file);
+    EXPECT_NE(written.find("app.name"), std::string::npos);
+    EXPECT_EQ(written.find("nested"), std::string::npos);
+    EXPECT_EQ(written.find("bad"), std::string::npos);
+    EXPECT_THAT(lines, ElementsAre("Pluvo shared defaults at " + file.string() + ": dropped " +
+                                   std::string(dropped) + " that cannot be written (not UTF-8)"));
   }
 }
 

@@ -1,15 +1,14 @@
-// The production environment's folders and bundle detection, on temporary folders: the XDG
-// variables (relative values ignored in favour of the home folder), folders created private, a
-// container that cannot be made reported once and taking the defaults suite with it, and the
-// ".appex" folder that marks the extension.
+// The production environment's folders and bundle detection, on temporary folders.
 #include "platform/system_environment.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/test_support.h"
@@ -89,6 +88,32 @@ TEST_F(SystemEnvironmentTest, ExtensionBundleIsAFolderEndingInAppex) {
   // This test program is not in a bundle; the option overrides what the path says.
   EXPECT_FALSE(SystemEnvironment({.logSink = sink}).isRunningInExtension());
   EXPECT_TRUE(SystemEnvironment({.inExtension = true, .logSink = sink}).isRunningInExtension());
+}
+
+// Reloads arrive from any thread while listeners come and go, even from inside a call.
+TEST(LocalWidgetCenterTest, ListenersComeAndGoWhileReloadsArriveFromManyThreads) {
+  LocalWidgetCenter center;
+  std::atomic<int> calls = 0, selfRemoved = 0;
+  LocalWidgetCenter::ListenerId once = 0;
+  once = center.addListener([&](std::string_view) {
+    if (selfRemoved++ == 0) center.removeListener(once);
+  });
+  center.addListener([&](std::string_view kind) { calls += kind == "PluvoCurrentSmallWidget"; });
+  {
+    std::vector<std::jthread> threads;
+    for (int t = 0; t < 4; ++t) {
+      threads.emplace_back([&] {
+        for (int i = 0; i < 250; ++i) center.reloadTimelines("PluvoCurrentSmallWidget");
+      });
+    }
+    threads.emplace_back([&] {
+      for (int i = 0; i < 250; ++i) center.removeListener(center.addListener([](auto) {}));
+    });
+  }
+  EXPECT_EQ(calls, 1000);
+  center.reloadTimelines("PluvoCurrentSmallWidget");
+  EXPECT_EQ(calls, 1001);
+  EXPECT_LE(selfRemoved, 5);  // at most the calls already under way when it left
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // Where the forecast service lives: every rule that picks the base URL from the information
 // dictionary's two keys (skipped values, trimming, the default, and a malformed first value that
-// must not hand the choice to the second key), the bundled Info.plist, the process's one-time
-// resolution under concurrent first use, and the command line's refusal of an unusable --info.
+// must not hand the choice to the second key), the bundled Info.plist, each program's own
+// resolution.
 #include "service/base_url.h"
 
 #include <gmock/gmock.h>
@@ -11,6 +11,8 @@
 #include <tuple>
 #include <utility>
 
+#include "service/forecast_service.h"
+#include "support/test_environment.h"
 #include "support/test_support.h"
 
 namespace pluvo::service {
@@ -38,6 +40,7 @@ TEST(BaseURLTest, EveryRuleOfTheTwoKeys) {
       {"localhost:3000", fallback, standard},
       {"https://", fallback, standard},
       {"file:///etc/pluvo", fallback, standard},
+      {std::string(kDefaultBaseURL), fallback, standard},  // the default itself parses
   };
   for (const auto& [primary, secondary, expected] : cases) {
     InfoDictionary info;
@@ -56,33 +59,18 @@ TEST(BaseURLTest, TheBundledInfoPlistLeavesTheDefaultInForce) {
   EXPECT_EQ(resolveBaseURL(*info), kDefaultBaseURL);
 }
 
-TEST(BaseURLTest, ProcessBaseURLIsResolvedOnceFromTheChosenDictionary) {
-  static bool ranBefore = false;
-  if (std::exchange(ranBefore, true)) GTEST_SKIP() << "resolved once per process, already done";
-  ASSERT_TRUE(useInfoDictionary({{{"PluvoAPIBaseURL", "https://staging.pluvo.test"}}}));
-  std::vector<std::string> seen(8);
-  {
-    std::vector<std::jthread> threads;
-    for (size_t i = 0; i < seen.size(); ++i) {
-      threads.emplace_back([&seen, i] { seen[i] = defaultBaseURL(); });
-    }
-  }
-  EXPECT_THAT(seen, ::testing::Each(std::string("https://staging.pluvo.test")));
-  EXPECT_FALSE(useInfoDictionary({{{"PluvoAPIBaseURL", "https://later.pluvo.test"}}}));
-  EXPECT_EQ(defaultBaseURL(), "https://staging.pluvo.test");
-}
-
-TEST(BaseURLTest, CommandLineRefusesAnUnusableInformationDictionary) {
-  testing::TemporaryDirectory folder;
-  const std::filesystem::path garbage = folder.path() / "Info.plist";
-  testing::writeFileBytes(garbage, "PluvoAPIBaseURL=https://x.test");
-
-  testing::CommandResult run =
-      testing::runCommand({PLUVO_CLI, "--info", garbage.string(), "snapshot", "placeholder"});
-
-  EXPECT_EQ(run.exitCode, 2);
-  EXPECT_EQ(run.err, "pluvo-widget: --info: " + garbage.string() + ": not a property list\n");
-  EXPECT_EQ(run.out, "");
+// Each program's service resolves its own base URL: nothing is fixed for the process.
+TEST(BaseURLTest, EachForecastServiceResolvesFromItsDictionaryOrTheDefault) {
+  testing::TemporaryDirectory root;
+  testing::TestEnvironment env(root.path());
+  ForecastService staging(
+      env, {.info = InfoDictionary{{{"PluvoAPIBaseURL", "https://staging.pluvo.test"}}}});
+  ForecastService production(env, {.info = InfoDictionary{}});
+  ForecastService bundled(env);  // no Info.plist beside this test program
+  EXPECT_EQ(staging.baseURL(), "https://staging.pluvo.test");
+  EXPECT_EQ(production.baseURL(), kDefaultBaseURL);
+  EXPECT_EQ(bundled.baseURL(), kDefaultBaseURL);
+  EXPECT_EQ(staging.client().baseURL(), "https://staging.pluvo.test");
 }
 
 }  // namespace

@@ -31,7 +31,7 @@ class ChartAPIClientTest : public ::testing::Test {
   testing::TemporaryDirectory root;
   testing::TestEnvironment env{root.path()};
   testing::StubForecastServer server;
-  HttpTransport transport;
+  HttpTransport transport{{.clock = testing::systemWallClock}};
   ChartAPIClient client{env, server.url(), transport};
   const std::string url = server.url() + std::string(kChartPath) + "?location=Oslo";
   const std::string sample = testing::readSample("minimal.json");

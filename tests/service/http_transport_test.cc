@@ -1,7 +1,7 @@
 // The HTTP transport against real servers on 127.0.0.1: the idle and total limits, the size cap,
 // redirects across ports and their loops, TLS verification with the loopback test certificate
 // and the refused HTTPS-to-HTTP redirect, and the two cache policies with the response cache
-// behind them, on disk in the caches folder for the process's shared transport.
+// behind them, on disk in the caches folder for the program's transport.
 #include "service/http_transport.h"
 
 #include <gmock/gmock.h>
@@ -10,6 +10,7 @@
 #include <functional>
 #include <tuple>
 
+#include "service/forecast_service.h"
 #include "support/stub_forecast_server.h"
 #include "support/test_environment.h"
 #include "support/test_support.h"
@@ -34,9 +35,9 @@ std::string fetch(HttpTransport& transport, const std::string& url, CachePolicy 
 }
 
 // The default configuration with the changes a test needs.
-TransportConfiguration configured(const std::function<void(TransportConfiguration&)>& change) {
-  TransportConfiguration configuration;
-  change(configuration);
+TransportConfiguration configured(const std::function<void(TransportConfiguration&)>& change = {}) {
+  TransportConfiguration configuration{.clock = testing::systemWallClock};
+  if (change) change(configuration);
   return configuration;
 }
 
@@ -76,7 +77,7 @@ TEST_F(HttpTransportTest, RefusesBodiesOverTheCapWithOrWithoutALength) {
 }
 
 TEST_F(HttpTransportTest, FollowsRedirectsToAnotherPortAndStopsLoops) {
-  HttpTransport transport;
+  HttpTransport transport(configured());
   StubForecastServer second;
   second.setReply({.body = "packet"});
   server.setReply(
@@ -93,9 +94,10 @@ TEST_F(HttpTransportTest, FollowsRedirectsToAnotherPortAndStopsLoops) {
 
 // Answers curl would describe by its internals get words a person can act on.
 TEST_F(HttpTransportTest, BrokenAnswersAreNamedForWhatTheyAre) {
-  HttpTransport transport;
+  HttpTransport transport(configured());
   std::string manyFields = "HTTP/1.1 200 OK\r\n";
-  for (int i = 0; i < 400; ++i) manyFields += "X-" + std::to_string(i) + ": " + std::string(1000, 'b') + "\r\n";
+  for (int i = 0; i < 400; ++i)
+    manyFields += "X-" + std::to_string(i) + ": " + std::string(1000, 'b') + "\r\n";
   const std::pair<std::string, std::string> kAnswers[] = {
       {"HTTP/1.1 200 OK\r\nX-Big: " + std::string(300'000, 'a') + "\r\n\r\n{}",
        "the response's header is too large"},
@@ -106,7 +108,8 @@ TEST_F(HttpTransportTest, BrokenAnswersAreNamedForWhatTheyAre) {
   };
   for (const auto& [answer, failure] : kAnswers) {
     testing::SilentListener raw(answer);
-    EXPECT_EQ(fetch(transport, raw.url() + "/x"), "request to " + raw.url() + "/x failed: " + failure);
+    EXPECT_EQ(fetch(transport, raw.url() + "/x"),
+              "request to " + raw.url() + "/x failed: " + failure);
   }
 }
 
@@ -117,7 +120,7 @@ TEST_F(HttpTransportTest, VerifiesTlsAndNeverFollowsARedirectDownToPlainHttp) {
       0, testing::StubTls{certificate, data / "loopback-tls-self-signed-key.pem"});
   ASSERT_TRUE(secure.listening()) << secure.error();
   HttpTransport trusting(configured([&](auto& c) { c.trustedCertificates = certificate; }));
-  HttpTransport systemTrust;
+  HttpTransport systemTrust(configured());
   const std::string secureURL = secure.url() + "/x";
   const std::string byName = "https://localhost:" + std::to_string(secure.port()) + "/x";
   const std::string notOK = " failed: SSL peer certificate or SSH remote key was not OK";
@@ -135,7 +138,7 @@ TEST_F(HttpTransportTest, VerifiesTlsAndNeverFollowsARedirectDownToPlainHttp) {
 }
 
 TEST_F(HttpTransportTest, ProtocolPolicyServesFreshAnswersAndTheReloadPolicyAlwaysAsks) {
-  HttpTransport transport;
+  HttpTransport transport(configured());
   server.setReply({.body = "first", .headers = {{"Cache-Control", "max-age=600"}}});
   EXPECT_EQ(fetch(transport, url, kProtocol), "200 fetched: first");
   EXPECT_EQ(fetch(transport, url, kProtocol), "200 cached: first");
@@ -154,7 +157,7 @@ TEST_F(HttpTransportTest, ProtocolPolicyServesFreshAnswersAndTheReloadPolicyAlwa
 }
 
 TEST_F(HttpTransportTest, StaleAnswerIsRevalidatedWithItsETagUnderTheProtocolPolicyOnly) {
-  HttpTransport transport;
+  HttpTransport transport(configured());
   server.setReply({.body = "packet", .headers = {{"Cache-Control", "no-cache"}}, .etag = "\"v1\""});
   EXPECT_EQ(fetch(transport, url, kProtocol), "200 fetched: packet");
   // The server answers 304; the stored answer is served in its place.
@@ -164,16 +167,18 @@ TEST_F(HttpTransportTest, StaleAnswerIsRevalidatedWithItsETagUnderTheProtocolPol
   EXPECT_EQ(server.lastRequest()->header("If-None-Match"), std::nullopt);
 }
 
-TEST_F(HttpTransportTest, SharedTransportKeepsItsCacheInTheCachesFolder) {
-  static testing::TemporaryDirectory root;  // the shared transport outlives every test
+TEST_F(HttpTransportTest, TheProgramsTransportKeepsItsCacheInTheCachesFolder) {
+  testing::TemporaryDirectory root;
   testing::TestEnvironment env(root.path());
   server.setReply({.body = "kept", .headers = {{"Cache-Control", "max-age=600"}}});
-  HttpTransport& shared = sharedTransport(env);
-  EXPECT_EQ(&sharedTransport(env), &shared);
-  EXPECT_EQ(fetch(shared, url), "200 fetched: kept");
-
-  HttpTransport later(
-      configured([&](auto& c) { c.cache.directory = env.cachesPath() / "http-cache"; }));
+  {
+    ForecastService service(env, {.info = InfoDictionary{}});
+    EXPECT_EQ(fetch(service.transport(), url), "200 fetched: kept");
+  }
+  HttpTransport later(configured([&](auto& c) {
+    c.cache.directory = env.cachesPath() / "http-cache";
+    c.clock = [&env] { return toWallTime(env.now()); };  // the service's clock
+  }));
   EXPECT_EQ(fetch(later, url, kProtocol), "200 cached: kept");
   EXPECT_EQ(server.requestCount(), 1);
 }

@@ -50,7 +50,7 @@ TEST(InfoDictionaryTest, UnusableFilesGiveAnErrorNamingTheFile) {
   testing::TemporaryDirectory folder;
   const std::filesystem::path file = folder.path() / "Info.plist";
   const std::pair<std::optional<std::string>, std::string> cases[] = {
-      {std::nullopt, "cannot read " + file.string() + ": No such file or directory"},
+      {std::nullopt, "cannot open " + file.string() + ": No such file or directory"},
       {"", file.string() + ": not a property list (the file is empty)"},
       {"PluvoAPIBaseURL = https://x.test\n", file.string() + ": not a property list"},
       {R"(<?xml version="1.0"?><plist version="1.0"><array><string>a</string></array></plist>)",

@@ -6,7 +6,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <fstream>
+#include <future>
 #include <thread>
 
 #include "support/test_support.h"
@@ -99,7 +102,7 @@ TEST(CachingRulesTest, RevalidationAsksWithTheValidatorsAndMergesTheNotModifiedF
 }
 
 TEST(ResponseCacheTest, MemoryEvictsTheLeastRecentlyUsedAndSkipsWhatCannotFit) {
-  ResponseCache cache({.memoryCapacity = 2500});  // two entries fit
+  ResponseCache cache({.memoryCapacity = 2500}, testing::systemWallClock);  // two entries fit
   cache.store("https://a", entry('a'));
   cache.store("https://b", entry('b'));
   ASSERT_TRUE(cache.find("https://a").has_value());  // a is now more recent than b
@@ -120,13 +123,14 @@ TEST(ResponseCacheTest, DiskKeepsEntriesAndTheirUseOrderAcrossInstancesAndDropsT
   const CacheConfiguration configuration{
       .directory = root.path(), .memoryCapacity = 1500, .diskCapacity = 2500};
   {
-    ResponseCache cache(configuration);
+    ResponseCache cache(configuration, testing::systemWallClock);
     cache.store("https://x", entry('x'));
     cache.store("https://y", entry('y'));
     EXPECT_EQ(cache.find("https://x"), entry('x'));  // from disk, and now used after y
   }
-  ResponseCache(configuration).store("https://z", entry('z'));  // y, the least recently used, goes
-  ResponseCache cache(configuration);
+  ResponseCache(configuration, testing::systemWallClock)
+      .store("https://z", entry('z'));  // y, the least recently used, goes
+  ResponseCache cache(configuration, testing::systemWallClock);
   EXPECT_EQ(cache.find("https://y"), std::nullopt);
   EXPECT_EQ(cache.find("https://x"), entry('x'));
   EXPECT_EQ(cache.find("https://z"), entry('z'));
@@ -137,7 +141,7 @@ TEST(ResponseCacheTest, DiskKeepsEntriesAndTheirUseOrderAcrossInstancesAndDropsT
   }
   testing::writeFileBytes(root.path() / "0123456789abcdef.response", "not a cache entry");
   // Found by fuzzing: a response time in the year 4733 overflowed the clock when read.
-  ResponseCache(configuration).store("https://far", entry('f', 10));
+  ResponseCache(configuration, testing::systemWallClock).store("https://far", entry('f', 10));
   for (const auto& file : fs::directory_iterator(root.path())) {
     std::string bytes = testing::readFileBytes(file.path());
     if (bytes.find("https://far\n") == std::string::npos) continue;
@@ -146,7 +150,7 @@ TEST(ResponseCacheTest, DiskKeepsEntriesAndTheirUseOrderAcrossInstancesAndDropsT
     bytes.replace(bytes.rfind(millis), millis.size(), "87195431624486");
     testing::writeFileBytes(file.path(), bytes);
   }
-  ResponseCache reopened(configuration);
+  ResponseCache reopened(configuration, testing::systemWallClock);
   EXPECT_EQ(reopened.find("https://x"), std::nullopt);
   EXPECT_EQ(reopened.find("https://far"), std::nullopt);
   EXPECT_EQ(reopened.usage().diskEntries, 2u);
@@ -155,7 +159,8 @@ TEST(ResponseCacheTest, DiskKeepsEntriesAndTheirUseOrderAcrossInstancesAndDropsT
 
 TEST(ResponseCacheTest, ConcurrentUseKeepsTheAccountsRight) {
   TemporaryDirectory root;
-  ResponseCache cache({.directory = root.path(), .memoryCapacity = 8000, .diskCapacity = 8000});
+  ResponseCache cache({.directory = root.path(), .memoryCapacity = 8000, .diskCapacity = 8000},
+                      testing::systemWallClock);
   {
     std::vector<std::jthread> threads;
     for (int t = 0; t < 4; ++t) {
@@ -179,6 +184,30 @@ TEST(ResponseCacheTest, ConcurrentUseKeepsTheAccountsRight) {
   EXPECT_EQ(bytes, usage.diskBytes);
   EXPECT_LE(bytes, 8000u);
   EXPECT_LE(usage.memoryBytes, 8000u);
+}
+
+// A disk that stalls on one entry's file (here a pipe nobody writes yet) holds up no other use.
+TEST(ResponseCacheTest, AStalledFileHoldsUpOnlyItsOwnEntry) {
+  TemporaryDirectory root;
+  ResponseCache({.directory = root.path()}, testing::systemWallClock)
+      .store("https://a", entry('a'));
+  ResponseCache cache({.directory = root.path()}, testing::systemWallClock);
+  cache.store("https://b", entry('b'));
+  const fs::path stalled = root.path() / "8dc2b015d78ab66d.response";  // https://a
+  ASSERT_TRUE(fs::exists(stalled));
+  fs::remove(stalled);
+  ASSERT_EQ(::mkfifo(stalled.c_str(), 0600), 0);
+
+  auto readingA = std::async(std::launch::async, [&] { return cache.find("https://a"); });
+  auto usingB = std::async(std::launch::async, [&] {
+    cache.store("https://c", entry('c'));
+    return cache.find("https://b");
+  });
+  bool finished = usingB.wait_for(20s) == std::future_status::ready;
+  { std::ofstream(stalled) << "not an entry"; }  // lets the read of A end
+  EXPECT_TRUE(finished) << "the other entries waited for A's file";
+  EXPECT_EQ(readingA.get(), std::nullopt);  // and A's torn file is dropped
+  EXPECT_EQ(usingB.get(), entry('b'));
 }
 
 }  // namespace

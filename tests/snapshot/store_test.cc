@@ -194,8 +194,7 @@ TEST(SnapshotStoreTest, StorageTroubleBeyondTheProductsLinesIsADiagnostic) {
     for (const std::string& line : b.env.logger.lines()) {
       EXPECT_THAT(line, ::testing::StartsWith("Pluvo widget snapshot ")) << c.name;
     }
-    EXPECT_THAT(b.env.diagnostics.lines(),
-                ElementsAre(::testing::StartsWith(c.diagnostic)))
+    EXPECT_THAT(b.env.diagnostics.lines(), ElementsAre(::testing::StartsWith(c.diagnostic)))
         << c.name;
   }
 }

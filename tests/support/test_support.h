@@ -2,7 +2,7 @@
 // foreground or in the background, and a patient poll for what a background program does.
 //
 //   ChildProcess host({cli, "host", "--out", out});
-//   ASSERT_TRUE(eventually([&] { return count(host.output(), "wrote") == 5; }));
+//   ASSERT_TRUE(eventually([&] { return occurrences(host.output(), " wrote ") == 5; }));
 //   host.signal(SIGTERM);
 //   EXPECT_EQ(host.waitForExit(10s), 0);
 #pragma once
@@ -19,8 +19,8 @@
 #include <string_view>
 #include <vector>
 
+#include "base/instant.h"
 #include "model/widget_snapshot.h"
-#include "platform/instant.h"
 
 namespace pluvo::testing {
 
@@ -28,6 +28,12 @@ namespace pluvo::testing {
 std::string readSample(std::string_view name);
 std::string readFileBytes(const std::filesystem::path& path);
 void writeFileBytes(const std::filesystem::path& path, std::string_view bytes);
+
+// The system's wall clock, for the transports and caches a test makes itself (the product reads
+// it only through its environment).
+inline std::chrono::system_clock::time_point systemWallClock() {
+  return std::chrono::system_clock::now();
+}
 
 // An instant from its ISO 8601 text; the test fails on a malformed text.
 Instant at(std::string_view iso8601);

@@ -25,18 +25,12 @@ namespace {
 using namespace std::chrono_literals;
 using model::PluvoWidgetSnapshot;
 using testing::at;
-using ::testing::HasSubstr;
 
 // The rainy week of Galveston (America/Chicago), 2026-10-29 to 2026-11-04, built at `updatedAt`.
 PluvoWidgetSnapshot rainyWeek(Instant updatedAt) {
   auto packet = model::decodeChartPacket(testing::readSample("rainy-week.json")).value();
   return snapshot::makeWidgetSnapshot(
       packet, {"Galveston, TX", 5, "F", std::vector<std::string>{"precip", "temp"}}, updatedAt);
-}
-
-bool anyLineStartsWith(const std::vector<std::string>& lines, std::string_view prefix) {
-  return std::any_of(lines.begin(), lines.end(),
-                     [&](const std::string& line) { return line.starts_with(prefix); });
 }
 
 class ProviderTest : public ::testing::Test {
@@ -57,17 +51,12 @@ class ProviderTest : public ::testing::Test {
     return future.get();
   }
 
-  void writeForecastCache() {
-    testing::writeFileBytes(env.containerPath() / "pluvo-last-forecast.json",
-                            testing::readSample("forecast-cache.json"));
-  }
-
   testing::TemporaryDirectory root;
   // 2026-10-29T20:00:00Z, 15:00 in Chicago; the bundled cache was completed at 19:06:40Z.
   testing::TestEnvironment env{root.path(), {.manualLoopClock = false}};
   testing::StubForecastServer server;
-  service::HttpTransport transport{
-      service::TransportConfiguration{.requestTimeout = 5000ms, .resourceTimeout = 10000ms}};
+  service::HttpTransport transport{service::TransportConfiguration{
+      .requestTimeout = 5000ms, .resourceTimeout = 10000ms, .clock = testing::systemWallClock}};
   snapshot::SnapshotStore store{env};
   snapshot::ForecastCacheRecovery recovery{env};
   PluvoWidgetRefreshCoordinator coordinator{env, store,
@@ -78,90 +67,65 @@ class ProviderTest : public ::testing::Test {
 
 enum class Reload { inFiveMinutes, fourHoursAfterUpdate, inOneHour };
 
-struct TimelineCase {
-  const char* name;
-  std::optional<double> storedAge;  // seconds before now; nullopt: nothing stored
-  std::function<void(PluvoWidgetSnapshot&)> edit = {};
-  bool forecastCache = false;
-  int status = 200;
-  // Expected:
-  SnapshotSource source = SnapshotSource::stored;
-  bool refresh = false;
-  Reload reload = Reload::fourHoursAfterUpdate;
-  bool cacheConsulted = true;
-  const char* clock = "2026-10-29T20:00:00Z";
-};
-
 TEST_F(ProviderTest, TimelineDecisions) {
-  const auto onlyFirstDay = [](PluvoWidgetSnapshot& s) { s.days.resize(1); };
-  const std::vector<TimelineCase> cases = {
-      {.name = "nothing stored",
-       .storedAge = std::nullopt,
-       .source = SnapshotSource::placeholder,
-       .reload = Reload::inFiveMinutes},
-      {.name = "1 h old", .storedAge = 3600, .cacheConsulted = false},
-      {.name = "3 h 59 min old", .storedAge = 14340},
-      {.name = "3 h old, newer cache",
-       .storedAge = 10800,
-       .forecastCache = true,
-       .source = SnapshotSource::recovered},
-      {.name = "exactly 4 h old",
-       .storedAge = 14400,
-       .source = SnapshotSource::refreshed,
-       .refresh = true},
-      {.name = "exactly 4 h old, refresh fails",
-       .storedAge = 14400,
-       .status = 503,
-       .refresh = true,
-       .reload = Reload::inOneHour},
-      {.name = "today not covered, refresh fails",
-       .storedAge = 60,
-       .edit = [](PluvoWidgetSnapshot& s) { s.days.erase(s.days.begin()); },
-       .status = 503,
-       .refresh = true,
-       .reload = Reload::inOneHour},
-      {.name = "no fullDate is never today",
-       .storedAge = 60,
-       .edit =
-           [](PluvoWidgetSnapshot& s) {
-             for (auto& day : s.days) day.fullDate.reset();
-           },
-       .status = 503,
-       .refresh = true,
-       .reload = Reload::inOneHour},
-      // 03:00Z on the 30th is still the 29th in Chicago (the device) but the 30th in UTC and
-      // Tokyo; the snapshot holds the 29th alone.
-      {.name = "absent zone: the device's",
-       .storedAge = 60,
-       .edit = [&](PluvoWidgetSnapshot& s) { onlyFirstDay(s), s.timezone.reset(); },
-       .cacheConsulted = false,
-       .clock = "2026-10-30T03:00:00Z"},
-      {.name = "unknown zone: the device's",
-       .storedAge = 60,
-       .edit = [&](PluvoWidgetSnapshot& s) { onlyFirstDay(s), s.timezone = "Mars/Olympus"; },
-       .cacheConsulted = false,
-       .clock = "2026-10-30T03:00:00Z"},
-      {.name = "a known zone is the place's",
-       .storedAge = 60,
-       .edit = [&](PluvoWidgetSnapshot& s) { onlyFirstDay(s), s.timezone = "Asia/Tokyo"; },
-       .status = 503,
-       .refresh = true,
-       .reload = Reload::inOneHour,
-       .clock = "2026-10-30T03:00:00Z"},
+  using Edit = std::function<void(PluvoWidgetSnapshot&)>;
+  using enum SnapshotSource;
+  using enum Reload;
+  const Edit dropToday = [](PluvoWidgetSnapshot& s) { s.days.erase(s.days.begin()); };
+  const Edit noFullDates = [](PluvoWidgetSnapshot& s) {
+    for (auto& day : s.days) day.fullDate.reset();
   };
-
-  for (const TimelineCase& c : cases) {
+  const auto firstDayIn = [](std::optional<std::string> zone) -> Edit {
+    return [zone](PluvoWidgetSnapshot& s) { s.days.resize(1), s.timezone = zone; };
+  };
+  const char* const late = "2026-10-30T03:00:00Z";
+  struct Case {
+    const char* name;
+    std::optional<double> storedAge;  // seconds before now; nullopt: nothing stored
+    Edit edit;
+    bool forecastCache;
+    int status;
+    SnapshotSource source;  // expected from here on
+    bool refresh;
+    Reload reload;
+    bool cacheConsulted;
+    const char* clock = "2026-10-29T20:00:00Z";
+  };
+  // 03:00Z on the 30th is still the 29th in Chicago (the device) but the 30th in UTC and Tokyo;
+  // the zone rows keep the 29th alone.
+  // clang-format off
+  const Case cases[] = {
+      {"nothing stored", std::nullopt, {}, false, 200, placeholder, false, inFiveMinutes, true},
+      {"1 h 59 min 59 s old", 7199, {}, false, 200, stored, false, fourHoursAfterUpdate, false},
+      {"3 h 59 min old", 14340, {}, false, 200, stored, false, fourHoursAfterUpdate, true},
+      {"3 h old, newer cache", 10800, {}, true, 200, recovered, false, fourHoursAfterUpdate, true},
+      {"exactly 4 h old", 14400, {}, false, 200, refreshed, true, fourHoursAfterUpdate, true},
+      {"exactly 4 h old, refresh fails", 14400, {}, false, 503, stored, true, inOneHour, true},
+      {"today not covered, refresh fails", 60, dropToday, false, 503, stored, true, inOneHour, true},
+      {"no fullDate is never today", 60, noFullDates, false, 503, stored, true, inOneHour, true},
+      {"absent zone: the device's", 60, firstDayIn(std::nullopt), false, 200, stored, false,
+       fourHoursAfterUpdate, false, late},
+      {"unknown zone: the device's", 60, firstDayIn("Mars/Olympus"), false, 200, stored, false,
+       fourHoursAfterUpdate, false, late},
+      {"a known zone is the place's", 60, firstDayIn("Asia/Tokyo"), false, 503, stored, true,
+       inOneHour, true, late},
+  };
+  // clang-format on
+  for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     std::filesystem::remove_all(env.containerPath());
     env.clock.set(at(c.clock));
     const Instant now = env.now();
-    std::optional<PluvoWidgetSnapshot> stored;
+    std::optional<PluvoWidgetSnapshot> saved;
     if (c.storedAge) {
-      stored = rainyWeek(now - *c.storedAge);
-      if (c.edit) c.edit(*stored);
-      store.save(*stored, false);
+      saved = rainyWeek(now - *c.storedAge);
+      if (c.edit) c.edit(*saved);
+      store.save(*saved, false);
     }
-    if (c.forecastCache) writeForecastCache();
+    if (c.forecastCache) {
+      testing::writeFileBytes(env.containerPath() / "pluvo-last-forecast.json",
+                              testing::readSample("forecast-cache.json"));
+    }
     server.setReply({.status = c.status, .body = testing::readSample("rainy-week.json")});
     const int requestsBefore = server.requestCount();
     env.logger.clear();
@@ -172,29 +136,21 @@ TEST_F(ProviderTest, TimelineDecisions) {
     EXPECT_EQ(t.networkRefreshRan, c.refresh);
     EXPECT_EQ(server.requestCount() - requestsBefore, c.refresh ? 1 : 0);
     EXPECT_EQ(t.entry.date, now);
-    EXPECT_EQ(anyLineStartsWith(env.logger.lines(), "Pluvo widget snapshot recovery") ||
-                  t.source == SnapshotSource::recovered,
-              c.cacheConsulted)
-        << ::testing::PrintToString(env.logger.lines());
-    switch (c.reload) {
-      case Reload::inFiveMinutes:
-        EXPECT_TRUE(t.entry.snapshot.isPlaceholder());
-        EXPECT_EQ(t.reloadDate, now + 300);
-        break;
-      case Reload::fourHoursAfterUpdate:
-        EXPECT_EQ(t.reloadDate, t.entry.snapshot.updatedAt + 14400);
-        EXPECT_GT(t.reloadDate, now);
-        break;
-      case Reload::inOneHour:
-        EXPECT_EQ(t.reloadDate, now + 3600);
-        break;
-    }
+    const auto& lines = env.logger.lines();
+    const bool recoveryLine = std::ranges::any_of(lines, [](const std::string& l) {
+      return l.starts_with("Pluvo widget snapshot recovery");
+    });
+    EXPECT_EQ(recoveryLine || t.source == recovered, c.cacheConsulted)
+        << ::testing::PrintToString(lines);
+    EXPECT_EQ(t.entry.snapshot.isPlaceholder(), c.reload == inFiveMinutes);
+    const Instant reload[] = {now + 300, t.entry.snapshot.updatedAt + 14400, now + 3600};
+    EXPECT_EQ(t.reloadDate, reload[static_cast<int>(c.reload)]);
+    EXPECT_GT(t.reloadDate, now);
     // What is shown is the winning snapshot projected onto the entry's date.
-    if (t.source == SnapshotSource::stored) {
-      EXPECT_EQ(t.entry.snapshot, snapshot::displaySnapshot(snapshot::normalized(*stored), now,
-                                                            env.deviceTimeZone()));
-    }
-    if (t.source == SnapshotSource::refreshed || t.source == SnapshotSource::recovered) {
+    if (t.source == stored) {
+      EXPECT_EQ(t.entry.snapshot,
+                snapshot::displaySnapshot(snapshot::normalized(*saved), now, env.deviceTimeZone()));
+    } else if (t.source != placeholder) {
       EXPECT_EQ(t.entry.snapshot.updatedAt, now);
       EXPECT_EQ(store.load()->updatedAt, now);  // saved ...
     }
@@ -203,16 +159,10 @@ TEST_F(ProviderTest, TimelineDecisions) {
   env.eventLoop().postDelayed(1s, [&] { env.eventLoop().stop(); });
   env.eventLoop().run();
   EXPECT_TRUE(env.widgets.requests().empty());
-}
 
-TEST_F(ProviderTest, ReloadDateIsNeverInThePast) {
-  const Instant now = env.now();
-  const TimeZone chicago = env.deviceTimeZone();
-  // A refreshed snapshot of old server data: its 4-hour mark has passed.
-  EXPECT_EQ(nextReloadDate(rainyWeek(now - 14400), now, chicago), now + 3600);
-  EXPECT_EQ(nextReloadDate(rainyWeek(now - 20000), now, chicago), now + 3600);
-  EXPECT_EQ(nextReloadDate(rainyWeek(now - 14399), now, chicago), now + 1);
-  EXPECT_EQ(provider.nextReloadDate(rainyWeek(now - 60)), now - 60 + 14400);
+  // One second before its 4-hour mark a covering snapshot is due then, not an hour later.
+  EXPECT_EQ(nextReloadDate(rainyWeek(env.now() - 14399), env.now(), env.deviceTimeZone()),
+            env.now() + 1);
 }
 
 TEST_F(ProviderTest, FiveKindsAtOnceShareOneRequest) {
@@ -236,30 +186,27 @@ TEST_F(ProviderTest, FiveKindsAtOnceShareOneRequest) {
 }
 
 TEST_F(ProviderTest, QuickSnapshotAndPlaceholderNeverRefresh) {
-  int calls = 0;
-  provider.getSnapshot([&](PluvoWidgetEntry entry, SnapshotSource source) {
-    ++calls;
-    EXPECT_TRUE(entry.snapshot.isPlaceholder());
-    EXPECT_EQ(source, SnapshotSource::placeholder);
-  });
-  EXPECT_EQ(calls, 1);
-
+  std::vector<std::pair<PluvoWidgetEntry, SnapshotSource>> calls;
+  auto record = [&](PluvoWidgetEntry entry, SnapshotSource source) {
+    calls.emplace_back(std::move(entry), source);
+  };
+  provider.getSnapshot(record);
   // Stale and yesterday's: still shown as stored, without the display projection.
   const PluvoWidgetSnapshot stale = rainyWeek(env.now() - 30 * 3600);
   store.save(stale, false);
-  provider.getSnapshot([&](PluvoWidgetEntry entry, SnapshotSource source) {
-    ++calls;
-    EXPECT_EQ(entry.date, env.now());
-    EXPECT_EQ(entry.snapshot, snapshot::normalized(stale));
-    EXPECT_EQ(source, SnapshotSource::stored);
-  });
-  EXPECT_EQ(calls, 2);
+  provider.getSnapshot(record);
+  ASSERT_EQ(calls.size(), 2u);
+  EXPECT_TRUE(calls[0].first.snapshot.isPlaceholder());
+  EXPECT_EQ(calls[0].second, SnapshotSource::placeholder);
+  EXPECT_EQ(calls[1].first.date, env.now());
+  EXPECT_EQ(calls[1].first.snapshot, snapshot::normalized(stale));
+  EXPECT_EQ(calls[1].second, SnapshotSource::stored);
   EXPECT_EQ(server.requestCount(), 0);
 
   env.logger.clear();
   std::filesystem::remove_all(env.containerPath());
-  PluvoWidgetEntry placeholder = provider.placeholder();
-  EXPECT_EQ(placeholder.snapshot, model::makePlaceholderSnapshot(env.now(), env.deviceTimeZone()));
+  EXPECT_EQ(provider.placeholder().snapshot,
+            model::makePlaceholderSnapshot(env.now(), env.deviceTimeZone()));
   EXPECT_TRUE(env.logger.lines().empty());  // no load was even tried
 }
 

@@ -8,6 +8,7 @@
 #include <latch>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 #include "model/widget_snapshot.h"
 #include "snapshot/builder.h"
@@ -18,7 +19,7 @@
 namespace pluvo::timeline {
 namespace {
 
-using ::testing::AllOf;
+using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
@@ -27,40 +28,51 @@ using ::testing::StartsWith;
 std::vector<std::string> linesStartingWith(const std::vector<std::string>& lines,
                                            std::string_view prefix) {
   std::vector<std::string> found;
-  for (const auto& line : lines) {
-    if (line.starts_with(prefix)) found.push_back(line);
-  }
+  std::ranges::copy_if(lines, std::back_inserter(found),
+                       [&](const std::string& line) { return line.starts_with(prefix); });
   return found;
 }
 
 // The snapshot on show before a refresh: Galveston in Celsius with tide overlays, five days.
 model::PluvoWidgetSnapshot shownSnapshot() {
   auto packet = model::decodeChartPacket(testing::readSample("rainy-week.json")).value();
-  snapshot::BuildOptions options;
-  options.displayLocation = "Galveston, TX";
-  options.dayCount = 5;
-  options.temperatureUnit = "C";
-  options.selectedMetricKeys = std::vector<std::string>{"tide", "precip"};
-  return snapshot::makeWidgetSnapshot(packet, options, testing::at("2026-10-29T12:00:00Z"));
+  return snapshot::makeWidgetSnapshot(
+      packet, {"Galveston, TX", 5, "C", std::vector<std::string>{"tide", "precip"}},
+      testing::at("2026-10-29T12:00:00Z"));
 }
 
 class RefreshCoordinatorTest : public ::testing::Test {
  protected:
   RefreshCoordinatorTest() {
-    server.setReply({.body = testing::readSample("rainy-week.json"),
-                     .delay = std::chrono::milliseconds(300)});
+    server.setReply({.body = testing::readSample("rainy-week.json"), .delay = 300ms});
   }
 
   service::ChartAPIClient client(platform::Environment& environment) {
     return service::ChartAPIClient(environment, server.url(), transport);
   }
 
+  // `count` callers refreshing `shown` at the same moment.
+  static std::vector<std::optional<model::PluvoWidgetSnapshot>> refreshTogether(
+      PluvoWidgetRefreshCoordinator& coordinator, const model::PluvoWidgetSnapshot& shown,
+      size_t count) {
+    std::latch start(static_cast<std::ptrdiff_t>(count));
+    std::vector<std::optional<model::PluvoWidgetSnapshot>> results(count, shown);
+    std::vector<std::jthread> callers;
+    for (size_t i = 0; i < count; ++i) {
+      callers.emplace_back([&, i] {
+        start.arrive_and_wait();
+        results[i] = coordinator.refresh(shown);
+      });
+    }
+    callers.clear();  // joins
+    return results;
+  }
+
   testing::TemporaryDirectory root;
   testing::TestEnvironment env{root.path()};
   testing::StubForecastServer server;
   service::HttpTransport transport{service::TransportConfiguration{
-      .requestTimeout = std::chrono::milliseconds(5000),
-      .resourceTimeout = std::chrono::milliseconds(10000)}};
+      .requestTimeout = 5000ms, .resourceTimeout = 10000ms, .clock = testing::systemWallClock}};
   snapshot::SnapshotStore store{env};
 };
 
@@ -68,18 +80,7 @@ TEST_F(RefreshCoordinatorTest, ConcurrentCallersShareOneRequestAndOneSnapshot) {
   PluvoWidgetRefreshCoordinator coordinator(env, store, client(env));
   const model::PluvoWidgetSnapshot shown = shownSnapshot();
 
-  constexpr int kCallers = 5;  // one per widget kind
-  std::latch start(kCallers);
-  std::vector<std::optional<model::PluvoWidgetSnapshot>> results(kCallers);
-  std::vector<std::thread> callers;
-  for (int i = 0; i < kCallers; ++i) {
-    callers.emplace_back([&, i] {
-      start.arrive_and_wait();
-      results[static_cast<size_t>(i)] = coordinator.refresh(shown);
-    });
-  }
-  for (auto& caller : callers) caller.join();
-
+  const auto results = refreshTogether(coordinator, shown, 5);  // one per widget kind
   EXPECT_EQ(server.requestCount(), 1);
   ASSERT_TRUE(results[0].has_value());
   for (const auto& result : results) EXPECT_EQ(result, results[0]);
@@ -88,8 +89,9 @@ TEST_F(RefreshCoordinatorTest, ConcurrentCallersShareOneRequestAndOneSnapshot) {
   // The request carries the place in order, with the shortest decimals and a whole-second stamp.
   auto request = server.lastRequest().value();
   EXPECT_EQ(request.path, "/api/mobile/weather-chart");
-  EXPECT_EQ(request.query,
-            "location=Galveston%2c+TX&provider=openmeteo&lat=29.3013&lon=-94.7977&refresh=1793304000");
+  EXPECT_EQ(
+      request.query,
+      "location=Galveston%2c+TX&provider=openmeteo&lat=29.3013&lon=-94.7977&refresh=1793304000");
   EXPECT_EQ(request.header("Accept"), "application/json");
 
   // Built with the previous snapshot's settings and saved without asking for a reload.
@@ -99,11 +101,11 @@ TEST_F(RefreshCoordinatorTest, ConcurrentCallersShareOneRequestAndOneSnapshot) {
   EXPECT_EQ(fresh.temperatureUnit, "C");
   EXPECT_EQ(fresh.selectedMetricKeys, (std::vector<std::string>{"tide", "precip"}));
   EXPECT_EQ(store.load(), fresh);
-  env.advance(std::chrono::seconds(1));
+  env.advance(1s);
   EXPECT_TRUE(env.widgets.requests().empty());
 
   // A refresh after that one has ended asks the server again.
-  env.advance(std::chrono::seconds(59));
+  env.advance(59s);
   ASSERT_TRUE(coordinator.refresh(shown).has_value());
   EXPECT_EQ(server.requestCount(), 2);
   EXPECT_THAT(server.lastRequest()->query, HasSubstr("&refresh=1793304060"));
@@ -144,8 +146,7 @@ TEST_F(RefreshCoordinatorTest, FailuresLogOneLineAndLeaveTheStoredSnapshotAlone)
   EXPECT_EQ(coordinator.refresh(shown), std::nullopt);
   testing::SilentListener silent;  // then nobody answers at all
   service::HttpTransport impatient{service::TransportConfiguration{
-      .requestTimeout = std::chrono::milliseconds(300),
-      .resourceTimeout = std::chrono::milliseconds(600)}};
+      .requestTimeout = 300ms, .resourceTimeout = 600ms, .clock = testing::systemWallClock}};
   PluvoWidgetRefreshCoordinator unanswered(env, store,
                                            service::ChartAPIClient(env, silent.url(), impatient));
   EXPECT_EQ(unanswered.refresh(shown), std::nullopt);
@@ -174,16 +175,7 @@ TEST_F(RefreshCoordinatorTest, AThrowingLeaderReleasesItsFollowers) {
   PluvoWidgetRefreshCoordinator coordinator(exploding, explodingStore, client(exploding));
   const model::PluvoWidgetSnapshot shown = shownSnapshot();
 
-  std::latch start(3);
-  std::vector<std::optional<model::PluvoWidgetSnapshot>> results(3, shown);
-  std::vector<std::thread> callers;
-  for (size_t i = 0; i < 3; ++i) {
-    callers.emplace_back([&, i] {
-      start.arrive_and_wait();
-      results[i] = coordinator.refresh(shown);
-    });
-  }
-  for (auto& caller : callers) caller.join();
+  const auto results = refreshTogether(coordinator, shown, 3);
   EXPECT_EQ(server.requestCount(), 1);
   EXPECT_THAT(results, ElementsAre(std::nullopt, std::nullopt, std::nullopt));
   EXPECT_THAT(linesStartingWith(env.logger.lines(), kRefreshFailedLine),

@@ -140,22 +140,27 @@ TEST(Layouts, EveryFixtureAndKindKeepsItsElementsApartInsideThePaddingAndAligned
 
 TEST(Layouts, EachKindShowsItsNumberOfDays) {
   PluvoWidgetSnapshot seven = build(7), two = build(2), one = build(1);
+  const PluvoWidgetSnapshot placeholder = model::makePlaceholderSnapshot(kRainyNow, kChicago);
   struct Case {
     std::string_view kind;
     const PluvoWidgetSnapshot* snapshot;
     int rows;
     bool note;  // "No more days in this forecast"
   };
-  for (Case c : {Case{"PluvoTodayMediumWidget", &seven, 1, false},
-                 {"PluvoTwoDayMediumWidget", &seven, 2, false},
-                 {"PluvoTwoDayMediumWidget", &one, 1, true},
-                 {"PluvoThreeDayLargeWidget", &seven, 3, false},
-                 {"PluvoThreeDayLargeWidget", &two, 2, true},
-                 {"PluvoFiveDayLargeWidget", &seven, 5, false},
-                 {"PluvoFiveDayLargeWidget", &two, 2, true}}) {
+  for (Case c :
+       {Case{"PluvoTodayMediumWidget", &seven, 1, false},
+        {"PluvoTwoDayMediumWidget", &seven, 2, false},
+        {"PluvoTwoDayMediumWidget", &one, 1, true},
+        {"PluvoThreeDayLargeWidget", &seven, 3, false},
+        {"PluvoThreeDayLargeWidget", &two, 2, true},
+        {"PluvoFiveDayLargeWidget", &seven, 5, false},
+        {"PluvoFiveDayLargeWidget", &two, 2, true},
+        // The placeholder draws like any snapshot: its five days, not the unavailable face.
+        {"PluvoFiveDayLargeWidget", &placeholder, 5, false}}) {
     SCOPED_TRACE(std::string(c.kind) + " from " + std::to_string(c.snapshot->days.size()));
     WidgetLayout layout = layoutOf(c.kind, *c.snapshot, kRainyNow);
     EXPECT_EQ(layout.dayRows, c.rows);
+    EXPECT_FALSE(layout.unavailable);
     EXPECT_EQ(layout.find(ElementRole::emptyNote) != nullptr, c.note);
     if (layout.kind != LayoutKind::mediumToday) {
       EXPECT_EQ(layout.findAll(ElementRole::rowGroup).size(), static_cast<size_t>(c.rows));
@@ -273,11 +278,6 @@ TEST(Layouts, WithoutAUsableDayTheWidgetSaysForecastUnavailable) {
                     layout.find(ElementRole::dataAge)->accessibilityLabel);
     }
   }
-  // The placeholder draws like any snapshot: its five days, not the unavailable face.
-  WidgetLayout placeholder = layoutOf(
-      "PluvoFiveDayLargeWidget", model::makePlaceholderSnapshot(kRainyNow, kChicago), kRainyNow);
-  EXPECT_FALSE(placeholder.unavailable);
-  EXPECT_EQ(placeholder.dayRows, 5);
 }
 
 TEST(Catalogue, OnlyExactKindsAreDrawn) {

@@ -11,8 +11,8 @@
 
 #include <optional>
 
-#include "platform/calendar.h"
-#include "platform/instant.h"
+#include "base/calendar.h"
+#include "base/instant.h"
 
 namespace pluvo::activity::internal {
 

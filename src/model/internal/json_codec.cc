@@ -9,14 +9,21 @@ namespace pluvo::model::internal {
 
 std::string_view jsonTypeName(dom::element_type type) {
   switch (type) {
-    case dom::element_type::ARRAY: return "an array";
-    case dom::element_type::OBJECT: return "an object";
+    case dom::element_type::ARRAY:
+      return "an array";
+    case dom::element_type::OBJECT:
+      return "an object";
     case dom::element_type::INT64:
-    case dom::element_type::UINT64: return "an integer";
-    case dom::element_type::DOUBLE: return "a float";
-    case dom::element_type::STRING: return "a string";
-    case dom::element_type::BOOL: return "a Boolean";
-    case dom::element_type::NULL_VALUE: return "null";
+    case dom::element_type::UINT64:
+      return "an integer";
+    case dom::element_type::DOUBLE:
+      return "a float";
+    case dom::element_type::STRING:
+      return "a string";
+    case dom::element_type::BOOL:
+      return "a Boolean";
+    case dom::element_type::NULL_VALUE:
+      return "null";
   }
   return "an unknown value";
 }
@@ -98,7 +105,8 @@ class SyntaxScan {
   std::optional<SyntaxError> error(std::string what) const { return SyntaxError{at_, what}; }
 
   void skipBlanks() {
-    while (at_ < json_.size() && std::string_view(" \t\n\r").find(json_[at_]) != std::string_view::npos) {
+    while (at_ < json_.size() &&
+           std::string_view(" \t\n\r").find(json_[at_]) != std::string_view::npos) {
       ++at_;
     }
   }
@@ -155,7 +163,8 @@ class SyntaxScan {
         char escape = json_[at_];
         if (escape == 'u') {
           for (int k = 1; k <= 4; ++k) {
-            if (at_ + k >= json_.size() || !std::isxdigit(static_cast<unsigned char>(json_[at_ + k]))) {
+            if (at_ + k >= json_.size() ||
+                !std::isxdigit(static_cast<unsigned char>(json_[at_ + k]))) {
               return error("a malformed \\u escape");
             }
           }
@@ -211,8 +220,10 @@ std::optional<std::string> widenOversizedIntegers(std::string_view json) {
   for (size_t i = 0; i < json.size(); ++i) {
     char c = json[i];
     if (inString) {
-      if (c == '\\') ++i;
-      else if (c == '"') inString = false;
+      if (c == '\\')
+        ++i;
+      else if (c == '"')
+        inString = false;
       continue;
     }
     if (c == '"') {
@@ -222,8 +233,8 @@ std::optional<std::string> widenOversizedIntegers(std::string_view json) {
     if (c != '-' && (c < '0' || c > '9')) continue;
     size_t end = i + 1;
     bool integer = true;
-    while (end < json.size() && std::string_view("0123456789.eE+-").find(json[end]) !=
-                                    std::string_view::npos) {
+    while (end < json.size() &&
+           std::string_view("0123456789.eE+-").find(json[end]) != std::string_view::npos) {
       if (json[end] == '.' || json[end] == 'e' || json[end] == 'E') integer = false;
       ++end;
     }

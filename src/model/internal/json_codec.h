@@ -21,10 +21,10 @@
 #include <simdjson.h>
 
 #include <array>
-#include <cmath>
 #include <boost/describe.hpp>
 #include <boost/mp11.hpp>
 #include <boost/pfr/core.hpp>
+#include <cmath>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -33,10 +33,10 @@
 #include <type_traits>
 #include <vector>
 
+#include "base/error.h"
+#include "base/instant.h"
+#include "base/text.h"
 #include "model/json_writer.h"
-#include "platform/error.h"
-#include "platform/instant.h"
-#include "platform/text.h"
 
 namespace pluvo::model::internal {
 
@@ -91,7 +91,8 @@ concept DescribedEnum = boost::describe::has_describe_enumerators<T>::value;
 template <Described T>
 constexpr bool describesEveryField() {
   return boost::pfr::tuple_size_v<T> ==
-         boost::mp11::mp_size<boost::describe::describe_members<T, boost::describe::mod_public>>::value;
+         boost::mp11::mp_size<
+             boost::describe::describe_members<T, boost::describe::mod_public>>::value;
 }
 
 template <class T>
@@ -414,7 +415,9 @@ Expected<std::string> encodeDocument(const T& value) {
 }
 
 // Member-wise hash of described records, for the records' std::hash.
-inline void hashCombine(size_t& seed, size_t h) { seed ^= h + 0x9e3779b97f4a7c15ULL + (seed << 6) + (seed >> 2); }
+inline void hashCombine(size_t& seed, size_t h) {
+  seed ^= h + 0x9e3779b97f4a7c15ULL + (seed << 6) + (seed >> 2);
+}
 
 template <class T>
 void hashOne(size_t& seed, const T& value) {
@@ -426,7 +429,10 @@ void hashOne(size_t& seed, const T& value) {
   } else if constexpr (IsOptional<T>::value) {
     hashCombine(seed, value.has_value());
     if (value) hashOne(seed, *value);
-  } else if constexpr (requires { value.begin(); value.end(); } &&
+  } else if constexpr (requires {
+                         value.begin();
+                         value.end();
+                       } &&
                        !std::is_same_v<T, std::string>) {
     hashCombine(seed, value.size());
     for (const auto& item : value) hashOne(seed, item);

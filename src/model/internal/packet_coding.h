@@ -9,9 +9,9 @@
 #include <string>
 #include <string_view>
 
+#include "base/text.h"
 #include "model/chart_packet.h"
 #include "model/internal/json_codec.h"
-#include "platform/text.h"
 
 namespace pluvo::model::internal {
 
@@ -20,7 +20,7 @@ std::string randomUuid();
 
 // Reads an optional string field of an alert: absent or null gives "", another type fails.
 inline bool forgivingString(dom::object object, std::string_view key, std::string& out,
-                     CodecError& error) {
+                            CodecError& error) {
   dom::element e;
   if (object.at_key(key).get(e) || e.type() == dom::element_type::NULL_VALUE) {
     out.clear();

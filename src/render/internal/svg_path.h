@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/error.h"
+#include "base/error.h"
 #include "render/path.h"
 
 namespace pluvo::render::internal {

@@ -3,17 +3,19 @@
 //
 // The program does not link libcurl: most commands never fetch, and libcurl with its TLS stack
 // (OpenSSL, HTTP/2, SSH, Kerberos, LDAP...) costs a fresh process some 6 MB of resident memory
-// and a few milliseconds of loading. `curl()` opens libcurl.so.4 on its first call and returns
-// the table of the functions the service uses; every call goes through it. When the library
-// cannot be loaded, the process ends with one line saying which package to install.
+// and a few milliseconds of loading. `loadCurl()` opens libcurl.so.4 on its first call and
+// returns the table of the functions the service uses, or why the library cannot be loaded;
+// every call goes through that table (`curl()` once it is loaded). The loaded library is the
+// only thing the service keeps for the process, as the dynamic loader would for a linked one.
 //
-// Every handle lives in a std::unique_ptr with its destroy function. `ensureCurlInitialized`
-// runs curl's global set-up exactly once per process, before the first handle is made.
+// Every handle lives in a std::unique_ptr with its destroy function. A transport holds a
+// `CurlLibrary` for as long as it makes requests: libcurl counts the holders of its global
+// set-up itself (thread-safely since 7.84), so the service keeps no set-up of its own. Parsing
+// URLs needs the library loaded but no set-up.
 //
-//   internal::curl().easy_setopt(handle, CURLOPT_URL, "https://api.pluvo.app/...");
-//   internal::ensureCurlInitialized();
 //   internal::CurlUrl url = internal::parseUrl("https://api.pluvo.app");
-//   if (!url) ...;  // not an absolute URL
+//   if (!url) ...;  // not an absolute URL, or no libcurl to parse it with
+//   internal::curl().easy_setopt(handle, CURLOPT_URL, "https://api.pluvo.app/...");
 //
 // Thread safety: the helpers may run on any thread; a handle belongs to one thread at a time.
 #pragma once
@@ -25,11 +27,14 @@
 #include <string>
 #include <string_view>
 
+#include "base/error.h"
+
 namespace pluvo::service::internal {
 
 // The libcurl functions the service calls, with libcurl's own types.
 struct CurlApi {
   decltype(&::curl_global_init) global_init;
+  decltype(&::curl_global_cleanup) global_cleanup;
   decltype(&::curl_easy_init) easy_init;
   decltype(&::curl_easy_setopt) easy_setopt;
   decltype(&::curl_easy_perform) easy_perform;
@@ -49,7 +54,12 @@ struct CurlApi {
   decltype(&::curl_getdate) getdate;
 };
 
-// Loads libcurl on the first call (thread-safe); aborts with a message when it is missing.
+// Loads libcurl on the first call (thread-safe); later calls return the same answer. The error
+// names the library and the package to install.
+const Expected<CurlApi>& loadCurl();
+
+// The loaded table. Only for code that already holds a handle or has checked `loadCurl`;
+// calling it without a loaded libcurl is a programming error and aborts.
 const CurlApi& curl();
 
 struct CurlEasyDeleter {
@@ -74,10 +84,22 @@ using CurlUrl = std::unique_ptr<CURLU, CurlUrlDeleter>;
 using CurlSlist = std::unique_ptr<curl_slist, CurlSlistDeleter>;
 using CurlString = std::unique_ptr<char, CurlFreeDeleter>;
 
-// curl_global_init, once per process.
-void ensureCurlInitialized();
+// libcurl loaded and globally set up for as long as the object lives; `error` says why not.
+class CurlLibrary {
+ public:
+  CurlLibrary();
+  ~CurlLibrary();
+  CurlLibrary(const CurlLibrary&) = delete;
+  CurlLibrary& operator=(const CurlLibrary&) = delete;
+  bool ready() const { return !error_; }
+  // What failed, for the message of a request that cannot be made.
+  const std::optional<std::string>& error() const { return error_; }
 
-// Parses an absolute URL of any scheme; nullptr when curl cannot read it.
+ private:
+  std::optional<std::string> error_;
+};
+
+// Parses an absolute URL of any scheme; nullptr when curl cannot read it (or cannot be loaded).
 CurlUrl parseUrl(const std::string& text);
 
 // One part of a parsed URL (CURLUPART_SCHEME, CURLUPART_HOST, ...); nullopt when it is absent.

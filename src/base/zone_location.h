@@ -15,7 +15,7 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/calendar.h"
+#include "base/calendar.h"
 
 namespace pluvo {
 

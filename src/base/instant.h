@@ -34,8 +34,12 @@ struct Instant {
   std::chrono::sys_seconds sysSeconds() const;
   static Instant fromSys(std::chrono::sys_seconds t);
 
-  constexpr Instant operator+(double seconds) const { return Instant{sinceReferenceDate + seconds}; }
-  constexpr Instant operator-(double seconds) const { return Instant{sinceReferenceDate - seconds}; }
+  constexpr Instant operator+(double seconds) const {
+    return Instant{sinceReferenceDate + seconds};
+  }
+  constexpr Instant operator-(double seconds) const {
+    return Instant{sinceReferenceDate - seconds};
+  }
   constexpr double operator-(Instant other) const {
     return sinceReferenceDate - other.sinceReferenceDate;
   }

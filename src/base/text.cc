@@ -1,4 +1,4 @@
-#include "platform/text.h"
+#include "base/text.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -17,12 +17,12 @@ size_t whitespaceAt(std::string_view s, size_t pos) {
   }
   if (pos + 2 >= s.size()) return 0;
   std::uint8_t c1 = byte(pos + 1), c2 = byte(pos + 2);
-  if (c == 0xE1 && c1 == 0x9A && c2 == 0x80) return 3;                  // U+1680
+  if (c == 0xE1 && c1 == 0x9A && c2 == 0x80) return 3;  // U+1680
   if (c == 0xE2 && c1 == 0x80 && (c2 <= 0x8A || c2 == 0xA8 || c2 == 0xA9 || c2 == 0xAF)) {
-    return 3;                                                           // U+2000-200A, 2028/9, 202F
+    return 3;  // U+2000-200A, 2028/9, 202F
   }
-  if (c == 0xE2 && c1 == 0x81 && c2 == 0x9F) return 3;                  // U+205F
-  if (c == 0xE3 && c1 == 0x80 && c2 == 0x80) return 3;                  // U+3000
+  if (c == 0xE2 && c1 == 0x81 && c2 == 0x9F) return 3;  // U+205F
+  if (c == 0xE3 && c1 == 0x80 && c2 == 0x80) return 3;  // U+3000
   return 0;
 }
 
@@ -54,9 +54,25 @@ std::string_view trimWhitespace(std::string_view text) {
 
 std::string asciiLower(std::string_view text) {
   std::string out(text);
-  std::transform(out.begin(), out.end(), out.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  std::transform(out.begin(), out.end(), out.begin(), [](char c) { return asciiLower(c); });
   return out;
+}
+
+bool equalsIgnoringAsciiCase(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && startsWithIgnoringAsciiCase(a, b);
+}
+
+bool startsWithIgnoringAsciiCase(std::string_view text, std::string_view prefix) {
+  return text.size() >= prefix.size() &&
+         std::equal(prefix.begin(), prefix.end(), text.begin(),
+                    [](char x, char y) { return asciiLower(x) == asciiLower(y); });
+}
+
+bool containsIgnoringAsciiCase(std::string_view text, std::string_view word) {
+  for (size_t i = 0; i + word.size() <= text.size(); ++i) {
+    if (startsWithIgnoringAsciiCase(text.substr(i), word)) return true;
+  }
+  return false;
 }
 
 std::string asciiUpper(std::string_view text) {
@@ -72,9 +88,10 @@ namespace {
 size_t utf8CharacterAt(std::string_view text, size_t pos) {
   auto c = static_cast<std::uint8_t>(text[pos]);
   if (c < 0x80) return 1;
-  size_t length = c >= 0xC2 && c <= 0xDF ? 2 : c >= 0xE0 && c <= 0xEF ? 3
-                                              : c >= 0xF0 && c <= 0xF4 ? 4
-                                                                       : 0;
+  size_t length = c >= 0xC2 && c <= 0xDF   ? 2
+                  : c >= 0xE0 && c <= 0xEF ? 3
+                  : c >= 0xF0 && c <= 0xF4 ? 4
+                                           : 0;
   if (length == 0 || pos + length > text.size()) return 0;
   auto next = static_cast<std::uint8_t>(text[pos + 1]);
   // The second byte's range rules out overlong forms, surrogates and code points past U+10FFFF.
@@ -108,9 +125,15 @@ std::string printable(std::string_view text) {
     } else {
       length = 1;
       switch (c) {
-        case '\n': out += "\\n"; break;
-        case '\r': out += "\\r"; break;
-        case '\t': out += "\\t"; break;
+        case '\n':
+          out += "\\n";
+          break;
+        case '\r':
+          out += "\\r";
+          break;
+        case '\t':
+          out += "\\t";
+          break;
         default:
           out += "\\x";
           out += kHex[c >> 4];

@@ -1,4 +1,4 @@
-#include "platform/instant.h"
+#include "base/instant.h"
 
 #include <date/date.h>
 

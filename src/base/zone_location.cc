@@ -1,4 +1,4 @@
-#include "platform/zone_location.h"
+#include "base/zone_location.h"
 
 #include <cstdlib>
 #include <filesystem>

@@ -1,10 +1,9 @@
 // Instants and their ISO 8601 texts, and calendar dates in real zones.
-#include "platform/instant.h"
+#include "base/instant.h"
 
 #include <gtest/gtest.h>
 
-#include "platform/calendar.h"
-#include "platform/text.h"
+#include "base/calendar.h"
 
 namespace pluvo {
 namespace {
@@ -49,14 +48,6 @@ TEST(Calendar, DatesWeekdaysAndHoursInRealZones) {
   // The repeated hour at the end of daylight saving: 01:30 CDT and 01:30 CST are both hour 1.
   EXPECT_EQ(localHour(*parseIso8601("2026-11-01T06:30:00Z"), chicago), 1);
   EXPECT_EQ(localHour(*parseIso8601("2026-11-01T07:30:00Z"), chicago), 1);
-}
-
-TEST(Text, TrimsUnicodeWhiteSpace) {
-  EXPECT_EQ(trimWhitespace(" \t A1 \n"), "A1");
-  EXPECT_EQ(trimWhitespace("\u00a0\u2003Galveston, TX\u3000\u2028"), "Galveston, TX");
-  EXPECT_EQ(trimWhitespace(" \n "), "");
-  EXPECT_EQ(trimWhitespace("a b"), "a b");
-  EXPECT_EQ(trimWhitespace("caf\xc3\xa9"), "caf\xc3\xa9");  // é is not a blank
 }
 
 }  // namespace

@@ -17,9 +17,13 @@ namespace pluvo {
 
 std::string_view trimWhitespace(std::string_view text);
 
-// ASCII case mapping; other bytes are left as they are.
+// ASCII case mapping and comparison; other bytes are left as they are and compared exactly.
+constexpr char asciiLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
 std::string asciiLower(std::string_view text);
 std::string asciiUpper(std::string_view text);
+bool equalsIgnoringAsciiCase(std::string_view a, std::string_view b);
+bool startsWithIgnoringAsciiCase(std::string_view text, std::string_view prefix);
+bool containsIgnoringAsciiCase(std::string_view text, std::string_view word);
 
 // `text` safe to put into a log line or an error message: control characters (C0, DEL, C1) and
 // bytes that are not UTF-8 are written as escapes ("\n", "\t", "\x1b", "\u009b", "\xff"), so

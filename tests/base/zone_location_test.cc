@@ -1,5 +1,5 @@
 // The coordinates of the tz database's tables, and the zones they place.
-#include "platform/zone_location.h"
+#include "base/zone_location.h"
 
 #include <gtest/gtest.h>
 

@@ -16,7 +16,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/instant.h"
+#include "base/instant.h"
 
 namespace pluvo {
 
