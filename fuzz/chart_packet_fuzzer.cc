@@ -19,15 +19,9 @@ const TimeZone kDeviceZone = findTimeZone("America/Chicago");
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  auto packet = model::decodeChartPacket(fuzz::asText(data, size));
-  if (!packet) {
-    fuzz::require(!packet.error().message.empty(), "a failed decode says why");
-    return 0;
-  }
-  auto encoded = model::encodeChartPacket(*packet);
-  fuzz::require(encoded.has_value(), "a decoded packet encodes");
-  auto again = model::decodeChartPacket(*encoded);
-  fuzz::require(again && *again == *packet, "a packet reads back as it was written");
+  auto packet = fuzz::requireRoundTrip(fuzz::asText(data, size), model::decodeChartPacket,
+                                       model::encodeChartPacket, "packet");
+  if (!packet) return 0;
 
   snapshot::BuildOptions options;
   options.dayCount = static_cast<std::int64_t>(packet->days.size());

@@ -33,15 +33,8 @@ platform::SystemEnvironment& environment() {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string_view bytes = fuzz::asText(data, size);
-  auto record = model::decodeForecastCacheRecoveryRecord(bytes);
-  if (record) {
-    auto encoded = model::encodeForecastCacheRecoveryRecord(*record);
-    fuzz::require(encoded.has_value(), "a decoded record encodes");
-    auto again = model::decodeForecastCacheRecoveryRecord(*encoded);
-    fuzz::require(again && *again == *record, "a record reads back as it was written");
-  } else {
-    fuzz::require(!record.error().message.empty(), "a failed decode says why");
-  }
+  auto record = fuzz::requireRoundTrip(bytes, model::decodeForecastCacheRecoveryRecord,
+                                       model::encodeForecastCacheRecoveryRecord, "record");
 
   platform::SystemEnvironment& env = environment();
   auto container = env.appGroupContainer();

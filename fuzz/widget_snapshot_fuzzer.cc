@@ -18,15 +18,9 @@ const TimeZone kDeviceZone = findTimeZone("America/Chicago");
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  auto snapshot = model::decodeWidgetSnapshot(fuzz::asText(data, size));
-  if (!snapshot) {
-    fuzz::require(!snapshot.error().message.empty(), "a failed decode says why");
-    return 0;
-  }
-  auto encoded = model::encodeWidgetSnapshot(*snapshot);
-  fuzz::require(encoded.has_value(), "a decoded snapshot encodes");
-  auto again = model::decodeWidgetSnapshot(*encoded);
-  fuzz::require(again && *again == *snapshot, "a snapshot reads back as it was written");
+  auto snapshot = fuzz::requireRoundTrip(fuzz::asText(data, size), model::decodeWidgetSnapshot,
+                                         model::encodeWidgetSnapshot, "snapshot");
+  if (!snapshot) return 0;
 
   model::PluvoWidgetSnapshot normal = snapshot::normalized(*snapshot);
   fuzz::require(snapshot::normalized(normal) == normal, "normalizing is idempotent");
