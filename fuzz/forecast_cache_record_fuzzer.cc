@@ -8,22 +8,20 @@
 #include "model/forecast_cache_record.h"
 #include "model/widget_snapshot.h"
 #include "platform/system_environment.h"
+#include "sample_moment.h"
 #include "snapshot/recovery.h"
 
 namespace {
 
 using namespace pluvo;
 
-// The moment the bundled forecast cache sample was made, so that its seeds reach the builder.
-const Instant kNow = *parseIso8601("2026-10-29T20:00:00Z");
-
 platform::SystemEnvironment& environment() {
   static platform::SystemEnvironment env({
       .container = fuzz::scratchFolder() / "container",
       .caches = fuzz::scratchFolder() / "caches",
       .inExtension = true,
-      .fixedNow = kNow,
-      .deviceZone = findTimeZone("America/Chicago"),
+      .fixedNow = fuzz::kSampleNow,
+      .deviceZone = fuzz::kSampleZone,
       .logSink = [](std::string_view) {},
   });
   return env;
@@ -40,7 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   auto container = env.appGroupContainer();
   fuzz::require(container.has_value(), "the scratch container is usable");
   fuzz::writeFile(*container / snapshot::kForecastCacheFileName, bytes);
-  auto recovered = snapshot::ForecastCacheRecovery(env).recover(std::nullopt, kNow);
+  auto recovered = snapshot::ForecastCacheRecovery(env).recover(std::nullopt, fuzz::kSampleNow);
   if (recovered) {
     fuzz::require(!record || recovered->days.size() <= record->packet.days.size(),
                   "recovery builds from the record's days");
