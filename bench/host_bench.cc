@@ -13,19 +13,12 @@
 #include <condition_variable>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <thread>
 
+#include "bench_support.h"
 #include "host/host_environment.h"
 #include "host/widget_host.h"
-#include "model/chart_packet.h"
 #include "platform/system_environment.h"
-#include "platform/task_pool.h"
-#include "service/chart_api_client.h"
-#include "snapshot/builder.h"
-#include "snapshot/recovery.h"
-#include "snapshot/store.h"
-#include "timeline/provider.h"
 #include "widgets/widget_view.h"
 
 namespace {
@@ -58,24 +51,8 @@ void hostReloadRounds(benchmark::State& state) {
     });
     // The clock starts 25 minutes after the snapshot was built and runs on.
     pluvo::host::HostEnvironment env(system, builtAt + 1500);
-    pluvo::snapshot::SnapshotStore store(env);
-    pluvo::snapshot::ForecastCacheRecovery recovery(env);
-    // A transport of its own: it loads libcurl only if a request is made, and none is here.
-    pluvo::service::HttpTransport transport(
-        {.clock = [&env] { return pluvo::service::toWallTime(env.now()); }});
-    pluvo::timeline::PluvoWidgetRefreshCoordinator coordinator(
-        env, store, pluvo::service::ChartAPIClient(env, "http://127.0.0.1:9", transport));
-    pluvo::platform::TaskPool pool;
-    pluvo::timeline::PluvoWidgetProvider provider(env, store, recovery, coordinator, pool);
-
-    std::ifstream in(std::string(PLUVO_SAMPLES_DIR) + "/rainy-week.json", std::ios::binary);
-    std::ostringstream bytes;
-    bytes << in.rdbuf();
-    auto packet = pluvo::model::decodeChartPacket(bytes.str()).value();
-    store.save(
-        pluvo::snapshot::makeWidgetSnapshot(
-            packet, {"Galveston, TX", 7, "F", std::vector<std::string>{"precip", "temp"}}, builtAt),
-        false);
+    pluvo::bench::OfflineProvider parts(env);
+    pluvo::bench::saveRainyWeek(parts.store, builtAt);
 
     std::mutex mutex;
     std::condition_variable idle;
@@ -91,11 +68,11 @@ void hostReloadRounds(benchmark::State& state) {
       };
     }
     auto host = pluvo::host::WidgetHost::open(
-        env, provider, {.outDir = root / "out", .drawer = drawer, .onIdle = [&] {
-                          std::lock_guard lock(mutex);
-                          ++rounds;
-                          idle.notify_all();
-                        }});
+        env, parts.provider, {.outDir = root / "out", .drawer = drawer, .onIdle = [&] {
+                                std::lock_guard lock(mutex);
+                                ++rounds;
+                                idle.notify_all();
+                              }});
     if (!host) std::abort();
     std::thread loop([&] { (*host)->run(); });
     auto waitForRound = [&](long round) {

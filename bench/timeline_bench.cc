@@ -8,17 +8,9 @@
 #include <stdlib.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
-#include "model/chart_packet.h"
+#include "bench_support.h"
 #include "platform/system_environment.h"
-#include "platform/task_pool.h"
-#include "service/chart_api_client.h"
-#include "snapshot/builder.h"
-#include "snapshot/recovery.h"
-#include "snapshot/store.h"
-#include "timeline/provider.h"
 
 namespace {
 
@@ -41,34 +33,18 @@ void warmTimelineRequest(benchmark::State& state) {
         .logStream = pluvo::platform::LogStream::standardError,
         .logSink = {},
     });
-    pluvo::snapshot::SnapshotStore store(env);
-    pluvo::snapshot::ForecastCacheRecovery recovery(env);
-    // A transport of its own: it loads libcurl only if a request is made, and none is here.
-    pluvo::service::HttpTransport transport(
-        {.clock = [&env] { return pluvo::service::toWallTime(env.now()); }});
-    pluvo::timeline::PluvoWidgetRefreshCoordinator coordinator(
-        env, store, pluvo::service::ChartAPIClient(env, "http://127.0.0.1:9", transport));
-    pluvo::platform::TaskPool pool;
-    pluvo::timeline::PluvoWidgetProvider provider(env, store, recovery, coordinator, pool);
-
-    std::ifstream in(std::string(PLUVO_SAMPLES_DIR) + "/rainy-week.json", std::ios::binary);
-    std::ostringstream bytes;
-    bytes << in.rdbuf();
-    auto packet = pluvo::model::decodeChartPacket(bytes.str()).value();
-    store.save(pluvo::snapshot::makeWidgetSnapshot(
-                   packet, {"Galveston, TX", 7, "F", std::vector<std::string>{"precip", "temp"}},
-                   kBuiltAt),
-               false);
+    pluvo::bench::OfflineProvider parts(env);
+    pluvo::bench::saveRainyWeek(parts.store, kBuiltAt);
 
     for (auto _ : state) {
-      provider.getTimeline([&](pluvo::timeline::PluvoWidgetTimeline timeline) {
+      parts.provider.getTimeline([&](pluvo::timeline::PluvoWidgetTimeline timeline) {
         if (timeline.source != pluvo::timeline::SnapshotSource::stored) {
           state.SkipWithError("the stored snapshot did not win");
         }
         benchmark::DoNotOptimize(timeline);
       });
     }
-    if (pool.workerCount() != 0) state.SkipWithError("a refresh was started");
+    if (parts.pool.workerCount() != 0) state.SkipWithError("a refresh was started");
   }
   std::error_code ignored;
   std::filesystem::remove_all(root, ignored);

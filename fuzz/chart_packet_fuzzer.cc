@@ -7,31 +7,20 @@
 #include "fuzz_support.h"
 #include "model/chart_packet.h"
 #include "model/widget_snapshot.h"
+#include "sample_moment.h"
 #include "snapshot/builder.h"
-
-namespace {
 
 using namespace pluvo;
 
-const Instant kNow = *parseIso8601("2026-10-29T20:00:00Z");
-const TimeZone kDeviceZone = findTimeZone("America/Chicago");
-
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  auto packet = model::decodeChartPacket(fuzz::asText(data, size));
-  if (!packet) {
-    fuzz::require(!packet.error().message.empty(), "a failed decode says why");
-    return 0;
-  }
-  auto encoded = model::encodeChartPacket(*packet);
-  fuzz::require(encoded.has_value(), "a decoded packet encodes");
-  auto again = model::decodeChartPacket(*encoded);
-  fuzz::require(again && *again == *packet, "a packet reads back as it was written");
+  auto packet = fuzz::requireRoundTrip(fuzz::asText(data, size), model::decodeChartPacket,
+                                       model::encodeChartPacket, "packet");
+  if (!packet) return 0;
 
   snapshot::BuildOptions options;
   options.dayCount = static_cast<std::int64_t>(packet->days.size());
-  model::PluvoWidgetSnapshot built = snapshot::makeWidgetSnapshot(*packet, options, kNow);
+  model::PluvoWidgetSnapshot built =
+      snapshot::makeWidgetSnapshot(*packet, options, fuzz::kSampleNow);
   fuzz::require(encodeWidgetSnapshot(built).has_value(), "a built snapshot can be stored");
   // A built snapshot is in normal form, except that the builder writes the rain text's range
   // with an hour's own label when neither of its time texts reads, a label that the stored
@@ -46,6 +35,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       normal.days[d].rainDetail = built.days[d].rainDetail;
   }
   fuzz::require(normal == built, "a built snapshot is in normal form");
-  snapshot::displaySnapshot(built, kNow, kDeviceZone);
+  snapshot::displaySnapshot(built, fuzz::kSampleNow, fuzz::kSampleZone);
   return 0;
 }

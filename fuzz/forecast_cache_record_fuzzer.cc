@@ -8,22 +8,20 @@
 #include "model/forecast_cache_record.h"
 #include "model/widget_snapshot.h"
 #include "platform/system_environment.h"
+#include "sample_moment.h"
 #include "snapshot/recovery.h"
 
 namespace {
 
 using namespace pluvo;
 
-// The moment the bundled forecast cache sample was made, so that its seeds reach the builder.
-const Instant kNow = *parseIso8601("2026-10-29T20:00:00Z");
-
 platform::SystemEnvironment& environment() {
   static platform::SystemEnvironment env({
       .container = fuzz::scratchFolder() / "container",
       .caches = fuzz::scratchFolder() / "caches",
       .inExtension = true,
-      .fixedNow = kNow,
-      .deviceZone = findTimeZone("America/Chicago"),
+      .fixedNow = fuzz::kSampleNow,
+      .deviceZone = fuzz::kSampleZone,
       .logSink = [](std::string_view) {},
   });
   return env;
@@ -33,21 +31,14 @@ platform::SystemEnvironment& environment() {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string_view bytes = fuzz::asText(data, size);
-  auto record = model::decodeForecastCacheRecoveryRecord(bytes);
-  if (record) {
-    auto encoded = model::encodeForecastCacheRecoveryRecord(*record);
-    fuzz::require(encoded.has_value(), "a decoded record encodes");
-    auto again = model::decodeForecastCacheRecoveryRecord(*encoded);
-    fuzz::require(again && *again == *record, "a record reads back as it was written");
-  } else {
-    fuzz::require(!record.error().message.empty(), "a failed decode says why");
-  }
+  auto record = fuzz::requireRoundTrip(bytes, model::decodeForecastCacheRecoveryRecord,
+                                       model::encodeForecastCacheRecoveryRecord, "record");
 
   platform::SystemEnvironment& env = environment();
   auto container = env.appGroupContainer();
   fuzz::require(container.has_value(), "the scratch container is usable");
   fuzz::writeFile(*container / snapshot::kForecastCacheFileName, bytes);
-  auto recovered = snapshot::ForecastCacheRecovery(env).recover(std::nullopt, kNow);
+  auto recovered = snapshot::ForecastCacheRecovery(env).recover(std::nullopt, fuzz::kSampleNow);
   if (recovered) {
     fuzz::require(!record || recovered->days.size() <= record->packet.days.size(),
                   "recovery builds from the record's days");

@@ -7,6 +7,8 @@
 // a value that was set reads back). A broken property aborts, and libFuzzer keeps the input.
 //
 //   pluvo::fuzz::require(again == *packet, "a packet reads back as it was written");
+//   auto packet = pluvo::fuzz::requireRoundTrip(bytes, decodeChartPacket, encodeChartPacket,
+//                                               "packet");
 //   std::filesystem::path folder = pluvo::fuzz::scratchFolder();  // under $TMPDIR
 //
 // Thread safety: the targets run on one thread.
@@ -23,14 +25,37 @@
 
 namespace pluvo::fuzz {
 
-inline void require(bool holds, const char* property) {
-  if (holds) return;
-  std::fprintf(stderr, "fuzz: property broken: %s\n", property);
+[[noreturn]] inline void fail(std::string_view property) {
+  std::fprintf(stderr, "fuzz: property broken: %.*s\n", static_cast<int>(property.size()),
+               property.data());
   std::abort();
+}
+
+inline void require(bool holds, const char* property) {
+  if (!holds) fail(property);
 }
 
 inline std::string_view asText(const std::uint8_t* data, std::size_t size) {
   return {reinterpret_cast<const char*>(data), size};
+}
+
+// The round trip of a reader and its writer: decodes `bytes`, and a failure must say why; a
+// decoded value must encode and read back equal. `what` names the value in the properties
+// ("packet": "a decoded packet encodes"). Returns what `decode` gave.
+template <class Decode, class Encode>
+auto requireRoundTrip(std::string_view bytes, Decode decode, Encode encode, std::string_view what) {
+  auto value = decode(bytes);
+  if (!value) {
+    require(!value.error().message.empty(), "a failed decode says why");
+    return value;
+  }
+  auto encoded = encode(*value);
+  if (!encoded) fail("a decoded " + std::string(what) + " encodes");
+  auto again = decode(*encoded);
+  if (!again || !(*again == *value)) {
+    fail("a " + std::string(what) + " reads back as it was written");
+  }
+  return value;
 }
 
 // A folder of this process under $TMPDIR (scripts/run fuzz points it at memory), removed when

@@ -6,35 +6,23 @@
 
 #include "fuzz_support.h"
 #include "model/widget_snapshot.h"
+#include "sample_moment.h"
 #include "snapshot/builder.h"
-
-namespace {
 
 using namespace pluvo;
 
-const Instant kNow = *parseIso8601("2026-10-29T20:00:00Z");
-const TimeZone kDeviceZone = findTimeZone("America/Chicago");
-
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  auto snapshot = model::decodeWidgetSnapshot(fuzz::asText(data, size));
-  if (!snapshot) {
-    fuzz::require(!snapshot.error().message.empty(), "a failed decode says why");
-    return 0;
-  }
-  auto encoded = model::encodeWidgetSnapshot(*snapshot);
-  fuzz::require(encoded.has_value(), "a decoded snapshot encodes");
-  auto again = model::decodeWidgetSnapshot(*encoded);
-  fuzz::require(again && *again == *snapshot, "a snapshot reads back as it was written");
+  auto snapshot = fuzz::requireRoundTrip(fuzz::asText(data, size), model::decodeWidgetSnapshot,
+                                         model::encodeWidgetSnapshot, "snapshot");
+  if (!snapshot) return 0;
 
   model::PluvoWidgetSnapshot normal = snapshot::normalized(*snapshot);
   fuzz::require(snapshot::normalized(normal) == normal, "normalizing is idempotent");
   fuzz::require(encodeWidgetSnapshot(normal).has_value(), "a normalized snapshot can be stored");
-  for (Instant at : {kNow, snapshot->updatedAt}) {
-    model::PluvoWidgetSnapshot shown = snapshot::displaySnapshot(normal, at, kDeviceZone);
+  for (Instant at : {fuzz::kSampleNow, snapshot->updatedAt}) {
+    model::PluvoWidgetSnapshot shown = snapshot::displaySnapshot(normal, at, fuzz::kSampleZone);
     fuzz::require(encodeWidgetSnapshot(shown).has_value(), "a displayed snapshot encodes");
-    shown.coversDay(at, kDeviceZone);
+    shown.coversDay(at, fuzz::kSampleZone);
   }
   snapshot->chartMetricKeys();
   snapshot->usesMetricUnits();

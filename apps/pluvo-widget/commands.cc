@@ -41,6 +41,17 @@ std::optional<std::string> readInputFile(const std::string& path) {
   return std::move(*bytes);
 }
 
+std::optional<model::PluvoWidgetSnapshot> readSnapshotFile(const std::string& path) {
+  auto bytes = readInputFile(path);
+  if (!bytes) return std::nullopt;
+  auto snapshot = model::decodeWidgetSnapshot(*bytes);
+  if (!snapshot) {
+    reportError(path + " is not a widget snapshot: " + snapshot.error().message);
+    return std::nullopt;
+  }
+  return std::move(*snapshot);
+}
+
 int packetDecode(const CommandContext& context, const std::string& path) {
   auto bytes = readInputFile(path);
   if (!bytes) return 1;

@@ -57,6 +57,9 @@ int printSnapshot(const CommandContext& context, const model::PluvoWidgetSnapsho
 // Reads a whole file; nullopt with an error line naming the file on failure.
 std::optional<std::string> readInputFile(const std::string& path);
 
+// Reads and decodes a widget snapshot file; nullopt with an error line naming the file on failure.
+std::optional<model::PluvoWidgetSnapshot> readSnapshotFile(const std::string& path);
+
 int packetDecode(const CommandContext& context, const std::string& path);
 int snapshotPlaceholder(const CommandContext& context);
 

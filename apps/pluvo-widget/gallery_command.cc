@@ -12,6 +12,7 @@
 #include "commands.h"
 #include "model/widget_snapshot.h"
 #include "platform/atomic_file.h"
+#include "render/canvas.h"
 #include "widgets/catalogue.h"
 #include "widgets/widget_view.h"
 
@@ -22,30 +23,6 @@ namespace {
 namespace fs = std::filesystem;
 
 int galleryError(const std::string& message) { return reportError("gallery: " + message); }
-
-std::string escapeHtml(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (char c : text) {
-    switch (c) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      default:
-        out += c;
-    }
-  }
-  return out;
-}
 
 std::string points(double value) {
   std::ostringstream text;
@@ -79,16 +56,16 @@ struct Tile {
 
 void writeTile(std::ostream& html, const Tile& tile) {
   html << "<figure><img" << (tile.ownShape ? " class=\"own\"" : "") << " src=\""
-       << escapeHtml(tile.file) << "\" width=\"" << points(tile.size.width) << "\" height=\""
-       << points(tile.size.height) << "\" alt=\"" << escapeHtml(tile.alt) << "\"><figcaption><b>"
-       << escapeHtml(tile.name) << "</b><br><code>" << escapeHtml(tile.kind) << "</code><br>"
-       << points(tile.size.width) << " &times; " << points(tile.size.height)
-       << " pt</figcaption></figure>\n";
+       << render::escapeXml(tile.file) << "\" width=\"" << points(tile.size.width) << "\" height=\""
+       << points(tile.size.height) << "\" alt=\"" << render::escapeXml(tile.alt)
+       << "\"><figcaption><b>" << render::escapeXml(tile.name) << "</b><br><code>"
+       << render::escapeXml(tile.kind) << "</code><br>" << points(tile.size.width) << " &times; "
+       << points(tile.size.height) << " pt</figcaption></figure>\n";
 }
 
 void writeSection(std::ostream& html, std::string_view title, const std::vector<Tile>& tiles) {
   if (tiles.empty()) return;
-  html << "<h3>" << escapeHtml(title) << "</h3>\n<div class=\"row\">\n";
+  html << "<h3>" << render::escapeXml(title) << "</h3>\n<div class=\"row\">\n";
   for (const Tile& tile : tiles) writeTile(html, tile);
   html << "</div>\n";
 }
@@ -214,7 +191,7 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
   std::ostringstream html;
   html << "<!doctype html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">\n"
           "<title>Pluvo widgets: "
-       << escapeHtml(entry.snapshot.locationName)
+       << render::escapeXml(entry.snapshot.locationName)
        << "</title>\n"
           "<style>\n"
           "body{font:14px system-ui,sans-serif;background:#e9edf3;color:#111;margin:24px}\n"
@@ -224,16 +201,17 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
           "figcaption{margin-top:6px;font-size:12px;color:#333}\n"
           "code{font-size:11px}h3{margin:22px 0 10px}\n"
           "</style></head><body>\n"
-       << "<h1>Pluvo widgets</h1>\n<p id=\"data\">" << escapeHtml(entry.snapshot.locationName)
-       << ", data updated " << formatIso8601(entry.snapshot.updatedAt) << " (" << ageText(age)
-       << " at " << formatIso8601(context.now) << ")"
+       << "<h1>Pluvo widgets</h1>\n<p id=\"data\">"
+       << render::escapeXml(entry.snapshot.locationName) << ", data updated "
+       << formatIso8601(entry.snapshot.updatedAt) << " (" << ageText(age) << " at "
+       << formatIso8601(context.now) << ")"
        << (arguments.profile == "eink" ? ", e-paper profile" : "") << ".</p>\n"
        << "<h2>Home screen</h2>\n";
   writeSection(html, "Small", families[0]);
   writeSection(html, "Medium", families[1]);
   writeSection(html, "Large", families[2]);
-  html << "<h2>Live Activity: " << escapeHtml(state.intensityLabel) << ", "
-       << escapeHtml(state.locationName) << "</h2>\n";
+  html << "<h2>Live Activity: " << render::escapeXml(state.intensityLabel) << ", "
+       << render::escapeXml(state.locationName) << "</h2>\n";
   writeSection(html, "Lock screen", lock);
   writeSection(html, "Dynamic Island", island);
   writeSection(html, "Banner", banner);

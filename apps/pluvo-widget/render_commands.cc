@@ -39,17 +39,6 @@ std::optional<render::Size> parseSize(std::string_view text) {
   return render::Size{width, height};
 }
 
-std::optional<model::PluvoWidgetSnapshot> readSnapshotFile(const std::string& path) {
-  auto bytes = readInputFile(path);
-  if (!bytes) return std::nullopt;
-  auto snapshot = model::decodeWidgetSnapshot(*bytes);
-  if (!snapshot) {
-    reportError(path + " is not a widget snapshot: " + snapshot.error().message);
-    return std::nullopt;
-  }
-  return std::move(*snapshot);
-}
-
 }  // namespace
 
 int widgetsList(const CommandContext& context) {

@@ -16,17 +16,6 @@ namespace pluvo::cli {
 
 namespace {
 
-std::optional<model::PluvoWidgetSnapshot> readSnapshot(const std::string& path) {
-  auto bytes = readInputFile(path);
-  if (!bytes) return std::nullopt;
-  auto snapshot = model::decodeWidgetSnapshot(*bytes);
-  if (!snapshot) {
-    reportError(path + " is not a widget snapshot: " + snapshot.error().message);
-    return std::nullopt;
-  }
-  return std::move(*snapshot);
-}
-
 // Every raw value of `MetricKey`, as "precip, temp, ..., sun".
 std::string metricKeyList() {
   std::string list;
@@ -93,7 +82,7 @@ int snapshotBuild(const CommandContext& context, const SnapshotBuildArguments& a
 }
 
 int snapshotNormalize(const CommandContext& context, const std::string& path) {
-  auto snapshot = readSnapshot(path);
+  auto snapshot = readSnapshotFile(path);
   if (!snapshot) return 1;
   return printSnapshot(context, snapshot::normalized(*snapshot));
 }
@@ -104,7 +93,7 @@ int snapshotDisplay(const CommandContext& context, const std::string& path, cons
     return reportError("--at \"" + at +
                        "\" is not an ISO 8601 instant; write it like 2026-11-21T15:00:00Z");
   }
-  auto snapshot = readSnapshot(path);
+  auto snapshot = readSnapshotFile(path);
   if (!snapshot) return 1;
   return printSnapshot(context, snapshot::displaySnapshot(*snapshot, *instant, context.deviceZone));
 }

@@ -57,6 +57,25 @@ std::optional<std::string> report(std::string_view kind, std::string_view reques
   return out;
 }
 
+// The timeline provider on the context's storage, with what it uses (destroyed in reverse order).
+struct StorageProvider {
+  explicit StorageProvider(const CommandContext& context)
+      : environment(makeEnvironment(context)),
+        store(*environment),
+        recovery(*environment),
+        forecasts(*environment, {.info = context.info}),
+        coordinator(*environment, store, forecasts.client()),
+        provider(*environment, store, recovery, coordinator, tasks) {}
+
+  std::unique_ptr<platform::SystemEnvironment> environment;
+  snapshot::SnapshotStore store;
+  snapshot::ForecastCacheRecovery recovery;
+  service::ForecastService forecasts;
+  timeline::PluvoWidgetRefreshCoordinator coordinator;
+  platform::TaskPool tasks;  // after the coordinator: joined before it goes
+  timeline::PluvoWidgetProvider provider;
+};
+
 timeline::PluvoWidgetTimeline awaitTimeline(timeline::PluvoWidgetProvider& provider) {
   std::promise<timeline::PluvoWidgetTimeline> answered;
   provider.getTimeline(
@@ -67,14 +86,8 @@ timeline::PluvoWidgetTimeline awaitTimeline(timeline::PluvoWidgetProvider& provi
 }  // namespace
 
 timeline::PluvoWidgetEntry timelineEntry(const CommandContext& context) {
-  auto environment = makeEnvironment(context);
-  snapshot::SnapshotStore store(*environment);
-  snapshot::ForecastCacheRecovery recovery(*environment);
-  service::ForecastService forecasts(*environment, {.info = context.info});
-  timeline::PluvoWidgetRefreshCoordinator coordinator(*environment, store, forecasts.client());
-  platform::TaskPool tasks;  // after the coordinator: joined before it goes
-  timeline::PluvoWidgetProvider provider(*environment, store, recovery, coordinator, tasks);
-  return awaitTimeline(provider).entry;
+  StorageProvider storage(context);
+  return awaitTimeline(storage.provider).entry;
 }
 
 int timeline(const CommandContext& context, const TimelineArguments& arguments) {
@@ -91,13 +104,8 @@ int timeline(const CommandContext& context, const TimelineArguments& arguments) 
     return 2;
   }
 
-  auto environment = makeEnvironment(context);
-  snapshot::SnapshotStore store(*environment);
-  snapshot::ForecastCacheRecovery recovery(*environment);
-  service::ForecastService forecasts(*environment, {.info = context.info});
-  timeline::PluvoWidgetRefreshCoordinator coordinator(*environment, store, forecasts.client());
-  platform::TaskPool tasks;  // after the coordinator: joined before it goes
-  timeline::PluvoWidgetProvider provider(*environment, store, recovery, coordinator, tasks);
+  StorageProvider storage(context);
+  timeline::PluvoWidgetProvider& provider = storage.provider;
 
   std::optional<std::string> json;
   if (arguments.request == "placeholder") {

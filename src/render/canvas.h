@@ -147,7 +147,7 @@ class Canvas {
   bool finished_ = false;
 };
 
-// "&", "<", ">" and quotes written as XML entities.
+// "&", "<", ">" and quotes written as entities: fit for XML, and for HTML text and attributes.
 std::string escapeXml(std::string_view text);
 
 }  // namespace pluvo::render

@@ -30,47 +30,31 @@ constexpr double kLabelSize = 8;     // "H" and "L"
 constexpr double kWindSize = 9;
 constexpr double kMetricSize = 9;
 
-Font font(double size, FontWeight weight, bool digits = false) {
-  return {.size = std::max(type::kMinimum, size), .weight = weight, .monospacedDigits = digits};
-}
-
-Color secondary(double opacity) { return render::palette::widgetSecondaryText.opacity(opacity); }
-
 }  // namespace
 
 WidgetLayout layoutMediumToday(const WidgetLayoutConstants& k,
                                const model::PluvoWidgetSnapshot& snapshot, Instant timelineDate,
                                TimeZone deviceZone, Rect frame) {
-  WidgetLayout layout;
-  layout.kind = LayoutKind::mediumToday;
-  layout.frame = frame;
-  layout.content = {frame.x + k.horizontalPadding, frame.y + k.topPadding,
-                    std::max(0.0, frame.width - 2 * k.horizontalPadding),
-                    std::max(0.0, frame.height - k.topPadding - k.bottomPadding)};
-  const Rect content = layout.content;
   LayoutContext context = makeLayoutContext(snapshot, timelineDate, deviceZone);
   context.overlays = drawnOverlays(context.metricKeys, 3);
-  auto& out = layout.elements;
-  if (context.days.empty()) {
-    layout.unavailable = true;
-    layoutUnavailable(context, content, out);
-    return layout;
-  }
-  layoutHeader(context, content, k.headerHeight, out);
+  WidgetLayout layout;
+  const std::optional<Rect> start = startLayout(k, LayoutKind::mediumToday, context, frame, layout);
+  if (!start) return layout;
   layout.dayRows = 1;
+  const Rect content = layout.content;
+  const Rect body = *start;
+  auto& out = layout.elements;
 
   const int index = std::max(0, context.todayIndex);
   const model::PluvoWidgetDay& day = *context.days[static_cast<size_t>(index)];
   const bool metric = context.usesMetricUnits;
-  const Rect body{content.x, content.y + k.headerHeight + k.headerSpacing, content.width,
-                  std::max(0.0, content.height - k.headerHeight - k.headerSpacing)};
   const double columnWidth = std::round(content.width * kColumnShare);
   const double left = body.x, right = body.x + columnWidth;
   const CompactRainLineMetrics rain = compactRainLineMetrics(BlockSize::expanded);
 
   // Current temperature with the icon at the column's trailing edge; the condition under it.
   TextLine temperature = fittedText(temperatureWithDegreeText(snapshot.current.temperature, metric),
-                                    font(type::kCurrentTemperature, FontWeight::black, true),
+                                    typeFont(type::kCurrentTemperature, FontWeight::black, true),
                                     columnWidth - kIconFrame - 6, 0.78);
   // Inter's line box holds room above the figures; lift the block so the figures start near the
   // body's top.
@@ -99,43 +83,43 @@ WidgetLayout layoutMediumToday(const WidgetLayoutConstants& k,
           temperatureText(snapshot.current.temperature, metric)) {
     feels =
         render::layoutText("feels " + temperatureWithDegreeText(snapshot.current.feelsLike, metric),
-                           font(type::kCondition, FontWeight::semibold, true));
+                           typeFont(type::kCondition, FontWeight::semibold, true));
   }
   const double feelsRoom = feels ? feels->width() + 6 : 0;
   TextLine condition =
       fittedText(snapshot.current.condition.value_or("Forecast"),
-                 font(type::kCondition, FontWeight::heavy), columnWidth - feelsRoom, 0.68);
+                 typeFont(type::kCondition, FontWeight::heavy), columnWidth - feelsRoom, 0.68);
   // When the condition had to shrink, "feels" shrinks with it, so that the two share one size and
   // one baseline and the smaller line never rises into the temperature above.
   if (feels && condition.fontSize() < feels->fontSize()) {
     feels =
         render::layoutText("feels " + temperatureWithDegreeText(snapshot.current.feelsLike, metric),
-                           font(condition.fontSize(), FontWeight::semibold, true));
+                           typeFont(condition.fontSize(), FontWeight::semibold, true));
   }
   const double conditionBaseline = y + condition.baseline();
   const double conditionEnd = left + condition.width();
-  PlacedElement c =
-      textElement(ElementRole::currentCondition, std::move(condition), {left, y}, secondary(1));
+  PlacedElement c = textElement(ElementRole::currentCondition, std::move(condition), {left, y},
+                                tone::secondary(1));
   c.accessibilityLabel = c.text;
   y += c.frame.height + 4;
   out.push_back(std::move(c));
   if (feels && conditionEnd + feelsRoom <= right) {
     Point at{conditionEnd + 6, conditionBaseline - feels->baseline()};
     PlacedElement f =
-        textElement(ElementRole::currentCondition, std::move(*feels), at, secondary(0.7));
+        textElement(ElementRole::currentCondition, std::move(*feels), at, tone::secondary(0.7));
     f.accessibilityLabel = f.text;
     out.push_back(std::move(f));
   }
 
   // Today's high, low and wind on one baseline.
   TextLine high = render::layoutText(temperatureText(day.high, metric),
-                                     font(kFactsSize, FontWeight::black, true));
-  TextLine highLabel = render::layoutText("H", font(kLabelSize, FontWeight::black));
+                                     typeFont(kFactsSize, FontWeight::black, true));
+  TextLine highLabel = render::layoutText("H", typeFont(kLabelSize, FontWeight::black));
   TextLine low = render::layoutText(temperatureText(day.low, metric),
-                                    font(kFactsSize, FontWeight::black, true));
-  TextLine lowLabel = render::layoutText("L", font(kLabelSize, FontWeight::black));
+                                    typeFont(kFactsSize, FontWeight::black, true));
+  TextLine lowLabel = render::layoutText("L", typeFont(kLabelSize, FontWeight::black));
   TextLine speed = render::layoutText(windSpeedText(day.windSpeed, metric),
-                                      font(kWindSize, FontWeight::black, true));
+                                      typeFont(kWindSize, FontWeight::black, true));
   const double baseline = y + high.baseline();
   const double factsHeight = high.height();
   size_t factsAt = out.size();
@@ -149,9 +133,9 @@ WidgetLayout layoutMediumToday(const WidgetLayoutConstants& k,
     x += w + gapAfter;
   };
   place(ElementRole::high, std::move(high), temperatureColor(day.high), 2);
-  place(ElementRole::highLabel, std::move(highLabel), secondary(0.78), 6);
+  place(ElementRole::highLabel, std::move(highLabel), tone::secondary(0.78), 6);
   place(ElementRole::low, std::move(low), tone::lowTemperature.opacity(0.92), 2);
-  place(ElementRole::lowLabel, std::move(lowLabel), secondary(0.76), 10);
+  place(ElementRole::lowLabel, std::move(lowLabel), tone::secondary(0.76), 10);
   double rotation = day.windDirection && std::isfinite(*day.windDirection)
                         ? std::fmod(*day.windDirection + 180, 360)
                         : 0;
@@ -159,9 +143,9 @@ WidgetLayout layoutMediumToday(const WidgetLayoutConstants& k,
   double arrowSide = std::hypot(arrow.width, arrow.height);
   out.push_back(symbolElement(ElementRole::windArrow, "arrow.up",
                               {x + arrowSide / 2, baseline - speed.baseline() + speed.height() / 2},
-                              kWindSize, secondary(0.9), 0, rotation));
+                              kWindSize, tone::secondary(0.9), 0, rotation));
   x += arrowSide + 1;
-  place(ElementRole::windSpeed, std::move(speed), secondary(0.9), 0);
+  place(ElementRole::windSpeed, std::move(speed), tone::secondary(0.9), 0);
   Rect facts = out[factsAt + 1].frame;
   for (size_t e = factsAt + 2; e < out.size(); ++e) facts = unionRect(facts, out[e].frame);
   out[factsAt].frame = facts;
@@ -169,23 +153,24 @@ WidgetLayout layoutMediumToday(const WidgetLayoutConstants& k,
 
   // Today's rain line goes at the bottom of the column, level with the chart's floor.
   WidgetRainSummary summary = makeRainSummary(&day, metric);
-  Color emphasis = summary.hasUsefulRain ? render::palette::accent : secondary(0.88);
+  Color emphasis = summary.hasUsefulRain ? render::palette::accent : tone::secondary(0.88);
   TextLine chance =
-      render::layoutText(summary.chanceText, font(rain.chanceSize, FontWeight::black, true));
-  const Font small = font(rain.chanceSize * 0.86, FontWeight::heavy, true);
+      render::layoutText(summary.chanceText, typeFont(rain.chanceSize, FontWeight::black, true));
+  const Font small = typeFont(rain.chanceSize * 0.86, FontWeight::heavy, true);
   TextLine amount = render::layoutText(summary.amountText, small);
 
   // The overlays' values between them, where the column has the room (the chart and its legend
   // still show the overlays when it has not).
   const double metricHeight =
-      render::layoutText("0", font(kMetricSize, FontWeight::heavy, true)).height();
+      render::layoutText("0", typeFont(kMetricSize, FontWeight::heavy, true)).height();
   if (y + 2 + metricHeight + 2 + chance.height() <= body.maxY()) {
     x = left;
     bool metricLine = false;
     for (const ChartOverlay* overlay : context.overlays) {
       auto value = overlayValue(*overlay, day, metric);
       if (!value) continue;
-      TextLine text = render::layoutText(value->text, font(kMetricSize, FontWeight::heavy, true));
+      TextLine text =
+          render::layoutText(value->text, typeFont(kMetricSize, FontWeight::heavy, true));
       if (x + text.width() > right) break;
       double w = text.width();
       PlacedElement e =
@@ -221,7 +206,7 @@ WidgetLayout layoutMediumToday(const WidgetLayoutConstants& k,
               render::palette::rain.opacity(summary.hasUsefulRain ? 1.0 : 0.7), rain.spacing);
   if (right - x >= type::kMinimum) {
     onBaseline3(ElementRole::rainDetail, fittedText(summary.detailText, small, right - x, 0.75),
-                secondary(0.85), 0);
+                tone::secondary(0.85), 0);
   }
   Rect group = out[groupAt + 1].frame;
   for (size_t e = groupAt + 2; e < out.size(); ++e) group = unionRect(group, out[e].frame);

@@ -22,12 +22,6 @@ using render::TextLine;
 
 constexpr double kChartGap = 10;  // the blocks to the chart
 
-Font weighted(double size, FontWeight weight, bool digits = false) {
-  return {.size = std::max(type::kMinimum, size), .weight = weight, .monospacedDigits = digits};
-}
-
-Color secondary(double opacity) { return render::palette::widgetSecondaryText.opacity(opacity); }
-
 // The sizes of one block size, with the type scale's floor applied.
 struct RowStyle {
   ConditionSummaryMetrics condition;
@@ -77,9 +71,9 @@ std::string spokenDay(const std::string& label) {
 double stackHeight(const RowStyle& s) {
   double l1 =
       std::max(s.condition.iconSize * 1.06,
-               render::layoutText("0", weighted(s.condition.highSize, FontWeight::black)).height());
-  double l2 = render::layoutText("0", weighted(s.condition.windSize, FontWeight::black)).height();
-  double l3 = render::layoutText("0", weighted(s.rain.chanceSize, FontWeight::black)).height();
+               render::layoutText("0", typeFont(s.condition.highSize, FontWeight::black)).height());
+  double l2 = render::layoutText("0", typeFont(s.condition.windSize, FontWeight::black)).height();
+  double l3 = render::layoutText("0", typeFont(s.rain.chanceSize, FontWeight::black)).height();
   return l1 + 1 + l2 + s.rainLineGap + l3;
 }
 
@@ -87,31 +81,21 @@ double stackHeight(const RowStyle& s) {
 
 WidgetLayout layoutTrend(const WidgetLayoutConstants& k, const model::PluvoWidgetSnapshot& snapshot,
                          Instant timelineDate, TimeZone deviceZone, Rect frame) {
-  WidgetLayout layout;
-  layout.kind = k.layout;
-  layout.frame = frame;
-  layout.content = {frame.x + k.horizontalPadding, frame.y + k.topPadding,
-                    std::max(0.0, frame.width - 2 * k.horizontalPadding),
-                    std::max(0.0, frame.height - k.topPadding - k.bottomPadding)};
-  const Rect content = layout.content;
   LayoutContext context = makeLayoutContext(snapshot, timelineDate, deviceZone);
   context.overlays = drawnOverlays(context.metricKeys,
                                    k.layout == LayoutKind::largeTrend && k.fixedDayCount ? 3 : 2);
+  WidgetLayout layout;
+  const std::optional<Rect> start = startLayout(k, k.layout, context, frame, layout);
+  if (!start) return layout;
+  const Rect content = layout.content;
+  const Rect body = *start;
   auto& out = layout.elements;
-  if (context.days.empty()) {
-    layout.unavailable = true;
-    layoutUnavailable(context, content, out);
-    return layout;
-  }
-  layoutHeader(context, content, k.headerHeight, out);
 
   const bool medium = k.layout == LayoutKind::mediumTrend;
   const BlockSize size = medium            ? BlockSize::compact
                          : k.fixedDayCount ? BlockSize::expanded
                                            : BlockSize::regular;
   const RowStyle s = rowStyle(size);
-  const Rect body{content.x, content.y + k.headerHeight + k.headerSpacing, content.width,
-                  std::max(0.0, content.height - k.headerHeight - k.headerSpacing)};
   const double between = 2 * k.rowSpacing + k.rowSeparatorHeight;
   auto rowHeightFor = [&](int slots) { return (body.height - (slots - 1) * between) / slots; };
 
@@ -141,25 +125,25 @@ WidgetLayout layoutTrend(const WidgetLayoutConstants& k, const model::PluvoWidge
   double dayWidth = 0, highWidth = 0, speedWidth = 0, chanceWidth = 0, lowWidth = 0;
   double amountWidth = 0, detailWidth = 0;
   double highLabelWidth = 0, lowLabelWidth = 0;
-  const Font amountFont = weighted(s.rain.chanceSize * 0.86, FontWeight::heavy, true);
+  const Font amountFont = typeFont(s.rain.chanceSize * 0.86, FontWeight::heavy, true);
   for (int i = 0; i < shown; ++i) {
     const model::PluvoWidgetDay& day = *context.days[static_cast<size_t>(i)];
     RowTexts& r = rows[static_cast<size_t>(i)];
     r.label = dayLabel(context, i);
-    r.dayLabel = render::layoutText(r.label, weighted(s.dayLabelSize, FontWeight::heavy));
+    r.dayLabel = render::layoutText(r.label, typeFont(s.dayLabelSize, FontWeight::heavy));
     r.date =
-        render::layoutText(day.dateLabel, weighted(s.dayLabelSize, FontWeight::semibold, true));
+        render::layoutText(day.dateLabel, typeFont(s.dayLabelSize, FontWeight::semibold, true));
     r.high = render::layoutText(temperatureText(day.high, context.usesMetricUnits),
-                                weighted(m.highSize, FontWeight::black, true));
-    r.highLabel = render::layoutText("H", weighted(m.labelSize, FontWeight::black));
+                                typeFont(m.highSize, FontWeight::black, true));
+    r.highLabel = render::layoutText("H", typeFont(m.labelSize, FontWeight::black));
     r.low = render::layoutText(temperatureText(day.low, context.usesMetricUnits),
-                               weighted(m.lowSize, FontWeight::black, true));
-    r.lowLabel = render::layoutText("L", weighted(m.labelSize, FontWeight::black));
+                               typeFont(m.lowSize, FontWeight::black, true));
+    r.lowLabel = render::layoutText("L", typeFont(m.labelSize, FontWeight::black));
     r.speed = render::layoutText(windSpeedText(day.windSpeed, context.usesMetricUnits),
-                                 weighted(m.windSize, FontWeight::black, true));
+                                 typeFont(m.windSize, FontWeight::black, true));
     r.rain = makeRainSummary(&day, context.usesMetricUnits);
     r.chance =
-        render::layoutText(r.rain.chanceText, weighted(s.rain.chanceSize, FontWeight::black, true));
+        render::layoutText(r.rain.chanceText, typeFont(s.rain.chanceSize, FontWeight::black, true));
     r.amount = render::layoutText(r.rain.amountText, amountFont);
     r.detail = r.rain.detailText;
     for (const ChartOverlay* overlay : context.overlays) {
@@ -225,10 +209,11 @@ WidgetLayout layoutTrend(const WidgetLayoutConstants& k, const model::PluvoWidge
     if (i >= shown) {
       // The first slot past the days says why the rest is empty.
       TextLine note = render::layoutText("No more days in this forecast",
-                                         weighted(type::kStamp, FontWeight::semibold));
+                                         typeFont(type::kStamp, FontWeight::semibold));
       Point at{row.midX() - note.width() / 2,
                row.y + (std::min(rowHeight, 40.0) - note.height()) / 2};
-      PlacedElement e = textElement(ElementRole::emptyNote, std::move(note), at, secondary(0.7), i);
+      PlacedElement e =
+          textElement(ElementRole::emptyNote, std::move(note), at, tone::secondary(0.7), i);
       e.accessibilityLabel = e.text;
       out.push_back(std::move(e));
       break;
@@ -253,8 +238,8 @@ WidgetLayout layoutTrend(const WidgetLayoutConstants& k, const model::PluvoWidge
       w = r.date.width();
       const double dateRight = content.x + dayLabelWidth + gap + dateWidth;
       out.push_back(textElement(ElementRole::dateLabel, std::move(r.date),
-                                {dateRight - w, dayBaseline - r.date.baseline()}, secondary(0.85),
-                                i));
+                                {dateRight - w, dayBaseline - r.date.baseline()},
+                                tone::secondary(0.85), i));
     } else {
       const double dayRight = content.x + dayWidth;
       const double labelTop = baseline1 - r.dayLabel.baseline();
@@ -263,7 +248,7 @@ WidgetLayout layoutTrend(const WidgetLayoutConstants& k, const model::PluvoWidge
                                 {dayRight - w, labelTop}, labelColor, i));
       w = r.date.width();
       out.push_back(textElement(ElementRole::dateLabel, std::move(r.date), {dayRight - w, dateTop},
-                                secondary(0.85), i));
+                                tone::secondary(0.85), i));
     }
 
     // Line 1: icon, high H, low L.
@@ -287,12 +272,12 @@ WidgetLayout layoutTrend(const WidgetLayoutConstants& k, const model::PluvoWidge
     onBaseline(ElementRole::high, std::move(r.high), highRight - w, baseline1,
                temperatureColor(day.high));
     onBaseline(ElementRole::highLabel, std::move(r.highLabel), highLabelX, baseline1,
-               secondary(0.78));
+               tone::secondary(0.78));
     w = r.low.width();
     onBaseline(ElementRole::low, std::move(r.low), lowRight - w, baseline1,
                tone::lowTemperature.opacity(0.92));
     onBaseline(ElementRole::lowLabel, std::move(r.lowLabel), lowRight + labelGap, baseline1,
-               secondary(0.76));
+               tone::secondary(0.76));
 
     // Line 2: the wind, then the overlays' values of the day.
     const double top2 = top + l1 + lineGap;
@@ -301,13 +286,14 @@ WidgetLayout layoutTrend(const WidgetLayoutConstants& k, const model::PluvoWidge
                           ? std::fmod(*day.windDirection + 180, 360)
                           : 0;
     out.push_back(symbolElement(ElementRole::windArrow, "arrow.up", arrowCentre,
-                                std::max(type::kMinimum, m.windSize), secondary(0.9), i, rotation));
+                                std::max(type::kMinimum, m.windSize), tone::secondary(0.9), i,
+                                rotation));
     w = r.speed.width();
     out.push_back(textElement(ElementRole::windSpeed, std::move(r.speed), {speedRight - w, top2},
-                              secondary(0.9), i));
+                              tone::secondary(0.9), i));
     double x = std::max(speedRight, chanceRight) + gap + 1;
     for (auto& [overlay, value] : r.metrics) {
-      TextLine text = render::layoutText(value.text, weighted(m.windSize, FontWeight::heavy, true));
+      TextLine text = render::layoutText(value.text, typeFont(m.windSize, FontWeight::heavy, true));
       if (x + text.width() > blockRight) break;
       double width = text.width();
       PlacedElement e =
@@ -320,7 +306,7 @@ WidgetLayout layoutTrend(const WidgetLayoutConstants& k, const model::PluvoWidge
     // Line 3: the rain line, one accessibility element.
     const double top3 = top2 + l2 + rainGap;
     const double baseline3 = top3 + r.chance.baseline();
-    Color emphasis = r.rain.hasUsefulRain ? render::palette::accent : secondary(0.88);
+    Color emphasis = r.rain.hasUsefulRain ? render::palette::accent : tone::secondary(0.88);
     size_t groupAt = out.size();
     out.push_back(
         groupElement(ElementRole::rainLineGroup, {}, rainLineAccessibilityLabel(r.rain), i));
@@ -334,7 +320,8 @@ WidgetLayout layoutTrend(const WidgetLayoutConstants& k, const model::PluvoWidge
                render::palette::rain.opacity(r.rain.hasUsefulRain ? 1.0 : 0.7));
     if (detailRoom >= type::kMinimum) {
       TextLine detail = fittedText(r.detail, amountFont, detailRoom, 0.75);
-      onBaseline(ElementRole::rainDetail, std::move(detail), detailX, baseline3, secondary(0.85));
+      onBaseline(ElementRole::rainDetail, std::move(detail), detailX, baseline3,
+                 tone::secondary(0.85));
     }
     Rect group = out[groupAt + 1].frame;
     for (size_t e = groupAt + 2; e < out.size(); ++e) group = unionRect(group, out[e].frame);

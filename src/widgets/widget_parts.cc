@@ -197,6 +197,24 @@ void layoutHeader(const LayoutContext& context, Rect content, double height,
   out.push_back(std::move(stampElement));
 }
 
+std::optional<Rect> startLayout(const WidgetLayoutConstants& k, LayoutKind kind,
+                                const LayoutContext& context, Rect frame, WidgetLayout& layout) {
+  layout.kind = kind;
+  layout.frame = frame;
+  layout.content = {frame.x + k.horizontalPadding, frame.y + k.topPadding,
+                    std::max(0.0, frame.width - 2 * k.horizontalPadding),
+                    std::max(0.0, frame.height - k.topPadding - k.bottomPadding)};
+  const Rect content = layout.content;
+  if (context.days.empty()) {
+    layout.unavailable = true;
+    layoutUnavailable(context, content, layout.elements);
+    return std::nullopt;
+  }
+  layoutHeader(context, content, k.headerHeight, layout.elements);
+  return Rect{content.x, content.y + k.headerHeight + k.headerSpacing, content.width,
+              std::max(0.0, content.height - k.headerHeight - k.headerSpacing)};
+}
+
 void layoutUnavailable(const LayoutContext& context, Rect content,
                        std::vector<PlacedElement>& out) {
   render::TextLine message = render::layoutText(

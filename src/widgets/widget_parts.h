@@ -20,6 +20,7 @@
 // Thread safety: pure functions; text is laid out on the calling thread.
 #pragma once
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <vector>
@@ -51,6 +52,11 @@ inline constexpr double kCurrentTemperature = 39;
 inline constexpr double kHourLabel = 8;  // the charts' hour labels
 }  // namespace type
 
+// A font of the type scale: `size` points, never under type::kMinimum; `digits`: tabular figures.
+inline render::Font typeFont(double size, render::FontWeight weight, bool digits = false) {
+  return {.size = std::max(type::kMinimum, size), .weight = weight, .monospacedDigits = digits};
+}
+
 // Colours beyond the shared palette.
 namespace tone {
 // The stale stamp: the palette's orange (the temperature scale's 82-94 °F colour).
@@ -59,6 +65,10 @@ inline constexpr render::Color lowTemperature = render::rgb255(0x93, 0xc5, 0xfd)
 // The temperature line of the charts.
 inline constexpr render::Color temperatureLine = render::rgb255(0xfb, 0x92, 0x3c);
 inline constexpr render::Color separator = render::palette::widgetSecondaryText.opacity(0.22);
+// The secondary text colour at `opacity`.
+constexpr render::Color secondary(double opacity) {
+  return render::palette::widgetSecondaryText.opacity(opacity);
+}
 }  // namespace tone
 
 struct LayoutContext {
@@ -103,6 +113,14 @@ void layoutHeader(const LayoutContext& context, render::Rect content, double hei
 // the stamp, centred in `content`.
 void layoutUnavailable(const LayoutContext& context, render::Rect content,
                        std::vector<PlacedElement>& out);
+
+// How every medium and large layout starts: `layout` gets `kind`, `frame` and the content inside
+// the paddings of `k`, then the header, or the "Forecast unavailable" face (`unavailable` set)
+// when `context` has no day worth showing. Returns the body below the header; nullopt when
+// unavailable.
+std::optional<render::Rect> startLayout(const WidgetLayoutConstants& k, LayoutKind kind,
+                                        const LayoutContext& context, render::Rect frame,
+                                        WidgetLayout& layout);
 
 // Text laid out at `font`, never below the type scale's minimum after shrinking.
 render::TextLine fittedText(std::string_view text, render::Font font, double maxWidth,
