@@ -22,18 +22,20 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   model::PluvoWidgetSnapshot built =
       snapshot::makeWidgetSnapshot(*packet, options, fuzz::kSampleNow);
   fuzz::require(encodeWidgetSnapshot(built).has_value(), "a built snapshot can be stored");
-  // A built snapshot is in normal form, except that the builder writes the rain text's range
-  // with an hour's own label when neither of its time texts reads, a label that the stored
-  // points do not keep for normalized() to use.
+  // A built snapshot is in normal form, except for what the builder reads from the packet and
+  // the snapshot does not keep for normalized() to use: the rain text's range takes an hour's
+  // own label when neither of its time texts reads, and a day or the current conditions without
+  // a condition text take their symbol from the cloud cover.
   model::PluvoWidgetSnapshot normal = snapshot::normalized(built);
   fuzz::require(snapshot::normalized(normal) == normal, "normalizing is idempotent");
   bool timesRead = std::all_of(packet->hours.begin(), packet->hours.end(), [](const auto& hour) {
     return parseIso8601(hour.startISO) || parseIso8601(hour.datetime);
   });
-  if (!timesRead) {
-    for (size_t d = 0; d < normal.days.size(); ++d)
-      normal.days[d].rainDetail = built.days[d].rainDetail;
+  for (size_t d = 0; d < normal.days.size(); ++d) {
+    if (!timesRead) normal.days[d].rainDetail = built.days[d].rainDetail;
+    if (!built.days[d].condition) normal.days[d].symbolName = built.days[d].symbolName;
   }
+  if (!built.current.condition) normal.current.symbolName = built.current.symbolName;
   fuzz::require(normal == built, "a built snapshot is in normal form");
   snapshot::displaySnapshot(built, fuzz::kSampleNow, fuzz::kSampleZone);
   return 0;
