@@ -9,6 +9,7 @@
 #include "model/widget_snapshot.h"
 #include "sample_moment.h"
 #include "snapshot/builder.h"
+#include "snapshot/internal/time_text.h"
 
 using namespace pluvo;
 
@@ -24,12 +25,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fuzz::require(encodeWidgetSnapshot(built).has_value(), "a built snapshot can be stored");
   // A built snapshot is in normal form, except for what the builder reads from the packet and
   // the snapshot does not keep for normalized() to use: the rain text's range takes an hour's
-  // own label when neither of its time texts reads, and a day or the current conditions without
+  // own label when its local date-time does not read, and a day or the current conditions without
   // a condition text take their symbol from the cloud cover.
   model::PluvoWidgetSnapshot normal = snapshot::normalized(built);
   fuzz::require(snapshot::normalized(normal) == normal, "normalizing is idempotent");
   bool timesRead = std::all_of(packet->hours.begin(), packet->hours.end(), [](const auto& hour) {
-    return parseIso8601(hour.startISO) || parseIso8601(hour.datetime);
+    return snapshot::internal::clockHourOfDateTime(hour.datetime).has_value();
   });
   for (size_t d = 0; d < normal.days.size(); ++d) {
     if (!timesRead) normal.days[d].rainDetail = built.days[d].rainDetail;
