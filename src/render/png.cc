@@ -59,16 +59,23 @@ Expected<std::string> encodePng(cairo_surface_t* surface, const PngOptions& opti
     return reinterpret_cast<const std::uint32_t*>(data + static_cast<size_t>(y) * stride);
   };
   // Each row: filter type 0 ("none": flat fields of colour compress best as they are), then the
-  // pixels. Widgets are opaque, so RGB is written first while every alpha is ANDed together;
-  // only an image with transparency is written again, as straight-alpha RGBA.
-  std::vector<unsigned char> raw;
+  // pixels. Widgets are opaque, so RGB is written first while every alpha is ANDed together; at
+  // the end of the first row that is not opaque (the lock card's rounded corners: its first row)
+  // the image is written again from the top, as straight-alpha RGBA.
+  // Every byte of the rows is written, so the buffer starts uninitialised (no 3 MB memset).
+  std::unique_ptr<unsigned char[]> raw;
+  size_t rawSize = 0;
+  auto allocate = [&](size_t rowBytes) {
+    rawSize = rowBytes * static_cast<size_t>(height);
+    raw = std::make_unique_for_overwrite<unsigned char[]>(rawSize);
+  };
   auto rgbRows = [&] {
     const size_t rowBytes = 1 + static_cast<size_t>(width) * 3;
-    raw.resize(rowBytes * static_cast<size_t>(height));
+    allocate(rowBytes);
     std::uint32_t alphas = 0xff000000u;
     for (int y = 0; y < height; ++y) {
       const std::uint32_t* pixels = row(y);
-      unsigned char* out = raw.data() + rowBytes * static_cast<size_t>(y);
+      unsigned char* out = raw.get() + rowBytes * static_cast<size_t>(y);
       *out++ = 0;
       for (int x = 0; x < width; ++x, out += 3) {
         std::uint32_t p = pixels[x];
@@ -77,15 +84,17 @@ Expected<std::string> encodePng(cairo_surface_t* surface, const PngOptions& opti
         out[1] = static_cast<unsigned char>(p >> 8);
         out[2] = static_cast<unsigned char>(p);
       }
+      if (format != CAIRO_FORMAT_RGB24 && (alphas >> 24) != 0xff) return false;
     }
-    return format == CAIRO_FORMAT_RGB24 || (alphas >> 24) == 0xff;
+    return true;
   };
   auto rgbaRows = [&] {
     const size_t rowBytes = 1 + static_cast<size_t>(width) * 4;
-    raw.assign(rowBytes * static_cast<size_t>(height), 0);
+    allocate(rowBytes);
     for (int y = 0; y < height; ++y) {
       const std::uint32_t* pixels = row(y);
-      unsigned char* out = raw.data() + rowBytes * static_cast<size_t>(y) + 1;
+      unsigned char* out = raw.get() + rowBytes * static_cast<size_t>(y);
+      *out++ = 0;
       for (int x = 0; x < width; ++x, out += 4) {
         std::uint32_t p = pixels[x];
         unsigned a = p >> 24, r = (p >> 16) & 0xff, g = (p >> 8) & 0xff, b = p & 0xff;
@@ -110,10 +119,10 @@ Expected<std::string> encodePng(cairo_surface_t* surface, const PngOptions& opti
     return fail("PNG encoding failed: no compressor at level " +
                 std::to_string(options.compressionLevel));
   // Left uninitialised: only the pages the compressed image fills become resident.
-  const size_t bound = libdeflate_zlib_compress_bound(compressor.get(), raw.size());
+  const size_t bound = libdeflate_zlib_compress_bound(compressor.get(), rawSize);
   std::unique_ptr<char[]> compressed(new char[bound]);
   size_t size =
-      libdeflate_zlib_compress(compressor.get(), raw.data(), raw.size(), compressed.get(), bound);
+      libdeflate_zlib_compress(compressor.get(), raw.get(), rawSize, compressed.get(), bound);
   if (size == 0) return fail("PNG encoding failed: the image did not compress");
 
   std::string png("\x89PNG\r\n\x1a\n", 8);
