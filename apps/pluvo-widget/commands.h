@@ -5,11 +5,13 @@
 // clear error line to standard error, and returns the process exit code.
 #pragma once
 
+#include <charconv>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -53,6 +55,21 @@ bool writeOutput(const CommandContext& context, const std::string& data);
 
 // Prints a snapshot as JSON to the context's output; the command's exit status.
 int printSnapshot(const CommandContext& context, const model::PluvoWidgetSnapshot& snapshot);
+
+// "364x170" -> {364, 170}: two numbers of type T joined by "x", nothing else.
+template <class T>
+std::optional<std::pair<T, T>> parseDimensions(std::string_view text) {
+  size_t x = text.find('x');
+  if (x == std::string_view::npos) return std::nullopt;
+  T width{}, height{};
+  auto w = std::from_chars(text.data(), text.data() + x, width);
+  auto h = std::from_chars(text.data() + x + 1, text.data() + text.size(), height);
+  if (w.ec != std::errc() || w.ptr != text.data() + x || h.ec != std::errc() ||
+      h.ptr != text.data() + text.size()) {
+    return std::nullopt;
+  }
+  return std::pair{width, height};
+}
 
 // Reads a whole file; nullopt with an error line naming the file on failure.
 std::optional<std::string> readInputFile(const std::string& path);

@@ -14,7 +14,6 @@
 #include <png.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
 #include <iostream>
 #include <memory>
@@ -43,17 +42,12 @@ using Surface = std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy
 using Context = std::unique_ptr<cairo_t, decltype(&cairo_destroy)>;
 
 std::optional<std::pair<int, int>> parsePanel(std::string_view text) {
-  size_t x = text.find('x');
-  if (x == std::string_view::npos) return std::nullopt;
-  int width = 0, height = 0;
-  auto w = std::from_chars(text.data(), text.data() + x, width);
-  auto h = std::from_chars(text.data() + x + 1, text.data() + text.size(), height);
-  if (w.ec != std::errc() || w.ptr != text.data() + x || h.ec != std::errc() ||
-      h.ptr != text.data() + text.size() || width < 16 || height < 16 || width > 4096 ||
-      height > 4096) {
+  auto panel = parseDimensions<int>(text);
+  if (!panel || panel->first < 16 || panel->second < 16 || panel->first > 4096 ||
+      panel->second > 4096) {
     return std::nullopt;
   }
-  return std::pair{width, height};
+  return panel;
 }
 
 void appendBytes(png_structp png, png_bytep data, png_size_t length) {

@@ -1,6 +1,5 @@
 // `widgets`, `snapshot texts` and `render`: the widget catalogue, the day texts and the drawing
 // from the command line.
-#include <charconv>
 #include <iostream>
 #include <string_view>
 
@@ -25,18 +24,10 @@ void writeNumber(model::JsonWriter& w, double value) {
   if (!w.number(value)) w.null();
 }
 
-// "364x170" -> {364, 170}.
 std::optional<render::Size> parseSize(std::string_view text) {
-  size_t x = text.find('x');
-  if (x == std::string_view::npos) return std::nullopt;
-  double width = 0, height = 0;
-  auto w = std::from_chars(text.data(), text.data() + x, width);
-  auto h = std::from_chars(text.data() + x + 1, text.data() + text.size(), height);
-  if (w.ec != std::errc() || w.ptr != text.data() + x || h.ec != std::errc() ||
-      h.ptr != text.data() + text.size()) {
-    return std::nullopt;
-  }
-  return render::Size{width, height};
+  auto size = parseDimensions<double>(text);
+  if (!size) return std::nullopt;
+  return render::Size{size->first, size->second};
 }
 
 }  // namespace
