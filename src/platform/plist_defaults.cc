@@ -32,6 +32,22 @@ Expected<PlistNode> parseDictionary(std::string_view bytes) {
   return root;
 }
 
+// Calls `visit(key, value)` for the entries of the dictionary `dict` in order, until it returns
+// false.
+template <class Visit>
+void forEachEntry(plist_t dict, Visit visit) {
+  plist_dict_iter raw = nullptr;
+  plist_dict_new_iter(dict, &raw);
+  PlistIterator iterator(raw);
+  for (;;) {
+    char* rawKey = nullptr;
+    plist_t value = nullptr;
+    plist_dict_next_item(dict, iterator.get(), &rawKey, &value);
+    PlistText key(rawKey);
+    if (!key || value == nullptr || !visit(key.get(), value)) return;
+  }
+}
+
 // Whether every text inside `node` (keys and strings, at any depth) is valid UTF-8. The nesting
 // was bounded by the parse, so the recursion is too.
 bool holdsOnlyUtf8(plist_t node) {
@@ -50,17 +66,12 @@ bool holdsOnlyUtf8(plist_t node) {
       return true;
     }
     case PLIST_DICT: {
-      plist_dict_iter raw = nullptr;
-      plist_dict_new_iter(node, &raw);
-      PlistIterator iterator(raw);
-      for (;;) {
-        char* rawKey = nullptr;
-        plist_t value = nullptr;
-        plist_dict_next_item(node, iterator.get(), &rawKey, &value);
-        PlistText key(rawKey);
-        if (!key || value == nullptr) return true;
-        if (!isValidUtf8(key.get()) || !holdsOnlyUtf8(value)) return false;
-      }
+      bool valid = true;
+      forEachEntry(node, [&](const char* key, plist_t value) {
+        valid = isValidUtf8(key) && holdsOnlyUtf8(value);
+        return valid;
+      });
+      return valid;
     }
     default:
       return true;
@@ -71,17 +82,10 @@ bool holdsOnlyUtf8(plist_t node) {
 // faithfully (a text that is not UTF-8 comes out as a lone surrogate); returns how many.
 std::size_t dropUnwritableEntries(plist_t root) {
   std::vector<std::string> doomed;
-  plist_dict_iter raw = nullptr;
-  plist_dict_new_iter(root, &raw);
-  PlistIterator iterator(raw);
-  for (;;) {
-    char* rawKey = nullptr;
-    plist_t value = nullptr;
-    plist_dict_next_item(root, iterator.get(), &rawKey, &value);
-    PlistText key(rawKey);
-    if (!key || value == nullptr) break;
-    if (!isValidUtf8(key.get()) || !holdsOnlyUtf8(value)) doomed.emplace_back(key.get());
-  }
+  forEachEntry(root, [&](const char* key, plist_t value) {
+    if (!isValidUtf8(key) || !holdsOnlyUtf8(value)) doomed.emplace_back(key);
+    return true;
+  });
   for (const std::string& key : doomed) plist_dict_remove_item(root, key.c_str());
   return doomed.size();
 }
