@@ -1,15 +1,10 @@
 # The Material Symbols glyphs compiled into pluvo_render (see render/symbols.h). Add a glyph's
 # file name here to make it available to render/symbols.cc.
-set(PLUVO_SYMBOL_PACKAGE_DIR
-    ${PROJECT_SOURCE_DIR}/third_party/material-symbols/node_modules/@material-symbols/svg-700)
-set(PLUVO_SYMBOL_DIR ${PLUVO_SYMBOL_PACKAGE_DIR}/rounded)
+# The glyphs are vendored with their licence in third_party/material-symbols.
+set(PLUVO_SYMBOL_DIR ${PROJECT_SOURCE_DIR}/third_party/material-symbols/rounded-700)
 set(PLUVO_SYMBOL_FILES
     sunny-fill partly_cloudy_day-fill cloud-fill rainy-fill rainy_heavy-fill rainy_light-fill
     thunderstorm-fill water_drop-fill schedule-fill arrow_upward)
-if(NOT EXISTS ${PLUVO_SYMBOL_DIR}/cloud-fill.svg)
-  message(FATAL_ERROR "The icon set is not installed in ${PLUVO_SYMBOL_PACKAGE_DIR}; "
-                      "run scripts/setup (npm ci in third_party/material-symbols)")
-endif()
 set(symbol_sources "")
 foreach(name IN LISTS PLUVO_SYMBOL_FILES)
   list(APPEND symbol_sources ${PLUVO_SYMBOL_DIR}/${name}.svg)

@@ -1,8 +1,8 @@
 // The product's symbol names ("cloud.rain.fill", "drop.fill", ...) drawn from Material Symbols,
 // Google's maintained open icon set (Apache-2.0): the Rounded style, filled glyphs, weight 700.
 //
-// The glyphs' path data is read from the pinned npm package (@material-symbols/svg-700, see
-// third_party/material-symbols) at build time and parsed into paths once per process; no SVG
+// The glyphs' SVG files are vendored with their licence in third_party/material-symbols; their
+// path data is compiled in at build time and parsed into paths once per process; no SVG
 // library runs. Material's heaviest weight is 700, so the product's bold and black weights both
 // draw at 700.
 //
