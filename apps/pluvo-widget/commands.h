@@ -116,6 +116,18 @@ struct RefreshArguments {
 };
 int refresh(const CommandContext& context, const RefreshArguments& arguments);
 
+// `place set NAME | --lat X --lon Y [--name NAME] [--pick N]` and `place show`
+// (place_command.cc): the main app's part, choosing the place through the forecast service and
+// storing what the app stores; see app/place_setting.h.
+struct PlaceSetArguments {
+  std::optional<std::string> name;
+  std::optional<double> latitude;
+  std::optional<double> longitude;
+  std::optional<int> pick;
+};
+int placeSet(const CommandContext& context, const PlaceSetArguments& arguments);
+int placeShow(const CommandContext& context);
+
 // `activity texts STATE` and `activity layout STATE --width W --height H [--compact]`
 // (activity_commands.cc): STATE holds a content state or an activity file of the channel folder.
 int activityTexts(const CommandContext& context, const std::string& statePath);

@@ -14,6 +14,7 @@
 
 #include "activity/rain_window.h"
 #include "activity_render/draw.h"
+#include "app/rain_window.h"
 #include "commands.h"
 #include "host/host_environment.h"
 #include "host/kernel_events.h"
@@ -106,7 +107,14 @@ int host(const CommandContext& context, const HostArguments& arguments) {
   snapshot::SnapshotStore store(env);
   snapshot::ForecastCacheRecovery recovery(env);
   service::ForecastService forecasts(env, {.info = context.info});
-  timeline::PluvoWidgetRefreshCoordinator coordinator(env, store, forecasts.client());
+  // The host also plays the main app's part after each refresh: the rain window Live Activity
+  // starts, follows and ends with the forecast.
+  timeline::PluvoWidgetRefreshCoordinator coordinator(
+      env, store, forecasts.client(), [&env](const model::ChartPacket& packet, Instant now) {
+        if (auto synced = app::syncRainWindow(env, packet, now); !synced) {
+          env.log("Pluvo rain window activity failed: " + synced.error().message);
+        }
+      });
   platform::TaskPool tasks;
   timeline::PluvoWidgetProvider provider(env, store, recovery, coordinator, tasks);
 
@@ -117,6 +125,10 @@ int host(const CommandContext& context, const HostArguments& arguments) {
        .drawer = drawerFor(context),
        .activityDrawer =
            [&env](std::string_view bytes, Instant now) {
+             // A window over for half an hour ends here, between refreshes.
+             if (auto ended = app::endFinishedRainWindows(env, now); !ended) {
+               env.log("Pluvo rain window activity failed: " + ended.error().message);
+             }
              return drawActivity(env.deviceTimeZone(), bytes, now);
            },
        .handleSignals = true,
