@@ -23,8 +23,8 @@ std::string stamp(int hour, int minute = 0) {
 model::ChartPacket packetOf(const std::vector<double>& amounts, double chance = 80,
                             std::string icons = "") {
   model::ChartPacket packet;
-  packet.location = {.name = "Austin, TX", .latitude = 30.2672, .longitude = -97.7431,
-                     .timezone = "UTC"};
+  packet.location = {
+      .name = "Austin, TX", .latitude = 30.2672, .longitude = -97.7431, .timezone = "UTC"};
   for (int h = 0; h < 24; ++h) {
     model::ChartHour hour;
     hour.seqIndex = h;
@@ -44,7 +44,7 @@ TEST(RainWindowTest, TheRuleAndItsBoundaries) {
     const char* what;
     std::vector<double> amounts;
     double chance;
-    double nowHours;  // after midnight
+    double nowHours;                            // after midnight
     std::optional<std::pair<int, int>> window;  // start and end hour
     const char* label;
   } cases[] = {
@@ -58,8 +58,7 @@ TEST(RainWindowTest, TheRuleAndItsBoundaries) {
       {"under 0.01 in is dry", {0.009, 0.009}, 80, 0, std::nullopt, nullptr},
       {"one dry hour joins", {0.01, 0, 0.01}, 80, 0, std::pair{0, 3}, "Light rain"},
       {"two dry hours split", {0.01, 0, 0, 0.3}, 80, 0, std::pair{0, 1}, "Light rain"},
-      {"the next window when one is over", {0.01, 0, 0, 0.3}, 80, 2, std::pair{3, 4},
-       "Downpour"},
+      {"the next window when one is over", {0.01, 0, 0, 0.3}, 80, 2, std::pair{3, 4}, "Downpour"},
       {"just under 0.10 in is light", {0.099}, 80, 0, std::pair{0, 1}, "Light rain"},
       {"0.10 in is steady", {0.10}, 80, 0, std::pair{0, 1}, "Steady rain"},
       {"just under 0.30 in is steady", {0.299}, 80, 0, std::pair{0, 1}, "Steady rain"},

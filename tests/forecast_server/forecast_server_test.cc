@@ -23,12 +23,12 @@ class ForecastServerTest : public ::testing::Test {
   }
 
   std::unique_ptr<ForecastServer> makeServer() {
-    return std::make_unique<ForecastServer>(ServerOptions{
-        .forecastURL = forecast_.url() + "/v1/forecast",
-        .geocodingURL = geocoder_.url() + "/v1/search",
-        .caches = folder_.path() / "caches",
-        .clock = [this] { return now_.load(); },
-        .log = [](std::string_view) {}});
+    return std::make_unique<ForecastServer>(
+        ServerOptions{.forecastURL = forecast_.url() + "/v1/forecast",
+                      .geocodingURL = geocoder_.url() + "/v1/search",
+                      .caches = folder_.path() / "caches",
+                      .clock = [this] { return now_.load(); },
+                      .log = [](std::string_view) {}});
   }
 
   static ForecastServer::Response chart(ForecastServer& server, ForecastServer::Query query) {
@@ -41,8 +41,10 @@ class ForecastServerTest : public ::testing::Test {
   std::atomic<Instant> now_{*parseIso8601("2026-10-31T20:20:00Z")};
 };
 
-const ForecastServer::Query kSeattle{{"location", "Seattle, WA"}, {"provider", "openmeteo"},
-                                     {"lat", "47.6062"}, {"lon", "-122.3321"},
+const ForecastServer::Query kSeattle{{"location", "Seattle, WA"},
+                                     {"provider", "openmeteo"},
+                                     {"lat", "47.6062"},
+                                     {"lon", "-122.3321"},
                                      {"refresh", "1793477000"}};
 
 TEST_F(ForecastServerTest, OneUpstreamCallServesEveryKindAndARestart) {
@@ -50,8 +52,8 @@ TEST_F(ForecastServerTest, OneUpstreamCallServesEveryKindAndARestart) {
     auto server = makeServer();
     std::vector<std::thread> kinds;
     std::atomic<int> ok = 0;
-    forecast_.setReply({.body = testing::openMeteoForecast({}),
-                        .delay = std::chrono::milliseconds(200)});
+    forecast_.setReply(
+        {.body = testing::openMeteoForecast({}), .delay = std::chrono::milliseconds(200)});
     for (int i = 0; i < 5; ++i) {
       kinds.emplace_back([&, i] {
         auto query = kSeattle;

@@ -61,8 +61,8 @@ TEST(PacketBuilderTest, DaysAndHoursFollowThePlacesCalendar) {
 TEST(PacketBuilderTest, NullsAreNeverMadeUpAndValuesKeepTheirUnits) {
   auto packet = buildChartPacket(answerFor({}), {.name = "Seattle, WA"}, kNow);
   ASSERT_TRUE(packet);
-  EXPECT_FALSE(packet->hours[3].values.temp);           // null temperature: absent
-  EXPECT_EQ(packet->hours[4].values.precipProb, 0);     // null chance: 0
+  EXPECT_FALSE(packet->hours[3].values.temp);        // null temperature: absent
+  EXPECT_EQ(packet->hours[4].values.precipProb, 0);  // null chance: 0
   EXPECT_EQ(packet->hours[15].values.precipAmount, 0.05);
   EXPECT_EQ(packet->hours[15].values.precipProb, 80);
   EXPECT_EQ(packet->hours[15].precipType, "rain");
@@ -71,8 +71,8 @@ TEST(PacketBuilderTest, NullsAreNeverMadeUpAndValuesKeepTheirUnits) {
   EXPECT_EQ(packet->days[0].high, 60);
   EXPECT_EQ(packet->hours[24 + 17].icon, "thunderstorm");  // 16:00 on day 1, after 1 AM twice
   for (const model::ChartHour& hour : packet->hours) {
-    for (double v : {hour.normalized.precipProb, hour.normalized.precipAmount,
-                     hour.normalized.temp, hour.normalized.windGust, hour.normalized.pressure}) {
+    for (double v : {hour.normalized.precipProb, hour.normalized.precipAmount, hour.normalized.temp,
+                     hour.normalized.windGust, hour.normalized.pressure}) {
       ASSERT_GE(v, 0);
       ASSERT_LE(v, 1);
     }
@@ -92,9 +92,9 @@ TEST(PacketBuilderTest, EveryPacketDecodesStrictlyAndBuildsAStableSnapshot) {
     for (bool celsius : {false, true}) {
       SCOPED_TRACE(std::string(at) + (celsius ? " C" : " F"));
       const Instant now = *parseIso8601(at);
-      auto packet = buildChartPacket(answerFor({.celsius = celsius}), {.name = "Seattle, WA"}, now,
-                                     {.unit = celsius ? TemperatureUnit::celsius
-                                                      : TemperatureUnit::fahrenheit});
+      auto packet = buildChartPacket(
+          answerFor({.celsius = celsius}), {.name = "Seattle, WA"}, now,
+          {.unit = celsius ? TemperatureUnit::celsius : TemperatureUnit::fahrenheit});
       ASSERT_TRUE(packet) << packet.error().message;
       auto bytes = model::encodeChartPacket(*packet);
       ASSERT_TRUE(bytes);
@@ -113,7 +113,8 @@ TEST(PacketBuilderTest, EveryPacketDecodesStrictlyAndBuildsAStableSnapshot) {
 }
 
 TEST(PacketBuilderTest, AnAnswerWithoutTodayIsAnError) {
-  auto tooLate = buildChartPacket(answerFor({}), {.name = "x"}, *parseIso8601("2026-12-01T00:00:00Z"));
+  auto tooLate =
+      buildChartPacket(answerFor({}), {.name = "x"}, *parseIso8601("2026-12-01T00:00:00Z"));
   ASSERT_FALSE(tooLate);
   EXPECT_EQ(tooLate.error().message, "the forecast holds no hour of today (2026-11-30)");
   EXPECT_EQ(decodeForecastAnswer(R"({"error":true,"reason":"Latitude must be in range"})")

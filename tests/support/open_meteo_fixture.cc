@@ -108,14 +108,22 @@ std::string openMeteoForecast(const OpenMeteoFixture& f) {
   w.beginObject();
   writeTimes(w, hours);
   const std::pair<std::string_view, const Series*> hourly[] = {
-      {"temperature_2m", &temp},         {"apparent_temperature", &feels},
-      {"precipitation_probability", &chance}, {"precipitation", &amount},
-      {"rain", &rain},                   {"showers", &showers},
-      {"snowfall", &snow},               {"weather_code", &code},
-      {"cloud_cover", &cloud},           {"relative_humidity_2m", &humidity},
-      {"dew_point_2m", &dew},            {"pressure_msl", &pressure},
-      {"wind_speed_10m", &wind},         {"wind_gusts_10m", &gust},
-      {"wind_direction_10m", &direction}, {"is_day", &isDay}};
+      {"temperature_2m", &temp},
+      {"apparent_temperature", &feels},
+      {"precipitation_probability", &chance},
+      {"precipitation", &amount},
+      {"rain", &rain},
+      {"showers", &showers},
+      {"snowfall", &snow},
+      {"weather_code", &code},
+      {"cloud_cover", &cloud},
+      {"relative_humidity_2m", &humidity},
+      {"dew_point_2m", &dew},
+      {"pressure_msl", &pressure},
+      {"wind_speed_10m", &wind},
+      {"wind_gusts_10m", &gust},
+      {"wind_direction_10m", &direction},
+      {"is_day", &isDay}};
   for (auto [name, series] : hourly) writeSeries(w, name, *series);
   w.endObject();
 
@@ -209,12 +217,12 @@ std::vector<FixturePlace> seattlePlaces() {
 }
 
 std::vector<FixturePlace> springfieldPlaces() {
-  return {{"Springfield", "Missouri", "United States", "US", "America/Chicago", 37.21533,
-           -93.29824, 169176},
+  return {{"Springfield", "Missouri", "United States", "US", "America/Chicago", 37.21533, -93.29824,
+           169176},
           {"Springfield", "Massachusetts", "United States", "US", "America/New_York", 42.10148,
            -72.58981, 155929},
-          {"Springfield", "Illinois", "United States", "US", "America/Chicago", 39.80172,
-           -89.64371, 114230}};
+          {"Springfield", "Illinois", "United States", "US", "America/Chicago", 39.80172, -89.64371,
+           114230}};
 }
 
 }  // namespace pluvo::testing
