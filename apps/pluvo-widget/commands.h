@@ -77,6 +77,12 @@ std::optional<std::string> readInputFile(const std::string& path);
 // Reads and decodes a widget snapshot file; nullopt with an error line naming the file on failure.
 std::optional<model::PluvoWidgetSnapshot> readSnapshotFile(const std::string& path);
 
+// The credit the storage's data calls for ("Weather data by Open-Meteo.com"), as the app noted it
+// in the shared defaults; nullopt when none is due.
+std::optional<std::string> storageDataCredit(const CommandContext& context);
+// An accessibility text with the data's credit as its last sentence, when there is one.
+std::string withCredit(std::string text, const std::optional<std::string>& credit);
+
 int packetDecode(const CommandContext& context, const std::string& path);
 int snapshotPlaceholder(const CommandContext& context);
 

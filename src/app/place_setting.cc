@@ -77,6 +77,36 @@ Expected<void> writeForecastCache(platform::Environment& env,
   return env.writeFileAtomically(*container / snapshot::kForecastCacheFileName, *bytes);
 }
 
+Expected<RainWindowChange> afterForecastFetch(platform::Environment& env,
+                                              const model::ChartPacket& packet,
+                                              const std::string& displayLocation, Instant now) {
+  std::optional<Error> failure;
+  if (auto written = writeForecastCache(env, {packet, displayLocation, now}); !written) {
+    failure = written.error();
+  }
+  const bool openMeteo = packet.sources && packet.sources->forecast &&
+                         packet.sources->forecast->provider == "openmeteo";
+  if (platform::DefaultsSuite* defaults = env.sharedDefaults()) {
+    const std::string_view credit = openMeteo ? kOpenMeteoCredit : "";
+    if (defaults->data(kCreditDefaultsKey) != credit) {
+      if (auto set = defaults->setData(kCreditDefaultsKey, credit); !set && !failure) {
+        failure = set.error();
+      }
+    }
+  }
+  auto change = syncRainWindow(env, packet, now);
+  if (failure) return std::unexpected(*failure);
+  return change;
+}
+
+std::optional<std::string> dataCredit(platform::Environment& env) {
+  platform::DefaultsSuite* defaults = env.sharedDefaults();
+  if (!defaults) return std::nullopt;
+  auto credit = defaults->data(kCreditDefaultsKey);
+  if (!credit || credit->empty()) return std::nullopt;
+  return credit;
+}
+
 Expected<PlaceOutcome> setPlace(platform::Environment& env, snapshot::SnapshotStore& store,
                                 const service::ChartAPIClient& client,
                                 const PlaceRequest& request) {
@@ -102,13 +132,10 @@ Expected<PlaceOutcome> setPlace(platform::Environment& env, snapshot::SnapshotSt
   store.save(outcome.snapshot, /*reloadTimelines=*/true);  // a failure is the store's log line
   outcome.record = {
       .packet = std::move(*packet), .displayLocation = request.displayName, .completedAt = now};
-  if (auto written = writeForecastCache(env, outcome.record); !written) {
-    return std::unexpected(written.error());
-  }
   if (outcome.placeChanged) {
     if (auto ended = endRainWindows(env); !ended) return std::unexpected(ended.error());
   }
-  auto change = syncRainWindow(env, outcome.record.packet, now);
+  auto change = afterForecastFetch(env, outcome.record.packet, request.displayName, now);
   if (!change) return std::unexpected(change.error());
   outcome.rainWindow = *change;
   return outcome;

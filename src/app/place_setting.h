@@ -60,6 +60,20 @@ Expected<PlaceOutcome> setPlace(platform::Environment& env, snapshot::SnapshotSt
 // The temperature unit a packet's sources name, as a snapshot records it: "C" or "F".
 std::string snapshotTemperatureUnit(const model::ChartPacket& packet);
 
+// What the main app does after every successful fetch (its own, or the widget host's refresh on
+// its behalf): keeps the packet as its forecast cache, notes the data's credit for the widgets,
+// and starts, updates or ends the rain window Live Activity. An error names what failed; the
+// steps after it are still tried.
+Expected<RainWindowChange> afterForecastFetch(platform::Environment& env,
+                                              const model::ChartPacket& packet,
+                                              const std::string& displayLocation, Instant now);
+
+// The credit the data's provider asks for ("Weather data by Open-Meteo.com"), kept in the shared
+// defaults under `kCreditDefaultsKey` by `afterForecastFetch`; nullopt when none is due.
+inline constexpr std::string_view kCreditDefaultsKey = "pluvo.forecast.credit";
+inline constexpr std::string_view kOpenMeteoCredit = "Weather data by Open-Meteo.com";
+std::optional<std::string> dataCredit(platform::Environment& env);
+
 // Writes "<container>/pluvo-last-forecast.json" as the main app writes it.
 Expected<void> writeForecastCache(platform::Environment& env,
                                   const model::ForecastCacheRecoveryRecord& record);

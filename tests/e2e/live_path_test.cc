@@ -83,6 +83,7 @@ TEST_F(LivePathTest, APlaceChosenByNameIsDrawnWithItsRainWindow) {
     // The day's total and chance from the answer's daily series; 60 °F its high.
     EXPECT_NE(entry.find("\"rainAmount\":0.3,"), std::string::npos);
     EXPECT_NE(entry.find("\"high\":60,"), std::string::npos);
+    EXPECT_NE(entry.find(" Weather data by Open-Meteo.com.\""), std::string::npos);
   }
   // Five widget kinds, one place set and one host round: one call to Open-Meteo.
   EXPECT_EQ(forecast.requestCount(), 1);
@@ -99,6 +100,18 @@ TEST_F(LivePathTest, APlaceChosenByNameIsDrawnWithItsRainWindow) {
   EXPECT_EQ(file->state.intensityLabel, "Steady rain");
   EXPECT_EQ(file->state.hours.size(), 20u);  // quarter hours
   EXPECT_GT(fs::file_size(root.path() / "out" / "activities" / file->id / "lock.png"), 1000u);
+
+  // Five hours on, the host refreshes the stale snapshot and, as the app, follows the rain: the
+  // quarter hours from 2:00 to 6:15 PM have fallen.
+  auto later = cli({"host", "--once", "--out", (root.path() / "out").string()});
+  later[2] = "2026-11-01T01:20:00Z";
+  auto refreshed = testing::runCommand(later);
+  ASSERT_EQ(refreshed.exitCode, 0) << refreshed.err;
+  auto followed =
+      activity::decodeActivityFile(testing::readFileBytes(activities / (file->id + ".json")));
+  ASSERT_TRUE(followed) << followed.error().message;
+  EXPECT_NEAR(followed->state.observedInches, 0.2775, 0.001);
+  EXPECT_NEAR(followed->state.forecastInches, 0.0225, 0.001);
 
   auto show = testing::runCommand(cli({"place", "show"}));
   EXPECT_EQ(show.exitCode, 0) << show.err;
