@@ -127,7 +127,7 @@ int host(const CommandContext& context, const HostArguments& arguments) {
        .activityDrawer =
            [&env](std::string_view bytes, Instant now) {
              // A window over for half an hour ends here, between refreshes.
-             if (auto ended = app::endFinishedRainWindows(env, now); !ended) {
+             if (auto ended = app::endFinishedRainWindow(env, now); !ended) {
                env.log("Pluvo rain window activity failed: " + ended.error().message);
              }
              return drawActivity(env.deviceTimeZone(), bytes, now);
