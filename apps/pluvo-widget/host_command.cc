@@ -98,7 +98,6 @@ int host(const CommandContext& context, const HostArguments& arguments) {
   if (!context.containerPath.empty()) options.container = context.containerPath;
   if (!context.cachesPath.empty()) options.caches = context.cachesPath;
   options.deviceZone = context.deviceZone;
-  options.logStream = platform::LogStream::standardOutput;
   platform::SystemEnvironment system(std::move(options));
   // --now sets where the clock starts; it runs on from there.
   host::HostEnvironment env(system, context.nowGiven ? std::optional(context.now) : std::nullopt);

@@ -9,6 +9,7 @@
 
 #include "commands.h"
 #include "platform/system_environment.h"
+#include "pluvo_version.h"
 #include "service/info_dictionary.h"
 
 namespace {
@@ -18,7 +19,8 @@ using pluvo::cli::CommandContext;
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app{"pluvo-widget: the Pluvo rain widgets and Live Activity on Linux"};
+  CLI::App app{"pluvo-widget: the Pluvo rain widgets and Live Activity on Linux", "pluvo-widget"};
+  app.set_version_flag("--version", "pluvo-widget " PLUVO_VERSION, "Print the version and exit");
   app.require_subcommand(1);
   app.fallthrough();
 
@@ -31,7 +33,8 @@ int main(int argc, char** argv) {
   app.add_option("-o,--output", outputPath, "Write the data to FILE instead of standard output");
   std::string infoPath;
   app.add_option("--info", infoPath,
-                 "The information dictionary (default: Info.plist beside the executable)");
+                 "The information dictionary (default: ~/.config/pluvo/Info.plist, else the "
+                 "bundle's, else <prefix>/share/pluvo/Info.plist)");
   std::string containerPath, cachesPath;
   app.add_option("--container", containerPath,
                  "The app group container folder (default: under $XDG_DATA_HOME)");
@@ -182,6 +185,12 @@ int main(int argc, char** argv) {
   timeline->add_option("--request", timelineArguments.request, "timeline, snapshot or placeholder")
       ->capture_default_str();
 
+  pluvo::cli::StatusArguments statusArguments;
+  auto* status = app.add_subcommand(
+      "status", "Print the current forecast in one line, for a panel; reads the storage only");
+  status->add_option("--format", statusArguments.format, "text, waybar (JSON) or json")
+      ->capture_default_str();
+
   pluvo::cli::HostArguments hostArguments;
   auto* host = app.add_subcommand("host", "The widget host: keeps every widget current in DIR");
   host->add_option("--out", hostArguments.outDir, "The folder of the widgets' entries and images")
@@ -217,6 +226,7 @@ int main(int argc, char** argv) {
       {gallery, "pluvo-widget gallery -o /tmp/gallery --profile eink"},
       {timeline, "pluvo-widget timeline --kind PluvoFiveDayLargeWidget"},
       {host, "pluvo-widget host --out ~/.local/state/pluvo-widgets"},
+      {status, "pluvo-widget status --format waybar"},
   };
   for (auto [command, example] : examples) command->footer(std::string("Example: ") + example);
 
@@ -279,6 +289,7 @@ int main(int argc, char** argv) {
     return pluvo::cli::gallery(context, galleryArguments);
   }
   if (*host) return pluvo::cli::host(context, hostArguments);
+  if (*status) return pluvo::cli::status(context, statusArguments);
   if (*activityRender) return pluvo::cli::activityRender(context, activityRenderArguments);
   return 2;
 }

@@ -37,9 +37,6 @@ std::unique_ptr<platform::SystemEnvironment> makeEnvironment(const CommandContex
   options.fixedNow = context.now;
   options.deviceZone = context.deviceZone;
   options.verbose = context.verbose;
-  // Standard output carries the command's data unless it goes to a file.
-  options.logStream = context.outputPath.empty() ? platform::LogStream::standardError
-                                                 : platform::LogStream::standardOutput;
   return std::make_unique<platform::SystemEnvironment>(std::move(options));
 }
 

@@ -85,6 +85,11 @@ timeline::PluvoWidgetTimeline awaitTimeline(timeline::PluvoWidgetProvider& provi
 
 }  // namespace
 
+std::optional<timeline::ResolvedSnapshot> storedSnapshot(const CommandContext& context) {
+  StorageProvider storage(context);
+  return storage.provider.loadWidgetSnapshot();
+}
+
 timeline::PluvoWidgetEntry timelineEntry(const CommandContext& context) {
   StorageProvider storage(context);
   return awaitTimeline(storage.provider).entry;

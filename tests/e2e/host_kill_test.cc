@@ -113,7 +113,7 @@ TEST(HostKillTest, EveryKillLeavesWholeFilesAndTheNextHostStarts) {
     auto status = host.waitForExit(10s);
     ASSERT_TRUE(status.has_value());
     killedWhileRunning += *status == 128 + SIGKILL;
-    const int written = testing::occurrences(host.output(), " wrote ");
+    const int written = testing::occurrences(host.errors(), " wrote ");
     (written == 0 ? beforeWriting : written < 20 ? whileWriting : afterWriting) += 1;
     windowMs *= written < 20 ? 1.03 : 0.75;
     ASSERT_EQ(host.errors().find("another widget host"), std::string::npos) << host.errors();
