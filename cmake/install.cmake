@@ -62,14 +62,21 @@ string(REPLACE "$(PLUVO_API_BASE_URL)" "${PLUVO_INSTALLED_SERVICE_URL}" pluvo_in
 file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/installed/Info.plist CONTENT "${pluvo_info}" @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/installed/Info.plist DESTINATION ${CMAKE_INSTALL_DATADIR}/pluvo)
 
-# The systemd user units: each ExecStart names the program in this prefix's bin folder.
+# The systemd user units: each ExecStart names the program in the bin folder of the prefix
+# installed to (cpack installs to /usr, `cmake --install --prefix T` to T), so it is written
+# at install time.
 file(GLOB pluvo_units CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/contrib/*.service)
 foreach(unit ${pluvo_units})
   get_filename_component(name ${unit} NAME)
-  file(READ ${unit} text)
-  string(REGEX REPLACE "(\nExec[A-Za-z]*=[-@!+:]*)[^ \n]*/(pluvo-[A-Za-z0-9-]+)"
-         "\\1${CMAKE_INSTALL_FULL_BINDIR}/\\2" text "${text}")
-  file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/installed/${name} CONTENT "${text}" @ONLY)
+  install(CODE "
+    set(bindir \"${CMAKE_INSTALL_BINDIR}\")
+    if(NOT IS_ABSOLUTE \"\${bindir}\")
+      set(bindir \"\${CMAKE_INSTALL_PREFIX}/\${bindir}\")
+    endif()
+    file(READ \"${unit}\" text)
+    string(REGEX REPLACE \"(\\nExec[A-Za-z]*=[-@!+:]*)[^ \\n]*/(pluvo-[A-Za-z0-9-]+)\"
+           \"\\\\1\${bindir}/\\\\2\" text \"\${text}\")
+    file(WRITE \"${CMAKE_BINARY_DIR}/installed/${name}\" \"\${text}\")")
   install(FILES ${CMAKE_BINARY_DIR}/installed/${name} DESTINATION ${PLUVO_USER_UNIT_DIR})
 endforeach()
 

@@ -19,10 +19,11 @@ set(CPACK_PACKAGE_VENDOR "The Pluvo authors")
 set(CPACK_PACKAGE_CONTACT "Pluvo maintainers <maintainers@pluvo.app>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "rain forecast widgets and Live Activity for the desktop")
 set(CPACK_PACKAGE_DESCRIPTION
-    "Pluvo keeps the rain forecast of the Pluvo app's widgets current and draws the five\n\
-home-screen widgets and the rain-window Live Activity as PNG, SVG or PDF, for a desktop\n\
-panel, a wall dashboard or an e-paper frame. A systemd user service keeps the images\n\
-current; `pluvo-widget status` prints a one-line answer for waybar, polybar or i3blocks.")
+    "Pluvo keeps the forecast of the Pluvo app's rain widgets current and draws\n\
+the five home-screen widgets and the rain-window Live Activity as PNG, SVG\n\
+or PDF, for a desktop panel, a wall dashboard or an e-paper frame. A systemd\n\
+user service keeps the images current; `pluvo-widget status` prints a\n\
+one-line answer for waybar, polybar or i3blocks.")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
@@ -35,5 +36,4 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "fonts-inter, libcurl4")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
-set(CPACK_OUTPUT_FILE_PREFIX ${CMAKE_BINARY_DIR}/package)
 include(CPack)
