@@ -4,9 +4,11 @@
 // It reads the storage only (the stored snapshot, else the main app's forecast cache) and never
 // waits on the network, so a panel can run it every minute; the host or `refresh` keeps the data
 // current. Data that the widgets would refresh (4 h old, or not covering today) is "stale".
+#include <algorithm>
 #include <cmath>
 #include <string>
 
+#include "base/calendar.h"
 #include "commands.h"
 #include "model/json_writer.h"
 #include "snapshot/builder.h"
@@ -32,25 +34,41 @@ std::string dayLine(const model::PluvoWidgetDay& day, bool metric) {
   return line;
 }
 
-Status makeStatus(const model::PluvoWidgetSnapshot& shown, bool stale, double ageSeconds) {
+std::string ageText(double seconds) {
+  const long hours = std::lround(std::max(seconds, 0.0) / 3600);
+  return hours < 48 ? std::to_string(hours) + " h old" : std::to_string(hours / 24) + " days old";
+}
+
+// `now` picks today's day (by its date in the place's zone); past days are left out of the
+// tooltip, as the widgets leave them out.
+Status makeStatus(const model::PluvoWidgetSnapshot& shown, Instant now, TimeZone deviceZone,
+                  bool stale) {
   const bool metric = shown.usesMetricUnits();
-  const model::PluvoWidgetDay* today = shown.days.empty() ? nullptr : &shown.days.front();
-  widgets::WidgetRainSummary summary = widgets::makeRainSummary(today, metric);
+  const std::string todayKey = dayKey(now, shown.resolvedTimeZone(deviceZone));
+  auto today =
+      std::find_if(shown.days.begin(), shown.days.end(),
+                   [&](const model::PluvoWidgetDay& day) { return day.fullDate == todayKey; });
   Status status;
-  if (!shown.locationName.empty()) status.text = shown.locationName + " ";
-  status.text += widgets::temperatureWithDegreeText(shown.current.temperature, metric);
+  status.text = shown.locationName.empty() ? "Pluvo" : shown.locationName;
+  if (today == shown.days.end()) {
+    // Nothing for today: an old forecast's "today" would answer the wrong day.
+    status.text += " · no forecast for today · " + ageText(now - shown.updatedAt);
+    status.tooltip = "The stored forecast does not reach today: is the widget host running?";
+    status.className = "stale";
+    return status;
+  }
+  widgets::WidgetRainSummary summary = widgets::makeRainSummary(&*today, metric);
+  status.text += " " + widgets::temperatureWithDegreeText(shown.current.temperature, metric);
   status.text += summary.hasUsefulRain ? " · rain " + summary.detailText + " " + summary.amountText
                                        : std::string(" · dry");
   status.text += " · " + summary.chanceText;
-  if (stale) {
-    status.text += " · " + std::to_string(static_cast<long>(ageSeconds / 3600)) + " h old";
-  }
-  for (const model::PluvoWidgetDay& day : shown.days) {
+  if (stale) status.text += " · " + ageText(now - shown.updatedAt);
+  for (auto day = today; day != shown.days.end(); ++day) {
     if (!status.tooltip.empty()) status.tooltip += '\n';
-    status.tooltip += dayLine(day, metric);
+    status.tooltip += dayLine(*day, metric);
   }
   status.className = stale ? "stale" : summary.hasUsefulRain ? "rain" : "dry";
-  status.percentage = today ? std::lround(std::clamp(today->rainChance, 0.0, 100.0)) : 0;
+  status.percentage = std::lround(std::clamp(today->rainChance, 0.0, 100.0));
   return status;
 }
 
@@ -74,7 +92,7 @@ int status(const CommandContext& context, const StatusArguments& arguments) {
     shown = snapshot::displaySnapshot(resolved->snapshot, context.now, context.deviceZone);
     const bool stale =
         timeline::needsNetworkRefresh(resolved->snapshot, context.now, context.deviceZone);
-    status = makeStatus(*shown, stale, context.now - resolved->snapshot.updatedAt);
+    status = makeStatus(*shown, context.now, context.deviceZone, stale);
   }
 
   if (arguments.format == "text") return writeOutput(context, status.text) ? 0 : 1;
