@@ -14,6 +14,7 @@
 
 #include "activity/rain_window.h"
 #include "activity_render/draw.h"
+#include "command_registry.h"
 #include "commands.h"
 #include "host/host_environment.h"
 #include "host/kernel_events.h"
@@ -138,5 +139,22 @@ int host(const CommandContext& context, const HostArguments& arguments) {
   }
   return status;
 }
+
+namespace {
+
+HostArguments hostArguments;
+const bool registered = registerCommand(
+    {.path = "host",
+     .help = "The widget host: keeps every widget current in DIR",
+     .example = "pluvo-widget host --out ~/.local/state/pluvo-widgets",
+     .options = {{"--out",
+                  "The folder of the widgets' entries and images",
+                  &hostArguments.outDir,
+                  {.required = true}},
+                 {"--once", "One round for every kind, then exit", &hostArguments.once}},
+     .drawing = DrawingOptions::profileAndPanel,
+     .run = [](const CommandContext& c) { return host(c, hostArguments); }});
+
+}  // namespace
 
 }  // namespace pluvo::cli

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "base/calendar.h"
+#include "command_registry.h"
 #include "commands.h"
 #include "model/json_writer.h"
 #include "snapshot/builder.h"
@@ -118,5 +119,20 @@ int status(const CommandContext& context, const StatusArguments& arguments) {
   out += "}";
   return writeOutput(context, out) ? 0 : 1;
 }
+
+namespace {
+
+StatusArguments statusArguments;
+const bool registered = registerCommand(
+    {.path = "status",
+     .help = "Print the current forecast in one line, for a panel; reads the storage only",
+     .example = "pluvo-widget status --format waybar",
+     .options = {{"--format",
+                  "text, waybar (JSON) or json",
+                  &statusArguments.format,
+                  {.showDefault = true}}},
+     .run = [](const CommandContext& c) { return status(c, statusArguments); }});
+
+}  // namespace
 
 }  // namespace pluvo::cli
