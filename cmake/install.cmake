@@ -38,6 +38,8 @@ function(pluvo_install_program target summary)
     set(extra_include)
     if(EXISTS ${extra})
       set(extra_include --include ${extra})
+    else()
+      set(extra)
     endif()
     list(APPEND outputs ${docs}.1.gz)
     list(APPEND commands

@@ -29,8 +29,9 @@
 namespace pluvo::cli {
 
 // Where a parsed value goes. An optional stays empty when the option is not given.
-using OptionTarget = std::variant<std::string*, std::optional<std::string>*, double*,
-                                  std::optional<double>*, std::int64_t*, bool*>;
+using OptionTarget =
+    std::variant<std::string*, std::optional<std::string>*, double*, std::optional<double>*,
+                 std::int64_t*, std::optional<int>*, bool*>;
 
 struct OptionFlags {
   bool required = false;

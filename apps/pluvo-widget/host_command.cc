@@ -14,6 +14,7 @@
 
 #include "activity/rain_window.h"
 #include "activity_render/draw.h"
+#include "app/place_setting.h"
 #include "command_registry.h"
 #include "commands.h"
 #include "host/host_environment.h"
@@ -33,14 +34,15 @@ namespace pluvo::cli {
 namespace {
 
 // The host's images: each kind at the phone's size and 3x, as PNG, in the --profile asked for.
-host::WidgetDrawer drawerFor(const CommandContext& context) {
-  return [profile = context.profile, panel = context.panel](
+host::WidgetDrawer drawerFor(const CommandContext& context, platform::Environment& env) {
+  return [profile = context.profile, panel = context.panel, &env](
              std::string_view kind,
              const timeline::PluvoWidgetEntry& entry) -> Expected<host::DrawnWidget> {
     auto image = widgets::renderWidget(kind, entry.snapshot, entry.date, {});
     if (!image) return std::unexpected(image.error());
-    return host::DrawnWidget{.png = applyProfile(profile, image->bytes, panel),
-                             .accessibilityText = std::move(image->accessibilityText)};
+    return host::DrawnWidget{
+        .png = applyProfile(profile, image->bytes, panel),
+        .accessibilityText = withCredit(std::move(image->accessibilityText), app::dataCredit(env))};
   };
 }
 
@@ -106,7 +108,14 @@ int host(const CommandContext& context, const HostArguments& arguments) {
   snapshot::SnapshotStore store(env);
   snapshot::ForecastCacheRecovery recovery(env);
   service::ForecastService forecasts(env, {.info = context.info});
-  timeline::PluvoWidgetRefreshCoordinator coordinator(env, store, forecasts.client());
+  // The host also plays the main app's part after each refresh: the rain window Live Activity
+  // starts, follows and ends with the forecast.
+  timeline::PluvoWidgetRefreshCoordinator coordinator(
+      env, store, forecasts.client(), [&env](const model::ChartPacket& packet, Instant now) {
+        if (auto done = app::afterForecastFetch(env, packet, packet.location.name, now); !done) {
+          env.log("Pluvo app update after a refresh failed: " + done.error().message);
+        }
+      });
   platform::TaskPool tasks;
   timeline::PluvoWidgetProvider provider(env, store, recovery, coordinator, tasks);
 
@@ -114,9 +123,13 @@ int host(const CommandContext& context, const HostArguments& arguments) {
       env, provider,
       {.outDir = arguments.outDir,
        .once = arguments.once,
-       .drawer = drawerFor(context),
+       .drawer = drawerFor(context, env),
        .activityDrawer =
            [&env](std::string_view bytes, Instant now) {
+             // A window over for half an hour ends here, between refreshes.
+             if (auto ended = app::endFinishedRainWindows(env, now); !ended) {
+               env.log("Pluvo rain window activity failed: " + ended.error().message);
+             }
              return drawActivity(env.deviceTimeZone(), bytes, now);
            },
        .handleSignals = true,

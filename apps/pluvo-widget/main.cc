@@ -45,6 +45,10 @@ CLI::Option* addOption(CLI::App& app, const OptionSpec& spec) {
     CLI::Option* operator()(std::int64_t* target) {
       return app.add_option(spec.names, *target, spec.help);
     }
+    CLI::Option* operator()(std::optional<int>* target) {
+      return app.add_option_function<int>(
+          spec.names, [target](int value) { *target = value; }, spec.help);
+    }
     CLI::Option* operator()(bool* target) { return app.add_flag(spec.names, *target, spec.help); }
   };
   CLI::Option* option = std::visit(Adder{app, spec}, spec.target);

@@ -250,12 +250,14 @@ int render(const CommandContext& context, const RenderArguments& arguments) {
   }
 
   timeline::PluvoWidgetEntry entry{.date = context.now};
+  std::optional<std::string> credit;
   if (arguments.snapshotPath) {
     auto snapshot = readSnapshotFile(*arguments.snapshotPath);
     if (!snapshot) return 1;
     entry.snapshot = std::move(*snapshot);
   } else {
     entry = timelineEntry(context);
+    credit = storageDataCredit(context);
   }
 
   auto image = widgets::renderWidget(arguments.kind, entry.snapshot, entry.date, options);
@@ -265,7 +267,7 @@ int render(const CommandContext& context, const RenderArguments& arguments) {
                      .format = options.format,
                      .size = options.size.value_or(widgets::familySize(widget->family)),
                      .scale = options.format == render::ImageFormat::png ? options.scale : 1,
-                     .accessibilityText = std::move(image->accessibilityText),
+                     .accessibilityText = withCredit(std::move(image->accessibilityText), credit),
                      .names = {{"kind", std::string(widget->kind)},
                                {"displayName", std::string(widget->displayName)}},
                      .tapTarget = std::nullopt,

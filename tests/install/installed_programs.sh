@@ -2,7 +2,7 @@
 # The programs as a user or a distribution gets them: `cmake --install` into a temporary prefix,
 # and the .deb (cpack) unpacked with dpkg-deb -x. Each tree is then run with the source and build
 # trees hidden (an empty folder mounted over each, in a mount namespace of its own): --version,
-# --help, a gallery with every image drawn, the installed Info.plist (and the user's, which wins),
+# --help and the man page of every installed program, a gallery with every image drawn, the installed Info.plist (and the user's, which wins),
 # the man page, the bash completion and the user unit's ExecStart.
 #   installed_programs.sh SOURCE_DIR BUILD_DIR VERSION
 set -euo pipefail
@@ -25,8 +25,14 @@ check_tree() {
   mkdir -p "$HOME" "$XDG_CONFIG_HOME"
   local storage=(--container "$scratch/container" --caches "$scratch/caches")
 
-  check "--version is the project's" '[[ $("$cli" --version) == "pluvo-widget $VERSION" ]]'
-  check "--help lists the commands" '"$cli" --help | grep -q "^  status "'
+  local program name
+  for program in "$prefix"/bin/*; do
+    name=$(basename "$program")
+    check "$name --version is the project's" '[[ $("$program" --version) == "$name $VERSION" ]]'
+    check "$name --help" '"$program" --help >/dev/null'
+    check "$name has its man page" '[[ -s "$prefix/share/man/man1/$name.1.gz" ]]'
+  done
+  check "pluvo-widget --help lists the commands" '"$cli" --help | grep -q "^  status "'
   "$cli" "${storage[@]}" --now 2026-10-29T20:00:00Z gallery -o "$scratch/gallery" \
     >"$scratch/gallery.out" 2>"$scratch/gallery.err" || true
   local images
@@ -49,9 +55,14 @@ check_tree() {
   check "the man page is there" 'zcat "$prefix/share/man/man1/pluvo-widget.1.gz" | grep -q "^\.SH COMMANDS"'
   check "completion lists the commands" '(source "$prefix/share/bash-completion/completions/pluvo-widget"
     COMP_WORDS=(pluvo-widget "st"); COMP_CWORD=1; _pluvo_widget; [[ "${COMPREPLY[*]}" == "status" ]])'
-  check "the user unit starts the installed program" \
+  check "the host's unit starts the installed program" \
     'grep -qx "ExecStart=$INSTALLED_BIN/pluvo-widget host --out %S/pluvo-widgets" \
        "$prefix/lib/systemd/user/pluvo-widget-host.service"'
+  local unit
+  for unit in "$prefix"/lib/systemd/user/*.service; do
+    check "$(basename "$unit") names only installed programs" \
+      '! grep "^Exec" "$unit" | grep -v "=$INSTALLED_BIN/pluvo-\\|/bin/kill"'
+  done
   return $((failures > 0))
 }
 
