@@ -3,6 +3,7 @@
 #include <simdjson.h>
 
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 
 namespace pluvo::forecast_server {
@@ -17,18 +18,30 @@ std::string shortest(double value) {
   return std::string(buffer, error == std::errc() ? end : buffer);
 }
 
+// No weather value comes near this; larger ones are garbage and read as missing, so that the
+// packet's arithmetic (domains, sums, conversions) stays finite.
+constexpr double kLargestValue = 1e7;
+// Times from 1970 to 2200: beyond them the zone rules have nothing to say.
+constexpr std::int64_t kLatestTime = 7258118400;
+
 // A number of any JSON number type, or nullopt for null (and anything else).
 std::optional<double> numberOf(dom::element e) {
+  double value = 0;
   switch (e.type()) {
     case dom::element_type::DOUBLE:
-      return e.get_double().value_unsafe();
+      value = e.get_double().value_unsafe();
+      break;
     case dom::element_type::INT64:
-      return static_cast<double>(e.get_int64().value_unsafe());
+      value = static_cast<double>(e.get_int64().value_unsafe());
+      break;
     case dom::element_type::UINT64:
-      return static_cast<double>(e.get_uint64().value_unsafe());
+      value = static_cast<double>(e.get_uint64().value_unsafe());
+      break;
     default:
       return std::nullopt;
   }
+  if (!(std::abs(value) <= kLargestValue)) return std::nullopt;
+  return value;
 }
 
 Expected<UpstreamSeries> readSeries(dom::object block, std::string_view blockName) {
@@ -43,6 +56,10 @@ Expected<UpstreamSeries> readSeries(dom::object block, std::string_view blockNam
     if (t.get_int64().get(seconds)) {
       return fail(std::string(blockName) +
                   ".time: expected Unix seconds (ask with timeformat=unixtime)");
+    }
+    if (seconds < 0 || seconds > kLatestTime) {
+      return fail(std::string(blockName) + ".time: " + std::to_string(seconds) +
+                  " is not a time between 1970 and 2200");
     }
     series.time.push_back(seconds);
   }
@@ -126,11 +143,11 @@ Expected<UpstreamForecast> decodeForecastAnswer(std::string_view json) {
     return fail("Open-Meteo: " + stringAt(object, "reason").value_or("error without a reason"));
   }
   UpstreamForecast forecast;
-  auto latitude = numberOf(object["latitude"].value_unsafe());
-  auto longitude = numberOf(object["longitude"].value_unsafe());
-  if (object["latitude"].error() || object["longitude"].error() || !latitude || !longitude) {
-    return fail("the answer has no latitude and longitude");
-  }
+  dom::element latitudeElement, longitudeElement;
+  std::optional<double> latitude, longitude;
+  if (!object["latitude"].get(latitudeElement)) latitude = numberOf(latitudeElement);
+  if (!object["longitude"].get(longitudeElement)) longitude = numberOf(longitudeElement);
+  if (!latitude || !longitude) return fail("the answer has no latitude and longitude");
   forecast.latitude = *latitude;
   forecast.longitude = *longitude;
   forecast.timezone = stringAt(object, "timezone").value_or("");
