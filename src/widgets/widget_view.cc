@@ -37,8 +37,9 @@ std::string drawWidgetContent(render::Canvas& canvas, render::Rect frame,
                               TimeZone deviceZone) {
   WidgetLayoutConstants constants = layoutFor(widget.family, widget.variant);
   if (constants.layout == LayoutKind::small) {
-    drawSmallWidget(canvas, layoutSmallWidget(shownSnapshot, frame));
-    return smallWidgetAccessibilityText(shownSnapshot);
+    SmallWidgetLayout layout = layoutSmallWidget(shownSnapshot, entryDate, deviceZone, frame);
+    drawSmallWidget(canvas, layout);
+    return layout.accessibilityText;
   }
   WidgetLayout layout = layoutWidget(constants, shownSnapshot, entryDate, deviceZone, frame);
   paintLayout(canvas, layout);
