@@ -57,6 +57,13 @@ TEST(Layouts, EveryFixtureAndKindKeepsItsElementsApartInsideThePaddingAndAligned
   PluvoWidgetSnapshot empty = build(5), longName = build(5);
   empty.days.clear();
   longName.locationName = "Llanfairpwllgwyngyllgogerychwyrndrobwllllantysiliogogogoch, Wales";
+  // A day of heavy rain from 10a to 11p, whose timing and amount are the longest texts of a row.
+  PluvoWidgetSnapshot heavy = build(5), heavyC = build(5, "C");
+  for (PluvoWidgetSnapshot* s : {&heavy, &heavyC}) {
+    s->days[0].rainChance = 100;
+    s->days[0].rainAmount = s == &heavy ? 1.25 : 0.39;  // 9.9mm
+    for (auto& p : *s->days[0].hourlyPoints) p.rainAmount = p.hour >= 10 && p.hour <= 22 ? 0.1 : 0;
+  }
   const std::vector<std::string> overlays{"precip",   "temp",       "wind", "humidity", "pressure",
                                           "dewpoint", "cloudcover", "tide", "solunar"};
   const std::tuple<std::string, PluvoWidgetSnapshot, Instant> fixtures[] = {
@@ -68,6 +75,8 @@ TEST(Layouts, EveryFixtureAndKindKeepsItsElementsApartInsideThePaddingAndAligned
       {"seven days", build(7), kRainyNow},
       {"empty days", empty, kRainyNow},
       {"long place name", longName, kRainyNow},
+      {"heavy rain", heavy, kRainyNow},
+      {"heavy rain C", heavyC, kRainyNow},
   };
   for (const auto& [name, snapshot, now] : fixtures) {
     for (std::string_view kind : kKinds) {
@@ -83,6 +92,10 @@ TEST(Layouts, EveryFixtureAndKindKeepsItsElementsApartInsideThePaddingAndAligned
           EXPECT_TRUE(layout.content.inset(-0.01).contains(e.frame)) << describe(e);
           if (e.kind == ElementKind::text) {
             EXPECT_GE(e.style.font.size, type::kMinimum - 1e-9) << describe(e);
+          }
+          // A time range is shown whole or not at all.
+          if (e.role == ElementRole::rainDetail) {
+            EXPECT_EQ(e.text.find("\u2026"), std::string::npos) << describe(e);
           }
           if (e.isTextOrSymbol()) marks.push_back(&e);
           if (e.role == ElementRole::chartPlate || e.role == ElementRole::rowSeparator) {
