@@ -90,8 +90,10 @@ TEST(Layouts, EveryFixtureAndKindKeepsItsElementsApartInsideThePaddingAndAligned
         std::vector<const PlacedElement*> marks, areas;
         for (const PlacedElement& e : layout.elements) {
           EXPECT_TRUE(layout.content.inset(-0.01).contains(e.frame)) << describe(e);
+          // Nothing under the type scale's minimum but the 7-point "H" and "L" of compact rows.
+          bool label = e.role == ElementRole::highLabel || e.role == ElementRole::lowLabel;
           if (e.kind == ElementKind::text) {
-            EXPECT_GE(e.style.font.size, type::kMinimum - 1e-9) << describe(e);
+            EXPECT_GE(e.style.font.size, (label ? 7 : type::kMinimum) - 1e-9) << describe(e);
           }
           // A time range is shown whole or not at all.
           if (e.role == ElementRole::rainDetail) {
@@ -178,6 +180,10 @@ TEST(Layouts, EachKindShowsItsNumberOfDays) {
     if (layout.kind != LayoutKind::mediumToday) {
       EXPECT_EQ(layout.findAll(ElementRole::rowGroup).size(), static_cast<size_t>(c.rows));
       EXPECT_EQ(layout.findAll(ElementRole::chartPlate).size(), static_cast<size_t>(c.rows));
+      // Fewer days leave slots empty; the rows keep the height they have with every day.
+      WidgetLayout full = layoutOf(c.kind, seven, kRainyNow);
+      EXPECT_NEAR(layout.find(ElementRole::chartPlate)->frame.height,
+                  full.find(ElementRole::chartPlate)->frame.height, 1e-9);
     }
   }
   // A family the phone might add falls through to the large layout.
