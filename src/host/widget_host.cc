@@ -191,10 +191,23 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
   // The reload date is an instant of the host's clock; the timer runs on the system clock.
   void arm(Kind& kind) {
     if (!kind.reloadDate) return;
-    double ahead = *kind.reloadDate - env.now();
-    kind.timer->armAt(std::chrono::system_clock::now() +
-                      std::chrono::duration_cast<std::chrono::system_clock::duration>(
-                          std::chrono::duration<double>(std::max(ahead, 0.0))));
+    armIn(*kind.timer, *kind.reloadDate - env.now(), "the reload of " + kind.name);
+  }
+
+  // Arms `timer` `seconds` ahead on the system clock. A year at most: a reload date centuries
+  // off (a snapshot dated 2300) would pass the clock's range; the timer then fires early, the
+  // kind is asked again and the timer armed again. A refused deadline is logged, never ignored.
+  void armIn(KernelEvents::WallClockTimer& timer, double seconds, const std::string& what) {
+    constexpr double kLongestWait = 365.0 * 24 * 3600;
+    double ahead = std::isfinite(seconds) ? std::clamp(seconds, 0.0, kLongestWait) : kLongestWait;
+    if (std::isnan(seconds)) ahead = 0;
+    auto armed = timer.armAt(std::chrono::system_clock::now() +
+                             std::chrono::duration_cast<std::chrono::system_clock::duration>(
+                                 std::chrono::duration<double>(ahead)));
+    if (!armed) {
+      env.log("Pluvo widget host cannot set the timer for " + what + ": " + armed.error().message +
+              "; it is redrawn at the next change or SIGHUP");
+    }
   }
 
   void write(const std::string& kind, const PluvoWidgetTimeline& timeline) {
@@ -347,9 +360,7 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
     const Instant now = env.now();
     const double ahead =
         (std::floor(now.sinceReferenceDate / 60) + 1) * 60 - now.sinceReferenceDate;
-    minuteTimer->armAt(std::chrono::system_clock::now() +
-                       std::chrono::duration_cast<std::chrono::system_clock::duration>(
-                           std::chrono::duration<double>(ahead)));
+    armIn(*minuteTimer, ahead, "the Live Activities' minute");
   }
 
   void minuteStruck() {
