@@ -158,16 +158,24 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
     for (Kind& kind : kinds) request(kind);
   }
 
+  // One timeline for every kind asked for: the provider's answer depends on no kind, so storage
+  // is read (and any failure logged) once a round, not once a kind.
   void runRound() {
     roundPosted = false;
+    std::vector<std::string> names;
     for (Kind& kind : kinds) {
       if (!kind.wanted || kind.inFlight) continue;
       kind.wanted = false;
       kind.inFlight = true;
       kind.timer->disarm();
-      provider.getTimeline([self = shared_from_this(), name = kind.name](PluvoWidgetTimeline t) {
-        self->post([name, t = std::move(t)](Core& core) mutable {
-          if (Kind* kind = core.findKind(name)) core.finish(*kind, std::move(t));
+      names.push_back(kind.name);
+    }
+    if (!names.empty()) {
+      provider.getTimeline([self = shared_from_this(), names](PluvoWidgetTimeline t) {
+        self->post([names, t = std::move(t)](Core& core) {
+          for (const std::string& name : names) {
+            if (Kind* kind = core.findKind(name)) core.finish(*kind, t);
+          }
         });
       });
     }
