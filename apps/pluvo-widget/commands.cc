@@ -33,7 +33,8 @@ bool writeOutput(const CommandContext& context, const std::string& data) {
 }
 
 std::optional<std::string> readInputFile(const std::string& path) {
-  Expected<std::string> bytes = platform::readWholeFile(path);
+  // A file named here may be a pipe ("<(...)") or /dev/stdin: read whatever it is.
+  Expected<std::string> bytes = platform::readWholeFile(path, platform::FileKinds::anyReadable);
   if (!bytes) {
     reportError(bytes.error().message);
     return std::nullopt;

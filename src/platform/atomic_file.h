@@ -30,7 +30,17 @@ namespace pluvo::platform {
 // stray huge file must not exhaust memory.
 inline constexpr std::size_t kMaximumReadBytes = 64 * 1024 * 1024;
 
-Expected<std::string> readWholeFile(const std::filesystem::path& path);
+// What a reader accepts. Storage and configuration are regular files: anything else (a named
+// pipe, a device, a socket planted at the path) is refused without blocking, as it could stall
+// the reader forever. A file a person names on the command line may also be a pipe or a
+// device (`<(...)`, /dev/stdin), read to its end.
+enum class FileKinds { regularOnly, anyReadable };
+
+// The whole file; refused when it is a folder, larger than kMaximumReadBytes, or, with
+// `regularOnly`, not a regular file ("cannot read /x/Info.plist: not a regular file (a named
+// pipe)"). Opening never blocks with `regularOnly`.
+Expected<std::string> readWholeFile(const std::filesystem::path& path,
+                                    FileKinds kinds = FileKinds::regularOnly);
 
 // Like readWholeFile, but a missing file is nullopt instead of an error.
 Expected<std::optional<std::string>> readFileIfExists(const std::filesystem::path& path);

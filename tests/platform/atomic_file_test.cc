@@ -110,6 +110,17 @@ TEST_F(AtomicFileTest, ErrorsSayWhatFailedOnWhichFile) {
             "cannot read " + root.path().string() + ": Is a directory");
   writeFileBytes(target, "");
   EXPECT_EQ(readWholeFile(target), "");
+  // A named pipe nobody writes to, or a device, is refused at once, never waited on; a file a
+  // person names may be a device.
+  const fs::path pipe = root.path() / "pluvo-widget-snapshot.pipe";
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  EXPECT_EQ(errorOf(readWholeFile(pipe)),
+            "cannot read " + pipe.string() + ": not a regular file (a named pipe)");
+  EXPECT_EQ(errorOf(readFileIfExists(pipe)),
+            "cannot read " + pipe.string() + ": not a regular file (a named pipe)");
+  EXPECT_EQ(errorOf(readWholeFile("/dev/null")),
+            "cannot read /dev/null: not a regular file (a character device)");
+  EXPECT_EQ(readWholeFile("/dev/null", FileKinds::anyReadable), "");
 
   const fs::path underAFile = target / "container";
   EXPECT_EQ(errorOf(writeFileAtomically(underAFile / "f", "x")),
