@@ -131,12 +131,9 @@ int host(const CommandContext& context, const HostArguments& arguments) {
     return 1;
   }
   int status = (*widgetHost)->run();
-  if (tasks.runningTasks() > 0) {
-    // A refresh still waits on the network: its result is not wanted any more, and its writes
-    // are already refused, so the process ends without waiting for it.
-    std::fflush(nullptr);
-    std::_Exit(status);
-  }
+  // A refresh may still wait on the network: its result is not wanted any more (its writes are
+  // already refused), so its request ends now and the pool's workers are joined at once.
+  forecasts.transport().cancelAll();
   return status;
 }
 
