@@ -23,10 +23,12 @@ bool writeOutput(const CommandContext& context, const std::string& data) {
     std::cout << data << '\n';
     return static_cast<bool>(std::cout.flush());
   }
-  std::ofstream out(context.outputPath, std::ios::binary | std::ios::trunc);
-  out << data << '\n';
-  if (!out.flush()) {
-    reportError("cannot write " + context.outputPath + ": " + std::strerror(errno));
+  // As every output: replaced atomically, never written through a symbolic link, readable by
+  // others when new (a panel, a web server), the mode of the file it replaces otherwise.
+  if (auto written = platform::writeFileAtomically(context.outputPath, data + '\n',
+                                                   platform::FileAccess::everyoneReads);
+      !written) {
+    reportError(written.error().message);
     return false;
   }
   return true;

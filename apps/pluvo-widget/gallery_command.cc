@@ -156,7 +156,9 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
         .kind = std::string(widget.kind) + " · " + std::string(widgets::familyName(widget.family)),
         .size = widgets::familySize(widget.family),
         .alt = image->accessibilityText};
-    if (auto written = platform::writeFileAtomically(dir / tile.file, image->bytes); !written) {
+    if (auto written = platform::writeFileAtomically(dir / tile.file, image->bytes,
+                                                     platform::FileAccess::everyoneReads);
+        !written) {
       return galleryError(written.error().message);
     }
     int index = widget.family == widgets::WidgetFamily::systemSmall    ? 0
@@ -177,7 +179,9 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
               .size = drawn->size,
               .alt = drawn->accessibilityText,
               .ownShape = true};
-    if (auto written = platform::writeFileAtomically(dir / tile.file, drawn->bytes); !written) {
+    if (auto written = platform::writeFileAtomically(dir / tile.file, drawn->bytes,
+                                                     platform::FileAccess::everyoneReads);
+        !written) {
       return galleryError(written.error().message);
     }
     using P = activity_render::Presentation;
@@ -218,7 +222,9 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
   html << "</body></html>\n";
 
   const fs::path page = dir / "index.html";
-  if (auto written = platform::writeFileAtomically(page, html.str()); !written) {
+  if (auto written =
+          platform::writeFileAtomically(page, html.str(), platform::FileAccess::everyoneReads);
+      !written) {
     return galleryError(written.error().message);
   }
   std::cout << page.string() << '\n';

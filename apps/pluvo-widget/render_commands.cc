@@ -206,13 +206,16 @@ int writeImage(const CommandContext& context, const DrawnImage& image) {
   const std::string bytes = image.format == render::ImageFormat::png
                                 ? applyProfile(context.profile, image.bytes, context.panel)
                                 : image.bytes;
-  if (auto written = platform::writeFileAtomically(context.outputPath, bytes); !written) {
+  if (auto written = platform::writeFileAtomically(context.outputPath, bytes,
+                                                   platform::FileAccess::everyoneReads);
+      !written) {
     return reportError(written.error().message);
   }
   if (image.format != render::ImageFormat::svg) {
     std::string json =
         imageDescriptionJson(image, context.outputPath, context.profile, context.now) + "\n";
-    if (auto written = platform::writeFileAtomically(context.outputPath + ".json", json);
+    if (auto written = platform::writeFileAtomically(context.outputPath + ".json", json,
+                                                     platform::FileAccess::everyoneReads);
         !written) {
       return reportError(written.error().message);
     }

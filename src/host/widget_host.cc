@@ -239,7 +239,9 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
   }
 
   bool writeFile(const fs::path& file, std::string_view bytes) {
-    if (auto written = env.writeFileAtomically(file, bytes); !written) {
+    // A panel or a web server under another user reads these.
+    if (auto written = env.writeFileAtomically(file, bytes, platform::FileAccess::everyoneReads);
+        !written) {
       env.log("Pluvo widget host " + written.error().message);
       return false;
     }

@@ -184,7 +184,8 @@ Expected<void> makeFolders(const fs::path& folder) {
   return {};
 }
 
-Expected<StagedFile> StagedFile::create(const fs::path& target, std::string_view bytes) {
+Expected<StagedFile> StagedFile::create(const fs::path& target, std::string_view bytes,
+                                        FileAccess access) {
   fs::path folder = target.parent_path();
   if (!folder.empty()) {
     if (auto made = makeFolders(folder); !made) return std::unexpected(std::move(made).error());
@@ -199,8 +200,14 @@ Expected<StagedFile> StagedFile::create(const fs::path& target, std::string_view
   if (fd.get() < 0) return failWith("cannot create", temporary, errno);
   StagedFile staged(target, temporary);  // from here on, failure removes the temporary file
 
-  // The umask may have narrowed the mode; the widget's data is the user's alone.
-  if (::fchmod(fd.get(), 0600) != 0) return failWith("cannot set the mode of", temporary, errno);
+  // The file replaced keeps its mode (a symbolic link is replaced, not followed); a new one gets
+  // its access's, whatever the umask.
+  mode_t mode = access == FileAccess::everyoneReads ? 0644 : 0600;
+  if (struct stat existing{};
+      ::lstat(target.c_str(), &existing) == 0 && S_ISREG(existing.st_mode)) {
+    mode = existing.st_mode & 07777;
+  }
+  if (::fchmod(fd.get(), mode) != 0) return failWith("cannot set the mode of", temporary, errno);
   if (auto written = writeAll(fd.get(), bytes, temporary); !written) {
     return std::unexpected(std::move(written).error());
   }
@@ -243,8 +250,9 @@ Expected<void> StagedFile::commit() {
   return syncFolder(folder.empty() ? fs::path(".") : folder);
 }
 
-Expected<void> writeFileAtomically(const fs::path& target, std::string_view bytes) {
-  auto staged = StagedFile::create(target, bytes);
+Expected<void> writeFileAtomically(const fs::path& target, std::string_view bytes,
+                                   FileAccess access) {
+  auto staged = StagedFile::create(target, bytes, access);
   if (!staged) return std::unexpected(std::move(staged).error());
   return staged->commit();
 }

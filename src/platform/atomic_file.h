@@ -1,6 +1,7 @@
 // Whole-file reads and atomic file replacement on local storage.
 //
-// A replaced file is written under a temporary name in its own folder (mode 0600), synced,
+// A replaced file is written under a temporary name in its own folder (mode 0600, or 0644 for
+// files others read, or the mode of the file it replaces), synced,
 // renamed over the target and the folder is synced, so a reader in any process, or after a
 // crash, finds the old bytes or the new bytes and never a torn file. Folders this unit creates
 // are 0700. Temporary files left behind by a process that died mid-write are swept on the next
@@ -48,11 +49,18 @@ Expected<std::optional<std::string>> readFileIfExists(const std::filesystem::pat
 // Creates `folder` and any missing parents with mode 0700; existing folders keep their mode.
 Expected<void> makeFolders(const std::filesystem::path& folder);
 
+// Who may read a file that did not exist before: the widget's storage is the user's alone
+// (0600); what a person asks for with -o or `host --out` is read by a panel or a web server
+// running as another user (0644). A file that exists keeps its own mode either way.
+enum class FileAccess { ownerOnly, everyoneReads };
+
 // A temporary file beside its target, written in full and synced but not yet visible under the
-// target's name. Destroying it without `commit` removes it, leaving the target untouched.
+// target's name. Destroying it without `commit` removes it, leaving the target untouched. The
+// rename replaces a symbolic link at the target itself: nothing is ever written through one.
 class StagedFile {
  public:
-  static Expected<StagedFile> create(const std::filesystem::path& target, std::string_view bytes);
+  static Expected<StagedFile> create(const std::filesystem::path& target, std::string_view bytes,
+                                     FileAccess access = FileAccess::ownerOnly);
 
   StagedFile(StagedFile&& other) noexcept;
   StagedFile& operator=(StagedFile&& other) noexcept;
@@ -77,7 +85,8 @@ class StagedFile {
 
 // Replaces `target` with `bytes` atomically (StagedFile::create, then commit), creating the
 // folder (0700) when it is missing.
-Expected<void> writeFileAtomically(const std::filesystem::path& target, std::string_view bytes);
+Expected<void> writeFileAtomically(const std::filesystem::path& target, std::string_view bytes,
+                                   FileAccess access = FileAccess::ownerOnly);
 
 // "<what> <path>: <strerror(errorNumber)>"
 Error systemError(std::string_view what, const std::filesystem::path& path, int errorNumber);

@@ -60,6 +60,28 @@ TEST_F(AtomicFileTest, ReplacementWritesPrivateFilesInPrivateFoldersAndLeavesNot
   EXPECT_EQ(entriesOf(nested.parent_path()), std::set<std::string>{nested.filename()});
 }
 
+TEST_F(AtomicFileTest, FilesForOthersAreReadableAReplacedFileKeepsItsModeAndLinksAreReplaced) {
+  const fs::path image = root.path() / "PluvoCurrentSmallWidget.png";
+  mode_t previous = ::umask(077);
+  EXPECT_EQ(errorOf(writeFileAtomically(image, "png", FileAccess::everyoneReads)), "no error");
+  ::umask(previous);
+  EXPECT_EQ(modeOf(image), 0644);
+  ASSERT_EQ(::chmod(image.c_str(), 0640), 0);
+  EXPECT_EQ(errorOf(writeFileAtomically(image, "png 2", FileAccess::everyoneReads)), "no error");
+  EXPECT_EQ(errorOf(writeFileAtomically(target, "private")), "no error");
+  EXPECT_EQ(modeOf(image), 0640);  // the owner's choice stays
+  // A link planted at the target is replaced by the file; its destination stays untouched.
+  const fs::path elsewhere = root.path() / "elsewhere.txt";
+  writeFileBytes(elsewhere, "keep me");
+  fs::remove(target);
+  fs::create_symlink(elsewhere, target);
+  EXPECT_EQ(errorOf(writeFileAtomically(target, "state", FileAccess::everyoneReads)), "no error");
+  EXPECT_FALSE(fs::is_symlink(target));
+  EXPECT_EQ(readFileBytes(target), "state");
+  EXPECT_EQ(modeOf(target), 0644);
+  EXPECT_EQ(readFileBytes(elsewhere), "keep me");
+}
+
 TEST_F(AtomicFileTest, StagedFileIsInvisibleUntilCommittedAndAFailedRenameKeepsTheOld) {
   writeFileBytes(target, "old");
   {
