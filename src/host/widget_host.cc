@@ -128,6 +128,7 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
     std::optional<std::string> id;
     std::optional<std::string> drawnBytes;  // the content its drawings are of
     Instant windowEnd{};
+    bool refusedLink = false;  // its output folder is a symbolic link, and that was said
   };
   std::optional<fs::path> activitiesFolder;
   std::map<std::string, Activity> activities;
@@ -340,6 +341,18 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
       return;
     }
     const fs::path folder = activityOutput(drawn->id);
+    // A link planted in the output would send the drawings wherever it points.
+    for (const fs::path& part : {folder.parent_path(), folder}) {
+      std::error_code error;
+      if (!fs::is_symlink(fs::symlink_status(part, error))) continue;
+      if (!activity.refusedLink) {
+        env.log("Pluvo widget host will not draw into " + part.string() +
+                ": it is a symbolic link; remove it to have the activity drawn");
+      }
+      activity.refusedLink = true;
+      return;
+    }
+    activity.refusedLink = false;
     if (auto made = platform::makeFolders(folder); !made) {
       env.log("Pluvo widget host " + made.error().message);
       return;

@@ -126,5 +126,27 @@ TEST_F(WidgetHostTest, OneRoundReadsStorageOnceForAllFiveKinds) {
   }
 }
 
+TEST_F(WidgetHostTest, RefusesToDrawAnActivityThroughALinkPlantedInTheOutput) {
+  const fs::path elsewhere = root.path() / "elsewhere";
+  fs::create_directories(elsewhere);
+  fs::create_directories(out / "activities");
+  fs::create_symlink(elsewhere, out / "activities" / "A1");
+  fs::create_directories(system.containerPath() / "LiveActivities");
+  testing::writeFileBytes(system.containerPath() / "LiveActivities" / "rain.json", "state");
+  const Instant windowEnd = env.now() + 3600;
+  HostOptions options{.outDir = out,
+                      .once = true,
+                      .activityDrawer = [&](std::string_view, Instant) -> Expected<DrawnActivity> {
+                        return DrawnActivity{"A1", windowEnd, {{"lock.png", "PNG", "{}"}}};
+                      }};
+  auto host = WidgetHost::open(env, provider, std::move(options));
+  ASSERT_TRUE(host.has_value()) << host.error().message;
+  EXPECT_EQ((*host)->run(), 0);
+  EXPECT_TRUE(fs::is_empty(elsewhere));
+  EXPECT_THAT(system.logger.lines(),
+              Contains("Pluvo widget host will not draw into " + (out / "activities/A1").string() +
+                       ": it is a symbolic link; remove it to have the activity drawn"));
+}
+
 }  // namespace
 }  // namespace pluvo::host
