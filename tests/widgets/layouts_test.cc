@@ -153,6 +153,40 @@ TEST(Layouts, EveryFixtureAndKindKeepsItsElementsApartInsideThePaddingAndAligned
   }
 }
 
+// WCAG's contrast ratio of `text` (with its opacity) over the opaque `background`.
+double contrast(render::Color text, render::Color background) {
+  auto linear = [](double c) {
+    return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
+  };
+  auto luminance = [&](double r, double g, double b) {
+    return 0.2126 * linear(r) + 0.7152 * linear(g) + 0.0722 * linear(b);
+  };
+  auto over = [&](double t, double b) { return t * text.alpha + b * (1 - text.alpha); };
+  double lt = luminance(over(text.red, background.red), over(text.green, background.green),
+                        over(text.blue, background.blue));
+  double lb = luminance(background.red, background.green, background.blue);
+  return (std::max(lt, lb) + 0.05) / (std::min(lt, lb) + 0.05);
+}
+
+TEST(Layouts, EveryTextReadsAtFourAndAHalfToOneOrMore) {
+  // Small text needs 4.5:1 (WCAG AA) against the navy it stands on; the colours the daily
+  // blocks name (the H and L labels' secondary at 0.78 and 0.76) pass as well.
+  PluvoWidgetSnapshot dry = build(5, "F", std::vector<std::string>{"temp", "wind", "humidity"});
+  for (auto& day : dry.days) day.rainChance = 0, day.rainAmount = 0;
+  for (const PluvoWidgetSnapshot& snapshot : {build(5), dry}) {
+    for (std::string_view kind : kKinds) {
+      for (Instant now : {kRainyNow, kRainyNow + 5 * 3600}) {  // fresh, and stamped old
+        WidgetLayout layout = layoutOf(kind, snapshot, now);
+        for (const PlacedElement& e : layout.elements) {
+          if (e.kind != ElementKind::text) continue;
+          EXPECT_GE(contrast(e.style.color, render::palette::widgetBackground), 4.5)
+              << kind << ": " << describe(e);
+        }
+      }
+    }
+  }
+}
+
 TEST(Layouts, EachKindShowsItsNumberOfDays) {
   PluvoWidgetSnapshot seven = build(7), two = build(2), one = build(1);
   const PluvoWidgetSnapshot placeholder = model::makePlaceholderSnapshot(kRainyNow, kChicago);
