@@ -212,11 +212,10 @@ DrawnImage presentationImage(activity_render::DrawnPresentation drawn);
 // after --now, the one the gallery draws without --state.
 int activitySample(const CommandContext& context);
 
-// The e-paper profile (eink_profile.cc). `profile` is "color" (the image as drawn) or "eink":
-// the PNG turned into a 1-bit picture for an e-paper panel, tones dithered. `panel` "WxH" in
-// pixels scales the picture to fit that panel, centred on white; empty keeps its size.
-std::string applyProfile(const std::string& profile, const std::string& png,
-                         const std::string& panel = "");
+// The e-paper profile (eink_profile.cc). `profile` is "color" (the image as drawn, nullopt) or
+// "eink": drawn as a 1-bit picture for an e-paper panel (render/canvas.h). `panel` "WxH" in
+// pixels fits the drawing into that panel, centred on white; empty keeps its size.
+std::optional<render::EPaper> epaperFor(const std::string& profile, const std::string& panel);
 // Whether `profile` and `panel` are usable; false with an error line naming the option.
 bool checkProfile(const std::string& profile, const std::string& panel);
 

@@ -144,12 +144,12 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
   const fs::path dir = arguments.outDir;
   std::vector<Tile> families[3];
   for (const widgets::WidgetDescription& widget : widgets::kWidgetCatalogue) {
-    widgets::RenderOptions options{.scale = 3, .deviceZone = context.deviceZone};
+    widgets::RenderOptions options{
+        .scale = 3, .deviceZone = context.deviceZone, .epaper = epaperFor(arguments.profile, "")};
     auto image = widgets::renderWidget(widget.kind, entry.snapshot, entry.date, options);
     if (!image) {
       return galleryError("cannot draw " + std::string(widget.kind) + ": " + image.error().message);
     }
-    image->bytes = applyProfile(arguments.profile, image->bytes);
     Tile tile{
         .file = std::string(widget.kind) + ".png",
         .name = std::string(widget.displayName),
@@ -169,10 +169,10 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
 
   std::vector<Tile> lock, island, banner;
   for (activity_render::Presentation presentation : activity_render::kPresentations) {
-    auto drawn = activity_render::drawPresentation(presentation, state, context.now,
-                                                   {.scale = 3, .deviceZone = context.deviceZone});
+    auto drawn = activity_render::drawPresentation(
+        presentation, state, context.now,
+        {.scale = 3, .deviceZone = context.deviceZone, .epaper = epaperFor(arguments.profile, "")});
     if (!drawn) return galleryError("cannot draw the Live Activity: " + drawn.error().message);
-    drawn->bytes = applyProfile(arguments.profile, drawn->bytes);
     Tile tile{.file = "activity-" + drawn->fileName,
               .name = drawn->title,
               .kind = "activity " + drawn->name,

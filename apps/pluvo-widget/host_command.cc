@@ -36,9 +36,10 @@ host::WidgetDrawer drawerFor(const CommandContext& context) {
   return [profile = context.profile, panel = context.panel](
              std::string_view kind,
              const timeline::PluvoWidgetEntry& entry) -> Expected<host::DrawnWidget> {
-    auto image = widgets::renderWidget(kind, entry.snapshot, entry.date, {});
+    auto image = widgets::renderWidget(kind, entry.snapshot, entry.date,
+                                       {.epaper = epaperFor(profile, panel)});
     if (!image) return std::unexpected(image.error());
-    return host::DrawnWidget{.png = applyProfile(profile, image->bytes, panel),
+    return host::DrawnWidget{.png = std::move(image->bytes),
                              .accessibilityText = std::move(image->accessibilityText)};
   };
 }

@@ -203,10 +203,7 @@ std::string imageDescriptionJson(const DrawnImage& image, std::string_view image
 }
 
 int writeImage(const CommandContext& context, const DrawnImage& image) {
-  const std::string bytes = image.format == render::ImageFormat::png
-                                ? applyProfile(context.profile, image.bytes, context.panel)
-                                : image.bytes;
-  if (auto written = platform::writeFileAtomically(context.outputPath, bytes,
+  if (auto written = platform::writeFileAtomically(context.outputPath, image.bytes,
                                                    platform::FileAccess::everyoneReads);
       !written) {
     return reportError(written.error().message);
@@ -243,6 +240,9 @@ int render(const CommandContext& context, const RenderArguments& arguments) {
   auto format = imageFormatFor(context, arguments.format);
   if (!format) return 1;
   options.format = *format;
+  if (options.format == render::ImageFormat::png) {
+    options.epaper = epaperFor(context.profile, context.panel);
+  }
   if (arguments.size) {
     options.size = parseSize(*arguments.size);
     if (!options.size) {

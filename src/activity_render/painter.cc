@@ -118,6 +118,7 @@ Drawn drawRun(render::Canvas& canvas, std::string_view text, const render::Font&
         return {x - origin.x, true};
       }
       const double thickness = kBoxBarThickness * font.size;
+      render::Canvas::Marks glyph(canvas);  // a character's stroke, solid on e-paper
       canvas.fillRect(
           {x + (advance - thickness) / 2, origin.y - metrics.ascent, thickness, metrics.height()},
           color);
