@@ -34,6 +34,19 @@ bool writeOutput(const CommandContext& context, const std::string& data) {
   return true;
 }
 
+std::optional<service::ForecastServiceOptions> forecastServiceOptions(
+    const CommandContext& context) {
+  service::ForecastServiceOptions options;
+  if (context.infoPath.empty()) return options;
+  auto info = service::loadInfoDictionary(context.infoPath);
+  if (!info) {
+    reportError("--info: " + info.error().message);
+    return std::nullopt;
+  }
+  options.info = std::move(*info);
+  return options;
+}
+
 std::optional<std::string> readInputFile(const std::string& path) {
   // A file named here may be a pipe ("<(...)") or /dev/stdin: read whatever it is.
   Expected<std::string> bytes = platform::readWholeFile(path, platform::FileKinds::anyReadable);

@@ -20,6 +20,7 @@
 #include "model/widget_snapshot.h"
 #include "render/canvas.h"
 #include "render/geometry.h"
+#include "service/forecast_service.h"
 #include "service/info_dictionary.h"
 #include "timeline/widget_entry.h"
 
@@ -43,8 +44,15 @@ struct CommandContext {
   std::string profile = "color";  // --profile of the drawing commands: color or eink
   std::string panel;              // --panel WxH pixels for eink; empty: the drawing's own size
   bool verbose = false;           // --verbose: diagnostic lines join the log
-  std::optional<service::InfoDictionary> info;  // --info; absent: the bundle's Info.plist
+  // --info; empty: the bundle's Info.plist. Read only by the commands that may fetch
+  // (`forecastServiceOptions`), so a broken one never stops the others.
+  std::string infoPath;
 };
+
+// The forecast service's options for a command that may fetch: the --info dictionary read now.
+// nullopt after an error line ("--info: cannot read ...") when it cannot be read or parsed.
+std::optional<service::ForecastServiceOptions> forecastServiceOptions(
+    const CommandContext& context);
 
 // Prints "pluvo-widget: <message>" on standard error, its control characters escaped (a message
 // may quote a packet or a server); returns exit status 1.
@@ -184,7 +192,8 @@ struct RenderArguments {
 int render(const CommandContext& context, const RenderArguments& arguments);
 // The entry of one timeline request against the storage (timeline_command.cc): what the widget
 // system would show now, refreshed from the network when the stored data calls for it.
-timeline::PluvoWidgetEntry timelineEntry(const CommandContext& context);
+// nullopt after an error line when --info cannot be read.
+std::optional<timeline::PluvoWidgetEntry> timelineEntry(const CommandContext& context);
 // `activity render STATE --presentation P -o FILE [--scale S] [--format F]`: draws one
 // presentation; its accessibility text and tap target go as for `render`.
 struct ActivityRenderArguments {

@@ -138,7 +138,9 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
     }
     entry.snapshot = std::move(*snapshot);
   } else {
-    entry = timelineEntry(context);
+    auto shown = timelineEntry(context);
+    if (!shown) return 2;
+    entry = std::move(*shown);
   }
 
   const fs::path dir = arguments.outDir;

@@ -106,7 +106,9 @@ int host(const CommandContext& context, const HostArguments& arguments) {
 
   snapshot::SnapshotStore store(env);
   snapshot::ForecastCacheRecovery recovery(env);
-  service::ForecastService forecasts(env, {.info = context.info});
+  auto serviceOptions = forecastServiceOptions(context);
+  if (!serviceOptions) return 2;
+  service::ForecastService forecasts(env, std::move(*serviceOptions));
   timeline::PluvoWidgetRefreshCoordinator coordinator(env, store, forecasts.client());
   platform::TaskPool tasks;
   timeline::PluvoWidgetProvider provider(env, store, recovery, coordinator, tasks);

@@ -257,7 +257,9 @@ int render(const CommandContext& context, const RenderArguments& arguments) {
     if (!snapshot) return 1;
     entry.snapshot = std::move(*snapshot);
   } else {
-    entry = timelineEntry(context);
+    auto shown = timelineEntry(context);
+    if (!shown) return 2;
+    entry = std::move(*shown);
   }
 
   auto image = widgets::renderWidget(arguments.kind, entry.snapshot, entry.date, options);
