@@ -112,6 +112,15 @@ def main():
     for name, (times, unit, _, _) in timeline.items():
         rows.append(("warm timeline request", *fmt(times, unit), len(times), "< 0.15 ms", ""))
 
+    service = gbench(build, "forecast_service_bench", "^packetFromSixteenDayAnswer$", reps)
+    times, unit, _, label = service["packetFromSixteenDayAnswer"]
+    rows.append((f"forecast service packet from a 16-day answer ({label})", *fmt(times, unit),
+                 len(times), "< 5 ms", ""))
+    idle = gbench(build, "forecast_service_bench", "^serviceIdleAfterServing", 1)
+    for name, (_, _, counters, _) in idle.items():
+        rows.append(("forecast service RSS, idle after 5 requests", 
+                     f"{counters['idle_rss_MB']:.1f} MB", "", 1, "< 15 MB", ""))
+
     goals = {"PluvoCurrentSmallWidget": "< 3 ms", "PluvoFiveDayLargeWidget": "< 10 ms",
              "PluvoThreeDayLargeWidget": "< 10 ms"}
     kinds = gbench(build, "layout_bench", "^widgetRenderPng/", reps)

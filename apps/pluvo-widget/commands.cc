@@ -6,12 +6,24 @@
 #include <iostream>
 #include <sstream>
 
+#include "app/place_setting.h"
 #include "base/text.h"
 #include "model/chart_packet.h"
 #include "model/widget_snapshot.h"
 #include "platform/atomic_file.h"
+#include "platform/system_environment.h"
 
 namespace pluvo::cli {
+
+std::optional<std::string> storageDataCredit(const CommandContext& context) {
+  return app::dataCredit(*makeEnvironment(context));
+}
+
+std::string withCredit(std::string text, const std::optional<std::string>& credit) {
+  if (!credit) return text;
+  if (!text.empty()) text += text.ends_with('.') ? " " : ". ";
+  return text + *credit + ".";
+}
 
 int reportError(const std::string& message) {
   std::cerr << "pluvo-widget: " << printable(message) << '\n';

@@ -85,6 +85,12 @@ std::optional<std::string> readInputFile(const std::string& path);
 // Reads and decodes a widget snapshot file; nullopt with an error line naming the file on failure.
 std::optional<model::PluvoWidgetSnapshot> readSnapshotFile(const std::string& path);
 
+// The credit the storage's data calls for ("Weather data by Open-Meteo.com"), as the app noted it
+// in the shared defaults; nullopt when none is due.
+std::optional<std::string> storageDataCredit(const CommandContext& context);
+// An accessibility text with the data's credit as its last sentence, when there is one.
+std::string withCredit(std::string text, const std::optional<std::string>& credit);
+
 int packetDecode(const CommandContext& context, const std::string& path);
 int snapshotPlaceholder(const CommandContext& context);
 
@@ -123,6 +129,18 @@ struct RefreshArguments {
   std::optional<double> longitude;
 };
 int refresh(const CommandContext& context, const RefreshArguments& arguments);
+
+// `place set NAME | --lat X --lon Y [--name NAME] [--pick N]` and `place show`
+// (place_command.cc): the main app's part, choosing the place through the forecast service and
+// storing what the app stores; see app/place_setting.h.
+struct PlaceSetArguments {
+  std::optional<std::string> name;
+  std::optional<double> latitude;
+  std::optional<double> longitude;
+  std::optional<int> pick;
+};
+int placeSet(const CommandContext& context, const PlaceSetArguments& arguments);
+int placeShow(const CommandContext& context);
 
 // `activity texts STATE` and `activity layout STATE --width W --height H [--compact]`
 // (activity_commands.cc): STATE holds a content state or an activity file of the channel folder.

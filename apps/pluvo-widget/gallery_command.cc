@@ -127,6 +127,7 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
   }
 
   timeline::PluvoWidgetEntry entry{.date = context.now};
+  std::optional<std::string> credit;
   if (arguments.snapshotPath) {
     auto bytes = readInputFile(*arguments.snapshotPath);
     if (!bytes) return 1;
@@ -141,6 +142,7 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
     auto shown = timelineEntry(context);
     if (!shown) return 2;
     entry = std::move(*shown);
+    credit = storageDataCredit(context);
   }
 
   const fs::path dir = arguments.outDir;
@@ -157,7 +159,7 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
         .name = std::string(widget.displayName),
         .kind = std::string(widget.kind) + " · " + std::string(widgets::familyName(widget.family)),
         .size = widgets::familySize(widget.family),
-        .alt = image->accessibilityText};
+        .alt = withCredit(image->accessibilityText, credit)};
     if (auto written = platform::writeFileAtomically(dir / tile.file, image->bytes,
                                                      platform::FileAccess::everyoneReads);
         !written) {
@@ -211,7 +213,11 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
        << render::escapeXml(entry.snapshot.locationName) << ", data updated "
        << formatIso8601(entry.snapshot.updatedAt) << " (" << ageText(age) << " at "
        << formatIso8601(context.now) << ")"
-       << (arguments.profile == "eink" ? ", e-paper profile" : "") << ".</p>\n"
+       << (arguments.profile == "eink" ? ", e-paper profile" : "") << ".";
+  if (credit) {
+    html << " <a href=\"https://open-meteo.com/\">" << render::escapeXml(*credit) << "</a>.";
+  }
+  html << "</p>\n"
        << "<h2>Home screen</h2>\n";
   writeSection(html, "Small", families[0]);
   writeSection(html, "Medium", families[1]);

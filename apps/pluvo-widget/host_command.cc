@@ -14,6 +14,7 @@
 
 #include "activity/rain_window.h"
 #include "activity_render/draw.h"
+#include "app/place_setting.h"
 #include "commands.h"
 #include "host/host_environment.h"
 #include "host/kernel_events.h"
@@ -32,15 +33,16 @@ namespace pluvo::cli {
 namespace {
 
 // The host's images: each kind at the phone's size and 3x, as PNG, in the --profile asked for.
-host::WidgetDrawer drawerFor(const CommandContext& context) {
-  return [profile = context.profile, panel = context.panel](
+host::WidgetDrawer drawerFor(const CommandContext& context, platform::Environment& env) {
+  return [profile = context.profile, panel = context.panel, &env](
              std::string_view kind,
              const timeline::PluvoWidgetEntry& entry) -> Expected<host::DrawnWidget> {
     auto image = widgets::renderWidget(kind, entry.snapshot, entry.date,
                                        {.epaper = epaperFor(profile, panel)});
     if (!image) return std::unexpected(image.error());
-    return host::DrawnWidget{.png = std::move(image->bytes),
-                             .accessibilityText = std::move(image->accessibilityText)};
+    return host::DrawnWidget{
+        .png = std::move(image->bytes),
+        .accessibilityText = withCredit(std::move(image->accessibilityText), app::dataCredit(env))};
   };
 }
 
@@ -109,7 +111,14 @@ int host(const CommandContext& context, const HostArguments& arguments) {
   auto serviceOptions = forecastServiceOptions(context);
   if (!serviceOptions) return 2;
   service::ForecastService forecasts(env, std::move(*serviceOptions));
-  timeline::PluvoWidgetRefreshCoordinator coordinator(env, store, forecasts.client());
+  // The host also plays the main app's part after each refresh: the rain window Live Activity
+  // starts, follows and ends with the forecast.
+  timeline::PluvoWidgetRefreshCoordinator coordinator(
+      env, store, forecasts.client(), [&env](const model::ChartPacket& packet, Instant now) {
+        if (auto done = app::afterForecastFetch(env, packet, packet.location.name, now); !done) {
+          env.log("Pluvo app update after a refresh failed: " + done.error().message);
+        }
+      });
   platform::TaskPool tasks;
   timeline::PluvoWidgetProvider provider(env, store, recovery, coordinator, tasks);
 
@@ -117,9 +126,13 @@ int host(const CommandContext& context, const HostArguments& arguments) {
       env, provider,
       {.outDir = arguments.outDir,
        .once = arguments.once,
-       .drawer = drawerFor(context),
+       .drawer = drawerFor(context, env),
        .activityDrawer =
            [&env](std::string_view bytes, Instant now) {
+             // A window over for half an hour ends here, between refreshes.
+             if (auto ended = app::endFinishedRainWindows(env, now); !ended) {
+               env.log("Pluvo rain window activity failed: " + ended.error().message);
+             }
              return drawActivity(env.deviceTimeZone(), bytes, now);
            },
        .handleSignals = true,

@@ -118,6 +118,29 @@ int main(int argc, char** argv) {
       "--lon", [&](double degrees) { refreshArguments.longitude = degrees; },
       "Its longitude, degrees east");
 
+  auto* place = app.add_subcommand("place", "The place the widgets show (the app's part)");
+  place->require_subcommand(1);
+  pluvo::cli::PlaceSetArguments placeArguments;
+  auto* placeSet = place->add_subcommand(
+      "set", "Find a place through the forecast service and store its forecast for the widgets");
+  placeSet->add_option_function<std::string>(
+      "NAME", [&](const std::string& name) { placeArguments.name = name; },
+      "The place: \"Seattle\", \"Seattle, WA\", \"Paris, France\" (with --lat/--lon: its name)");
+  placeSet->add_option_function<std::string>(
+      "--name", [&](const std::string& name) { placeArguments.name = name; },
+      "The name shown for --lat/--lon");
+  placeSet->add_option_function<double>(
+      "--lat", [&](double degrees) { placeArguments.latitude = degrees; },
+      "Latitude, degrees north");
+  placeSet->add_option_function<double>(
+      "--lon", [&](double degrees) { placeArguments.longitude = degrees; },
+      "Longitude, degrees east");
+  placeSet->add_option_function<int>(
+      "--pick", [&](int n) { placeArguments.pick = n; },
+      "Take the Nth of several matches (as listed)");
+  auto* placeShow =
+      place->add_subcommand("show", "Print the place, its zone and unit, and the data's age");
+
   pluvo::cli::RecoverArguments recoverArguments;
   auto* recover =
       app.add_subcommand("recover", "Rebuild a snapshot from the main app's forecast cache");
@@ -208,6 +231,9 @@ int main(int argc, char** argv) {
       {render, "pluvo-widget render --kind PluvoCurrentSmallWidget -o small.png"},
       {refresh, "pluvo-widget refresh --location \"Austin, TX\" --lat 30.27 --lon -97.74"},
       {recover, "pluvo-widget recover --container /tmp/box"},
+      {place, "pluvo-widget place set \"Seattle, WA\""},
+      {placeSet, "pluvo-widget place set Springfield --pick 2"},
+      {placeShow, "pluvo-widget place show"},
       {activity, "pluvo-widget activity render state.json --presentation lock -o lock.png"},
       {activityTexts, "pluvo-widget activity texts samples/activity/raining-hourly.json"},
       {activityLayout,
@@ -263,6 +289,8 @@ int main(int argc, char** argv) {
   if (*render) return pluvo::cli::render(context, renderArguments);
   if (*recover) return pluvo::cli::recover(context, recoverArguments);
   if (*refresh) return pluvo::cli::refresh(context, refreshArguments);
+  if (*placeSet) return pluvo::cli::placeSet(context, placeArguments);
+  if (*placeShow) return pluvo::cli::placeShow(context);
   if (*activityTexts) return pluvo::cli::activityTexts(context, activityState);
   if (*activityLayout) return pluvo::cli::activityLayout(context, layoutArguments);
   if (*timeline) return pluvo::cli::timeline(context, timelineArguments);

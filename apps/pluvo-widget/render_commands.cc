@@ -252,6 +252,7 @@ int render(const CommandContext& context, const RenderArguments& arguments) {
   }
 
   timeline::PluvoWidgetEntry entry{.date = context.now};
+  std::optional<std::string> credit;
   if (arguments.snapshotPath) {
     auto snapshot = readSnapshotFile(*arguments.snapshotPath);
     if (!snapshot) return 1;
@@ -260,6 +261,7 @@ int render(const CommandContext& context, const RenderArguments& arguments) {
     auto shown = timelineEntry(context);
     if (!shown) return 2;
     entry = std::move(*shown);
+    credit = storageDataCredit(context);
   }
 
   auto image = widgets::renderWidget(arguments.kind, entry.snapshot, entry.date, options);
@@ -269,7 +271,7 @@ int render(const CommandContext& context, const RenderArguments& arguments) {
                      .format = options.format,
                      .size = options.size.value_or(widgets::familySize(widget->family)),
                      .scale = options.format == render::ImageFormat::png ? options.scale : 1,
-                     .accessibilityText = std::move(image->accessibilityText),
+                     .accessibilityText = withCredit(std::move(image->accessibilityText), credit),
                      .names = {{"kind", std::string(widget->kind)},
                                {"displayName", std::string(widget->displayName)}},
                      .tapTarget = std::nullopt,

@@ -55,6 +55,7 @@ class ChartAPIClient {
   ChartAPIClient(platform::Environment& env, std::string baseURL, HttpTransport& transport);
 
   const std::string& baseURL() const { return baseURL_; }
+  HttpTransport& transport() const { return *transport_; }
 
   Expected<model::ChartPacket> fetchChart(const std::string& url, CachePolicy policy) const;
 

@@ -239,8 +239,38 @@ Expected<void> checkForecastSize(const ChartPacket& packet) {
   return {};
 }
 
+namespace {
+
+// Whether the packet says its temperatures are degrees Celsius.
+bool declaresCelsius(const ChartPacket& packet) {
+  return packet.sources && packet.sources->forecast && packet.sources->forecast->units &&
+         packet.sources->forecast->units->temperature == "celsius";
+}
+
+// The packet with its temperatures in degrees Fahrenheit, the unit snapshots store.
+ChartPacket inFahrenheit(ChartPacket packet) {
+  auto toF = [](double c) { return c * 9 / 5 + 32; };
+  auto toFOptional = [&](std::optional<double>& c) {
+    if (c) c = toF(*c);
+  };
+  for (model::ChartDay& day : packet.days) {
+    day.high = toF(day.high);
+    day.low = toF(day.low);
+  }
+  for (ChartHour& hour : packet.hours) {
+    toFOptional(hour.values.temp);
+    toFOptional(hour.values.feelsLike);
+    toFOptional(hour.values.dewPoint);
+  }
+  packet.sources->forecast->units->temperature = "fahrenheit";
+  return packet;
+}
+
+}  // namespace
+
 PluvoWidgetSnapshot makeWidgetSnapshot(const ChartPacket& packet, const BuildOptions& options,
                                        Instant now) {
+  if (declaresCelsius(packet)) return makeWidgetSnapshot(inFahrenheit(packet), options, now);
   PluvoWidgetSnapshot snapshot;
   snapshot.schemaVersion = model::kWidgetSnapshotSchemaVersion;
   snapshot.locationName = trimWhitespace(options.displayLocation).empty() ? packet.location.name

@@ -3,7 +3,9 @@
 //
 // Pure functions of their inputs: no I/O, no clock (the current instant is an argument), no
 // globals. The device's zone is an argument too; it stands in when the snapshot names no known
-// zone. Units are the packet's (°F, inches, mph, percent). Nothing here fails: missing optional
+// zone. Snapshots store °F, inches, mph and percent, the packet's usual units; a packet whose
+// sources name Celsius temperatures has them converted to °F first (the snapshot's
+// `temperatureUnit` decides how they are shown). Nothing here fails: missing optional
 // values give absent fields, an empty packet gives a snapshot without days.
 //
 //   BuildOptions options;

@@ -11,8 +11,9 @@ namespace pluvo::timeline {
 
 PluvoWidgetRefreshCoordinator::PluvoWidgetRefreshCoordinator(platform::Environment& env,
                                                              snapshot::SnapshotStore& store,
-                                                             service::ChartAPIClient client)
-    : env_(env), store_(store), client_(std::move(client)) {}
+                                                             service::ChartAPIClient client,
+                                                             PacketObserver onPacket)
+    : env_(env), store_(store), client_(std::move(client)), onPacket_(std::move(onPacket)) {}
 
 bool PluvoWidgetRefreshCoordinator::isRefreshing() const {
   std::lock_guard lock(mutex_);
@@ -85,6 +86,7 @@ PluvoWidgetRefreshCoordinator::Result PluvoWidgetRefreshCoordinator::performRefr
       previous.selectedMetricKeys.value_or(std::vector<std::string>{"precip", "temp"});
   model::PluvoWidgetSnapshot fresh = snapshot::makeWidgetSnapshot(*packet, options, now);
   store_.save(fresh, /*reloadTimelines=*/false);
+  if (onPacket_) onPacket_(*packet, now);
   return fresh;
 }
 

@@ -20,6 +20,7 @@
 // Keep one coordinator per process (the program owns it), so that all callers share it.
 #pragma once
 
+#include <functional>
 #include <future>
 #include <mutex>
 #include <optional>
@@ -35,8 +36,12 @@ inline constexpr std::string_view kRefreshFailedLine = "Pluvo widget forecast re
 
 class PluvoWidgetRefreshCoordinator {
  public:
+  // Told of every packet a refresh fetched and built from, on the refreshing thread, with the
+  // refresh's instant (on Linux the app's side listens, to start or end its Live Activity).
+  using PacketObserver = std::function<void(const model::ChartPacket& packet, Instant now)>;
+
   PluvoWidgetRefreshCoordinator(platform::Environment& env, snapshot::SnapshotStore& store,
-                                service::ChartAPIClient client);
+                                service::ChartAPIClient client, PacketObserver onPacket = {});
 
   // The refreshed and saved snapshot, or nullopt when the refresh failed. A caller that joins a
   // running refresh receives its result; its own `previous` is not used.
@@ -53,6 +58,7 @@ class PluvoWidgetRefreshCoordinator {
   platform::Environment& env_;
   snapshot::SnapshotStore& store_;
   const service::ChartAPIClient client_;
+  const PacketObserver onPacket_;
 
   mutable std::mutex mutex_;  // guards inFlightRefresh_
   // The running refresh; not valid() when none is running.
