@@ -141,8 +141,22 @@ def main():
     subprocess.run([cli] + clock + ["snapshot", "placeholder", "-o", snapshot], check=True,
                    capture_output=True)
     page = "file://" + os.path.join(ROOT, "bench", "peer", "small-widget.html")
+    # A container holding the rainy week as the host leaves it, for the panels' `status`.
+    container = os.path.join(work, "container")
+    os.makedirs(container)
+    subprocess.run([cli, "--now", "2026-10-29T20:00:00Z", "snapshot", "build",
+                    os.path.join(ROOT, "samples", "rainy-week.json"), "-o",
+                    os.path.join(container, "pluvo-widget-snapshot.json")], check=True,
+                   capture_output=True)
+    status_ms, status_mb = [], []
     ours_ms, ours_cpu, ours_mb, peer_ms, peer_cpu, peer_mb, peer_tree = [], [], [], [], [], [], []
     for run in range(args.cold_runs):
+        ms, _, mb, _ = measure(trampoline, [
+            cli, "--now", "2026-10-29T21:00:00Z", "--time-zone", "America/Chicago",
+            "--container", container, "--caches", os.path.join(work, "caches"), "status",
+            "--format", "waybar", "-o", os.path.join(work, "status.json")])
+        status_ms.append(ms)
+        status_mb.append(mb)
         ms, cpu, mb, _ = measure(trampoline, [cli] + clock + [
             "render", "--kind", "PluvoCurrentSmallWidget", "--snapshot", snapshot,
             "-o", os.path.join(work, "small.png")])
@@ -163,6 +177,10 @@ def main():
             peer_mb.append(mb)
             peer_tree.append(tree)
     shutil.rmtree(work, ignore_errors=True)
+    rows.append(("cold `pluvo-widget status --format waybar`, wall", *fmt(status_ms, "ms"),
+                 len(status_ms), "< 20 ms", ""))
+    rows.append(("cold `pluvo-widget status --format waybar`, peak RSS", *fmt(status_mb, "MB"),
+                 len(status_mb), "", ""))
     rows.append(("cold `pluvo-widget render` small, wall", *fmt(ours_ms, "ms"), len(ours_ms),
                  "< 25 ms", ""))
     rows.append(("cold `pluvo-widget render` small, processor time", *fmt(ours_cpu, "ms"),

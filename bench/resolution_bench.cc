@@ -39,7 +39,6 @@ class SavedRainyWeek {
             .inExtension = true,
             .fixedNow = kShownAt,
             .deviceZone = pluvo::findTimeZone("America/Chicago"),
-            .logStream = pluvo::platform::LogStream::standardError,
             .logSink = {},
         });
     store_ = std::make_unique<pluvo::snapshot::SnapshotStore>(*environment_);

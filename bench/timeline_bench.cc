@@ -30,7 +30,6 @@ void warmTimelineRequest(benchmark::State& state) {
         .inExtension = true,
         .fixedNow = kAskedAt,
         .deviceZone = pluvo::findTimeZone("America/Chicago"),
-        .logStream = pluvo::platform::LogStream::standardError,
         .logSink = {},
     });
     pluvo::bench::OfflineProvider parts(env);

@@ -22,10 +22,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   auto decoded = model::decodeChartPacket(*bytes);
   fuzz::require(decoded.has_value() && *decoded == *packet, "a built packet reads back as itself");
   for (const model::ChartHour& hour : packet->hours) {
-    for (double v : {hour.normalized.precipProb, hour.normalized.precipAmount, hour.normalized.temp,
-                     hour.normalized.windSpeed, hour.normalized.windGust, hour.normalized.humidity,
-                     hour.normalized.dewPoint, hour.normalized.cloudCover,
-                     hour.normalized.pressure}) {
+    for (double v :
+         {hour.normalized.precipProb, hour.normalized.precipAmount, hour.normalized.temp,
+          hour.normalized.windSpeed, hour.normalized.windGust, hour.normalized.humidity,
+          hour.normalized.dewPoint, hour.normalized.cloudCover, hour.normalized.pressure}) {
       fuzz::require(v >= 0 && v <= 1, "normalized values lie on 0-1");
     }
   }

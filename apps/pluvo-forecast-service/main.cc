@@ -15,6 +15,7 @@
 
 #include "base/instant.h"
 #include "forecast_server/forecast_server.h"
+#include "pluvo_version.h"
 
 namespace fs = std::filesystem;
 using namespace pluvo;
@@ -39,7 +40,10 @@ void logLine(std::string_view line) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app{"pluvo-forecast-service: chart packets and place search over Open-Meteo"};
+  CLI::App app{"pluvo-forecast-service: chart packets and place search over Open-Meteo",
+               "pluvo-forecast-service"};
+  app.set_version_flag("--version", "pluvo-forecast-service " PLUVO_VERSION,
+                       "Print the version and exit");
   std::string bind = "127.0.0.1";
   int port = forecast_server::kDefaultPort;
   std::string forecastURL(forecast_server::kDefaultForecastURL);

@@ -10,6 +10,7 @@
 #include "activity/rain_window.h"
 #include "activity/texts.h"
 #include "activity_render/draw.h"
+#include "command_registry.h"
 #include "commands.h"
 #include "model/json_writer.h"
 
@@ -221,5 +222,54 @@ DrawnImage presentationImage(activity_render::DrawnPresentation drawn) {
           .tapTarget = std::move(drawn.tapTarget),
           .label = "the " + drawn.name + " presentation"};
 }
+
+namespace {
+
+const char* const kStateHelp = "A content state or activity file (JSON)";
+std::string textsState;
+ActivityLayoutArguments layoutArguments;
+ActivityRenderArguments renderArguments;
+const bool registered =
+    registerCommand(
+        {.path = "activity",
+         .help = "The rain window Live Activity",
+         .example = "pluvo-widget activity render state.json --presentation lock -o lock.png"}) &&
+    registerCommand(
+        {.path = "activity texts",
+         .help = "Print the activity's texts",
+         .example = "pluvo-widget activity texts samples/activity/raining-hourly.json",
+         .options = {{"STATE", kStateHelp, &textsState, {.required = true}}},
+         .run = [](const CommandContext& c) { return activityTexts(c, textsState); }}) &&
+    registerCommand(
+        {.path = "activity layout",
+         .help = "Print the activity chart's layout",
+         .example = "pluvo-widget activity layout samples/activity/raining-hourly.json --width 332 "
+                    "--height 64",
+         .options =
+             {{"STATE", kStateHelp, &layoutArguments.statePath, {.required = true}},
+              {"--width", "Chart width, points", &layoutArguments.width, {.required = true}},
+              {"--height", "Chart height, points", &layoutArguments.height, {.required = true}},
+              {"--compact", "The compact chart: no gutters", &layoutArguments.compact}},
+         .run = [](const CommandContext& c) { return activityLayout(c, layoutArguments); }}) &&
+    registerCommand(
+        {.path = "activity render",
+         .help = "Draw one presentation into -o FILE",
+         .example = "pluvo-widget activity render state.json --presentation island-expanded -o "
+                    "island.png",
+         .options = {{"STATE", kStateHelp, &renderArguments.statePath, {.required = true}},
+                     {"--presentation",
+                      "lock, banner, island-expanded, island-compact or island-minimal",
+                      &renderArguments.presentation,
+                      {.required = true}},
+                     {"--scale",
+                      "Pixels per point of a PNG",
+                      &renderArguments.scale,
+                      {.showDefault = true}},
+                     {"--format", "png, svg or pdf (default: from the file's extension)",
+                      &renderArguments.format}},
+         .drawing = DrawingOptions::profileAndPanel,
+         .run = [](const CommandContext& c) { return activityRender(c, renderArguments); }});
+
+}  // namespace
 
 }  // namespace pluvo::cli

@@ -8,6 +8,7 @@
 
 #include "app/place_setting.h"
 #include "base/text.h"
+#include "command_registry.h"
 #include "model/chart_packet.h"
 #include "model/widget_snapshot.h"
 #include "platform/atomic_file.h"
@@ -108,5 +109,28 @@ int printSnapshot(const CommandContext& context, const model::PluvoWidgetSnapsho
 int snapshotPlaceholder(const CommandContext& context) {
   return printSnapshot(context, model::makePlaceholderSnapshot(context.now, context.deviceZone));
 }
+
+namespace {
+
+std::string packetPath;
+const bool packetRegistered =
+    registerCommand({.path = "packet",
+                     .help = "Chart packets from the forecast service",
+                     .example = "pluvo-widget packet decode samples/rainy-week.json"}) &&
+    registerCommand(
+        {.path = "packet decode",
+         .help = "Decode a chart packet and print it re-encoded",
+         .example = "pluvo-widget packet decode samples/rainy-week.json",
+         .options = {{"FILE", "The packet's JSON file", &packetPath, {.required = true}}},
+         .run = [](const CommandContext& c) { return packetDecode(c, packetPath); }}) &&
+    registerCommand({.path = "snapshot",
+                     .help = "Widget snapshots",
+                     .example = "pluvo-widget snapshot placeholder --time-zone America/Chicago"}) &&
+    registerCommand({.path = "snapshot placeholder",
+                     .help = "Print the placeholder snapshot",
+                     .example = "pluvo-widget snapshot placeholder --time-zone America/Chicago",
+                     .run = [](const CommandContext& c) { return snapshotPlaceholder(c); }});
+
+}  // namespace
 
 }  // namespace pluvo::cli

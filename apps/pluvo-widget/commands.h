@@ -22,6 +22,7 @@
 #include "render/geometry.h"
 #include "service/forecast_service.h"
 #include "service/info_dictionary.h"
+#include "timeline/provider.h"
 #include "timeline/widget_entry.h"
 
 namespace pluvo::platform {
@@ -212,6 +213,16 @@ int render(const CommandContext& context, const RenderArguments& arguments);
 // system would show now, refreshed from the network when the stored data calls for it.
 // nullopt after an error line when --info cannot be read.
 std::optional<timeline::PluvoWidgetEntry> timelineEntry(const CommandContext& context);
+// The snapshot the widgets would show, resolved from the storage alone (never the network);
+// nullopt when nothing is stored or recoverable.
+std::optional<timeline::ResolvedSnapshot> storedSnapshot(const CommandContext& context);
+
+// `status [--format text|waybar|json]` (status_command.cc): the current entry in one line for a
+// panel or a terminal, read from the storage alone, so it answers in milliseconds.
+struct StatusArguments {
+  std::string format = "text";
+};
+int status(const CommandContext& context, const StatusArguments& arguments);
 // `activity render STATE --presentation P -o FILE [--scale S] [--format F]`: draws one
 // presentation; its accessibility text and tap target go as for `render`.
 struct ActivityRenderArguments {

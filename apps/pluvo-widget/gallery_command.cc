@@ -9,6 +9,7 @@
 
 #include "activity/rain_window.h"
 #include "activity_render/draw.h"
+#include "command_registry.h"
 #include "commands.h"
 #include "model/widget_snapshot.h"
 #include "platform/atomic_file.h"
@@ -238,5 +239,35 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
   std::cout << page.string() << '\n';
   return 0;
 }
+
+namespace {
+
+GalleryArguments galleryArguments;
+const bool registered =
+    registerCommand({.path = "activity sample",
+                     .help = "Print a content state for a rain window opening within the hour",
+                     .example = "pluvo-widget activity sample -o state.json",
+                     .run = [](const CommandContext& c) { return activitySample(c); }}) &&
+    registerCommand(
+        {.path = "gallery",
+         .help = "Draw every widget and Live Activity presentation with an HTML page into DIR",
+         .example = "pluvo-widget gallery -o /tmp/gallery --profile eink",
+         .options = {{"--out,DIR", "The folder of index.html and the PNGs (or -o DIR)",
+                      &galleryArguments.outDir},
+                     {"--snapshot",
+                      "Draw this snapshot file (default: the entry of a timeline request)",
+                      &galleryArguments.snapshotPath},
+                     {"--state",
+                      "A Live Activity content state or activity file (default: a sample rain "
+                      "window soon)",
+                      &galleryArguments.statePath}},
+         .drawing = DrawingOptions::profile,
+         .run = [](const CommandContext& c) {
+           if (galleryArguments.outDir.empty()) galleryArguments.outDir = c.outputPath;
+           galleryArguments.profile = c.profile;
+           return gallery(c, galleryArguments);
+         }});
+
+}  // namespace
 
 }  // namespace pluvo::cli

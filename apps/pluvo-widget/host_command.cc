@@ -15,6 +15,7 @@
 #include "activity/rain_window.h"
 #include "activity_render/draw.h"
 #include "app/place_setting.h"
+#include "command_registry.h"
 #include "commands.h"
 #include "host/host_environment.h"
 #include "host/kernel_events.h"
@@ -101,7 +102,6 @@ int host(const CommandContext& context, const HostArguments& arguments) {
   if (!context.containerPath.empty()) options.container = context.containerPath;
   if (!context.cachesPath.empty()) options.caches = context.cachesPath;
   options.deviceZone = context.deviceZone;
-  options.logStream = platform::LogStream::standardOutput;
   platform::SystemEnvironment system(std::move(options));
   // --now sets where the clock starts; it runs on from there.
   host::HostEnvironment env(system, context.nowGiven ? std::optional(context.now) : std::nullopt);
@@ -130,7 +130,7 @@ int host(const CommandContext& context, const HostArguments& arguments) {
        .activityDrawer =
            [&env](std::string_view bytes, Instant now) {
              // A window over for half an hour ends here, between refreshes.
-             if (auto ended = app::endFinishedRainWindows(env, now); !ended) {
+             if (auto ended = app::endFinishedRainWindow(env, now); !ended) {
                env.log("Pluvo rain window activity failed: " + ended.error().message);
              }
              return drawActivity(env.deviceTimeZone(), bytes, now);
@@ -152,5 +152,22 @@ int host(const CommandContext& context, const HostArguments& arguments) {
   forecasts.transport().cancelAll();
   return status;
 }
+
+namespace {
+
+HostArguments hostArguments;
+const bool registered = registerCommand(
+    {.path = "host",
+     .help = "The widget host: keeps every widget current in DIR",
+     .example = "pluvo-widget host --out ~/.local/state/pluvo-widgets",
+     .options = {{"--out",
+                  "The folder of the widgets' entries and images",
+                  &hostArguments.outDir,
+                  {.required = true}},
+                 {"--once", "One round for every kind, then exit", &hostArguments.once}},
+     .drawing = DrawingOptions::profileAndPanel,
+     .run = [](const CommandContext& c) { return host(c, hostArguments); }});
+
+}  // namespace
 
 }  // namespace pluvo::cli

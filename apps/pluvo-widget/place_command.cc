@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "app/place_setting.h"
+#include "command_registry.h"
 #include "commands.h"
 #include "platform/system_environment.h"
 #include "service/forecast_service.h"
@@ -150,5 +151,33 @@ int placeShow(const CommandContext& context) {
   lines += "source       " + source;
   return writeOutput(context, lines) ? 0 : 1;
 }
+
+namespace {
+
+PlaceSetArguments placeArguments;
+const bool registered =
+    registerCommand({.path = "place",
+                     .help = "The place the widgets show (the app's part)",
+                     .example = "pluvo-widget place set \"Seattle, WA\""}) &&
+    registerCommand(
+        {.path = "place set",
+         .help = "Find a place through the forecast service and store its forecast for the widgets",
+         .example = "pluvo-widget place set Springfield --pick 2",
+         .options = {{"NAME",
+                      "The place: \"Seattle\", \"Seattle, WA\", \"Paris, France\" (with "
+                      "--lat/--lon: its name)",
+                      &placeArguments.name},
+                     {"--name", "The name shown for --lat/--lon", &placeArguments.name},
+                     {"--lat", "Latitude, degrees north", &placeArguments.latitude},
+                     {"--lon", "Longitude, degrees east", &placeArguments.longitude},
+                     {"--pick", "Take the Nth of several matches (as listed)",
+                      &placeArguments.pick}},
+         .run = [](const CommandContext& c) { return placeSet(c, placeArguments); }}) &&
+    registerCommand({.path = "place show",
+                     .help = "Print the place, its zone and unit, and the data's age",
+                     .example = "pluvo-widget place show",
+                     .run = [](const CommandContext& c) { return placeShow(c); }});
+
+}  // namespace
 
 }  // namespace pluvo::cli

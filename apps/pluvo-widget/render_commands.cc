@@ -3,6 +3,7 @@
 #include <iostream>
 #include <string_view>
 
+#include "command_registry.h"
 #include "commands.h"
 #include "model/json_writer.h"
 #include "model/widget_snapshot.h"
@@ -278,5 +279,45 @@ int render(const CommandContext& context, const RenderArguments& arguments) {
                      .label = std::string(widget->kind),
                      .date = entry.date});
 }
+
+namespace {
+
+RenderArguments renderArguments;
+std::string textsPath;
+const bool registered =
+    registerCommand({.path = "widgets",
+                     .help = "List the five home-screen widgets as JSON",
+                     .example = "pluvo-widget widgets",
+                     .run = [](const CommandContext& c) { return widgetsList(c); }}) &&
+    registerCommand(
+        {.path = "snapshot texts",
+         .help = "Print every day's texts as the widgets show them",
+         .example = "pluvo-widget snapshot texts s.json",
+         .options = {{"FILE", "The snapshot's JSON file", &textsPath, {.required = true}}},
+         .run = [](const CommandContext& c) { return snapshotTexts(c, textsPath); }}) &&
+    registerCommand(
+        {.path = "render",
+         .help = "Draw a widget into -o FILE (png, svg or pdf)",
+         .example = "pluvo-widget render --kind PluvoCurrentSmallWidget -o small.png",
+         .options = {{"--kind",
+                      "The widget kind, e.g. PluvoCurrentSmallWidget",
+                      &renderArguments.kind,
+                      {.required = true}},
+                     {"--scale",
+                      "Pixels per point of a PNG",
+                      &renderArguments.scale,
+                      {.showDefault = true}},
+                     {"--format", "png, svg or pdf (default: from the file's extension)",
+                      &renderArguments.format},
+                     {"--snapshot",
+                      "Draw this snapshot file as it stands (default: the entry of a timeline "
+                      "request)",
+                      &renderArguments.snapshotPath},
+                     {"--size", "WIDTHxHEIGHT in points (default: the family's size)",
+                      &renderArguments.size}},
+         .drawing = DrawingOptions::profileAndPanel,
+         .run = [](const CommandContext& c) { return render(c, renderArguments); }});
+
+}  // namespace
 
 }  // namespace pluvo::cli

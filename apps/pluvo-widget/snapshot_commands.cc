@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/text.h"
+#include "command_registry.h"
 #include "commands.h"
 #include "model/chart_packet.h"
 #include "model/widget_snapshot.h"
@@ -97,5 +98,45 @@ int snapshotDisplay(const CommandContext& context, const std::string& path, cons
   if (!snapshot) return 1;
   return printSnapshot(context, snapshot::displaySnapshot(*snapshot, *instant, context.deviceZone));
 }
+
+namespace {
+
+SnapshotBuildArguments buildArguments;
+std::string snapshotPath, displayAt;
+const OptionSpec snapshotFile{
+    "FILE", "The snapshot's JSON file", &snapshotPath, {.required = true}};
+const bool registered =
+    registerCommand(
+        {.path = "snapshot build",
+         .help = "Build a snapshot from a chart packet (at --now)",
+         .example = "pluvo-widget --now 2026-10-29T20:00:00Z snapshot build "
+                    "samples/rainy-week.json --days 5",
+         .options =
+             {{"PACKET", "The packet's JSON file", &buildArguments.packetPath, {.required = true}},
+              {"--location", "The display name (default: the packet's)", &buildArguments.location},
+              {"--days",
+               "Days wanted, clamped to 1 ... the packet's",
+               &buildArguments.days,
+               {.showDefault = true}},
+              {"--unit", "Temperature unit, F or C", &buildArguments.unit, {.showDefault = true}},
+              {"--metrics", "Selected metric keys, comma-separated (default: none recorded)",
+               &buildArguments.metrics}},
+         .run = [](const CommandContext& c) { return snapshotBuild(c, buildArguments); }}) &&
+    registerCommand(
+        {.path = "snapshot normalize",
+         .help = "Print a snapshot in the builder's form",
+         .example = "pluvo-widget snapshot normalize s.json",
+         .options = {snapshotFile},
+         .run = [](const CommandContext& c) { return snapshotNormalize(c, snapshotPath); }}) &&
+    registerCommand({.path = "snapshot display",
+                     .help = "Print a snapshot as shown at an instant",
+                     .example = "pluvo-widget snapshot display s.json --at 2026-10-30T02:00:00Z",
+                     .options = {snapshotFile,
+                                 {"--at", "The instant, ISO 8601", &displayAt, {.required = true}}},
+                     .run = [](const CommandContext& c) {
+                       return snapshotDisplay(c, snapshotPath, displayAt);
+                     }});
+
+}  // namespace
 
 }  // namespace pluvo::cli

@@ -2,6 +2,7 @@
 // the shared defaults, as --container and --caches place them.
 #include <iostream>
 
+#include "command_registry.h"
 #include "commands.h"
 #include "model/widget_snapshot.h"
 #include "platform/system_environment.h"
@@ -37,9 +38,6 @@ std::unique_ptr<platform::SystemEnvironment> makeEnvironment(const CommandContex
   options.fixedNow = context.now;
   options.deviceZone = context.deviceZone;
   options.verbose = context.verbose;
-  // Standard output carries the command's data unless it goes to a file.
-  options.logStream = context.outputPath.empty() ? platform::LogStream::standardError
-                                                 : platform::LogStream::standardOutput;
   return std::make_unique<platform::SystemEnvironment>(std::move(options));
 }
 
@@ -92,5 +90,30 @@ int refresh(const CommandContext& context, const RefreshArguments& arguments) {
   }
   return status;
 }
+
+namespace {
+
+RefreshArguments refreshArguments;
+RecoverArguments recoverArguments;
+const bool registered =
+    registerCommand(
+        {.path = "refresh",
+         .help = "Fetch a new forecast for the stored snapshot's place and save it",
+         .example = "pluvo-widget refresh --location \"Austin, TX\" --lat 30.27 --lon -97.74",
+         .options = {{"--location", "The place to ask for when nothing is stored",
+                      &refreshArguments.location},
+                     {"--lat", "Its latitude, degrees north", &refreshArguments.latitude},
+                     {"--lon", "Its longitude, degrees east", &refreshArguments.longitude}},
+         .run = [](const CommandContext& c) { return refresh(c, refreshArguments); }}) &&
+    registerCommand(
+        {.path = "recover",
+         .help = "Rebuild a snapshot from the main app's forecast cache",
+         .example = "pluvo-widget recover --container /tmp/box",
+         .options = {{"--newer-than",
+                      "The updatedAt of the snapshot already shown, ISO 8601 (default: none)",
+                      &recoverArguments.newerThan}},
+         .run = [](const CommandContext& c) { return recover(c, recoverArguments); }});
+
+}  // namespace
 
 }  // namespace pluvo::cli

@@ -5,6 +5,7 @@
 #include <iostream>
 #include <string>
 
+#include "command_registry.h"
 #include "commands.h"
 #include "model/json_writer.h"
 #include "platform/system_environment.h"
@@ -85,6 +86,12 @@ timeline::PluvoWidgetTimeline awaitTimeline(timeline::PluvoWidgetProvider& provi
 
 }  // namespace
 
+std::optional<timeline::ResolvedSnapshot> storedSnapshot(const CommandContext& context) {
+  // Never fetches: no information dictionary is read.
+  StorageProvider storage(context, {.info = service::InfoDictionary{}});
+  return storage.provider.loadWidgetSnapshot();
+}
+
 std::optional<timeline::PluvoWidgetEntry> timelineEntry(const CommandContext& context) {
   auto serviceOptions = forecastServiceOptions(context);
   if (!serviceOptions) return std::nullopt;
@@ -127,5 +134,21 @@ int timeline(const CommandContext& context, const TimelineArguments& arguments) 
   if (!json) return 1;
   return writeOutput(context, *json) ? 0 : 1;
 }
+
+namespace {
+
+TimelineArguments timelineArguments;
+const bool registered = registerCommand(
+    {.path = "timeline",
+     .help = "One timeline request against the storage",
+     .example = "pluvo-widget timeline --kind PluvoFiveDayLargeWidget",
+     .options = {{"--kind", "The widget kind", &timelineArguments.kind, {.showDefault = true}},
+                 {"--request",
+                  "timeline, snapshot or placeholder",
+                  &timelineArguments.request,
+                  {.showDefault = true}}},
+     .run = [](const CommandContext& c) { return timeline(c, timelineArguments); }});
+
+}  // namespace
 
 }  // namespace pluvo::cli

@@ -17,12 +17,6 @@ std::string serviceHint(const std::string& baseURL) {
          " (PluvoAPIBaseURL in the Info.plist names it)";
 }
 
-bool samePlace(const model::PluvoWidgetSnapshot& shown, const PlaceRequest& request) {
-  if (!shown.latitude || !shown.longitude) return false;
-  return std::abs(*shown.latitude - request.latitude) < 0.005 &&
-         std::abs(*shown.longitude - request.longitude) < 0.005;
-}
-
 }  // namespace
 
 PlaceRequest placeRequest(const model::Place& place) {
@@ -120,8 +114,6 @@ Expected<PlaceOutcome> setPlace(platform::Environment& env, snapshot::SnapshotSt
   if (!packet) return fail(packet.error().message + serviceHint(client.baseURL()));
 
   PlaceOutcome outcome;
-  std::optional<model::PluvoWidgetSnapshot> shown = store.load();
-  outcome.placeChanged = !shown || !samePlace(*shown, request);
   outcome.snapshot = snapshot::makeWidgetSnapshot(
       *packet,
       {.displayLocation = request.displayName,
@@ -132,9 +124,6 @@ Expected<PlaceOutcome> setPlace(platform::Environment& env, snapshot::SnapshotSt
   store.save(outcome.snapshot, /*reloadTimelines=*/true);  // a failure is the store's log line
   outcome.record = {
       .packet = std::move(*packet), .displayLocation = request.displayName, .completedAt = now};
-  if (outcome.placeChanged) {
-    if (auto ended = endRainWindows(env); !ended) return std::unexpected(ended.error());
-  }
   auto change = afterForecastFetch(env, outcome.record.packet, request.displayName, now);
   if (!change) return std::unexpected(change.error());
   outcome.rainWindow = *change;

@@ -49,7 +49,6 @@ struct PlaceOutcome {
   model::PluvoWidgetSnapshot snapshot;
   model::ForecastCacheRecoveryRecord record;
   RainWindowChange rainWindow = RainWindowChange::none;
-  bool placeChanged = false;
 };
 
 // Fetches the place's packet and stores what the app stores. The snapshot's temperature unit is

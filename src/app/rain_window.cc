@@ -56,38 +56,29 @@ std::string newActivityId() {
   return id;
 }
 
-struct ActivityOnDisk {
-  fs::path path;
-  std::optional<activity::ActivityFile> file;  // absent: it does not decode
-};
-
-std::vector<ActivityOnDisk> listActivities(platform::Environment& env, const fs::path& folder) {
-  std::vector<ActivityOnDisk> found;
-  std::error_code error;
-  for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
-    const fs::path& path = it->path();
-    std::string name = path.filename().string();
-    if (name.starts_with('.') || !name.ends_with(".json")) continue;
-    ActivityOnDisk entry{path, std::nullopt};
-    if (auto bytes = env.readFile(path)) {
-      if (auto file = activity::decodeActivityFile(*bytes)) entry.file = std::move(*file);
-    }
-    found.push_back(std::move(entry));
-  }
-  return found;
-}
-
-Expected<void> removeActivity(const fs::path& path) {
+Expected<void> removeIfThere(const fs::path& path) {
   std::error_code error;
   fs::remove(path, error);
   if (error) return fail("cannot remove " + path.string() + ": " + error.message());
   return {};
 }
 
-std::optional<fs::path> activitiesFolder(platform::Environment& env) {
+// The app's one rain window activity file; other files of the folder are not the app's.
+std::optional<fs::path> rainWindowFile(platform::Environment& env) {
   auto container = env.appGroupContainer();
   if (!container) return std::nullopt;
-  return *container / kLiveActivitiesFolder;
+  return *container / kLiveActivitiesFolder / kRainWindowFileName;
+}
+
+std::optional<activity::ActivityFile> readRainWindow(platform::Environment& env,
+                                                     const fs::path& path) {
+  std::error_code error;
+  if (!fs::exists(path, error)) return std::nullopt;
+  auto bytes = env.readFile(path);
+  if (!bytes) return std::nullopt;
+  auto file = activity::decodeActivityFile(*bytes);
+  if (!file) return std::nullopt;
+  return *file;
 }
 
 }  // namespace
@@ -177,60 +168,38 @@ std::optional<activity::ContentState> rainWindowState(const model::ChartPacket& 
 
 Expected<RainWindowChange> syncRainWindow(platform::Environment& env,
                                           const model::ChartPacket& packet, Instant now) {
-  auto folder = activitiesFolder(env);
-  if (!folder) return fail("the app group container is unavailable");
+  auto path = rainWindowFile(env);
+  if (!path) return fail("the app group container is unavailable");
   const std::string key = locationKey(packet.location.latitude, packet.location.longitude);
   std::optional<activity::ContentState> state = rainWindowState(packet, now);
-  RainWindowChange change = RainWindowChange::none;
-  std::optional<std::string> id;
-  for (const ActivityOnDisk& existing : listActivities(env, *folder)) {
-    const bool ours = existing.file && existing.file->attributes.locationKey == key;
-    if (ours && state && !id) {
-      id = existing.file->id;
-      continue;
-    }
-    if (auto removed = removeActivity(existing.path); !removed)
-      return std::unexpected(removed.error());
-    if (ours) change = RainWindowChange::ended;
+  std::optional<activity::ActivityFile> running = readRainWindow(env, *path);
+  if (!state) {
+    if (!running) return RainWindowChange::none;
+    if (auto removed = removeIfThere(*path); !removed) return std::unexpected(removed.error());
+    return RainWindowChange::ended;
   }
-  if (!state) return change;
+  // The same place's window goes on as the same activity; another place's is a new one.
+  const bool goesOn = running && running->attributes.locationKey == key;
   activity::ActivityFile file{
-      .id = id.value_or(newActivityId()),
+      .id = goesOn ? running->id : newActivityId(),
       .attributes = {.locationName = packet.location.name, .locationKey = key},
       .state = std::move(*state)};
+  if (goesOn && *running == file) return RainWindowChange::none;
   auto bytes = activity::encodeActivityFile(file);
   if (!bytes) return std::unexpected(bytes.error());
-  const fs::path path = *folder / (file.id + ".json");
-  if (auto current = env.readFile(path); current && *current == *bytes) {
-    return RainWindowChange::none;
-  }
-  if (auto written = env.writeFileAtomically(path, *bytes); !written) {
+  if (auto written = env.writeFileAtomically(*path, *bytes); !written) {
     return std::unexpected(written.error());
   }
-  return id ? RainWindowChange::updated : RainWindowChange::started;
+  return goesOn ? RainWindowChange::updated : RainWindowChange::started;
 }
 
-Expected<int> endRainWindows(platform::Environment& env) {
-  auto folder = activitiesFolder(env);
-  if (!folder) return 0;
-  int removed = 0;
-  for (const ActivityOnDisk& existing : listActivities(env, *folder)) {
-    if (auto done = removeActivity(existing.path); !done) return std::unexpected(done.error());
-    ++removed;
-  }
-  return removed;
-}
-
-Expected<int> endFinishedRainWindows(platform::Environment& env, Instant now) {
-  auto folder = activitiesFolder(env);
-  if (!folder) return 0;
-  int removed = 0;
-  for (const ActivityOnDisk& existing : listActivities(env, *folder)) {
-    if (!existing.file || now - existing.file->state.windowEnd < kLingerSeconds) continue;
-    if (auto done = removeActivity(existing.path); !done) return std::unexpected(done.error());
-    ++removed;
-  }
-  return removed;
+Expected<bool> endFinishedRainWindow(platform::Environment& env, Instant now) {
+  auto path = rainWindowFile(env);
+  if (!path) return false;
+  auto running = readRainWindow(env, *path);
+  if (!running || now - running->state.windowEnd < kLingerSeconds) return false;
+  if (auto removed = removeIfThere(*path); !removed) return std::unexpected(removed.error());
+  return true;
 }
 
 }  // namespace pluvo::app

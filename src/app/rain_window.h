@@ -9,10 +9,12 @@
 // "Storm" when an hour of the window is a thunderstorm, else by the wettest hour: "Light rain"
 // under 0.10 in, "Steady rain" under 0.30 in, "Downpour" from 0.30 in.
 //
-// The app keeps one activity file per running activity in "<container>/LiveActivities/"
-// ("<id>.json", replaced atomically), which the widget host draws. `syncRainWindow` starts,
-// updates or ends the file for the packet's place; `endRainWindows` ends every activity (the
-// place changed) and `endFinishedRainWindows` those whose window ended 30 minutes ago.
+// The app runs at most one rain window activity: "<container>/LiveActivities/rain-window.json"
+// (replaced atomically), which the widget host draws like any activity file. `syncRainWindow`
+// starts, updates or ends it from a packet (a place set elsewhere ends the old place's window at
+// once: it is replaced, or removed when the new place is dry); `endFinishedRainWindow` ends it
+// once its window has been over for 30 minutes, between fetches. Other files in
+// the folder are not the app's and are left alone.
 //
 //   if (auto state = rainWindowState(packet, now)) ... state->intensityLabel ...
 //   syncRainWindow(env, packet, now);  // after every successful fetch
@@ -36,6 +38,7 @@ inline constexpr double kWetHourChance = 40;
 inline constexpr double kLookAheadSeconds = 3 * 3600;
 inline constexpr double kLingerSeconds = 30 * 60;
 inline constexpr std::string_view kLiveActivitiesFolder = "LiveActivities";
+inline constexpr std::string_view kRainWindowFileName = "rain-window.json";
 
 // The state of the window to show at `now`, or nullopt when none is due.
 std::optional<activity::ContentState> rainWindowState(const model::ChartPacket& packet,
@@ -47,13 +50,12 @@ std::string locationKey(double latitude, double longitude);
 // What `syncRainWindow` did, for a confirmation line.
 enum class RainWindowChange { none, started, updated, ended };
 
-// Starts, updates or ends the packet place's activity file; other places' activities are ended.
-// An error names the file that could not be written or removed.
+// Starts, updates or ends the rain window activity for the packet's place (a window at another
+// place than the running one's is a new activity). An error names the file that could not be
+// written or removed.
 Expected<RainWindowChange> syncRainWindow(platform::Environment& env,
                                           const model::ChartPacket& packet, Instant now);
-// Removes every activity file; the number removed.
-Expected<int> endRainWindows(platform::Environment& env);
-// Removes the activity files whose window ended at least 30 minutes before `now`.
-Expected<int> endFinishedRainWindows(platform::Environment& env, Instant now);
+// Ends it when its window ended at least 30 minutes before `now`; whether it did.
+Expected<bool> endFinishedRainWindow(platform::Environment& env, Instant now);
 
 }  // namespace pluvo::app

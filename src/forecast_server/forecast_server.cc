@@ -176,7 +176,11 @@ ForecastServer::Response ForecastServer::weatherChart(const Query& query) {
     longitude = place.longitude;
     name = model::placeDisplayName(place);
   }
-  if (name.empty()) name = pointKey(latitude, longitude);
+  if (name.empty()) {
+    char coordinates[64];
+    std::snprintf(coordinates, sizeof coordinates, "%.2f, %.2f", latitude, longitude);
+    name = coordinates;
+  }
 
   auto kept = answerFor(latitude, longitude, note);
   if (!kept) return errorResponse(502, kept.error().message);

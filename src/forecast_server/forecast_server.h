@@ -23,7 +23,6 @@
 // Thread safety: `handle` may run on many threads at once.
 #pragma once
 
-#include <condition_variable>
 #include <filesystem>
 #include <functional>
 #include <map>

@@ -24,8 +24,9 @@ constexpr double kLargestValue = 1e7;
 // Times from 1970 to 2200: beyond them the zone rules have nothing to say.
 constexpr std::int64_t kLatestTime = 7258118400;
 
-// A number of any JSON number type, or nullopt for null (and anything else).
-std::optional<double> numberOf(dom::element e) {
+// A number of any JSON number type, or nullopt for null (and anything else); `largest` bounds
+// its magnitude.
+std::optional<double> numberOf(dom::element e, double largest = kLargestValue) {
   double value = 0;
   switch (e.type()) {
     case dom::element_type::DOUBLE:
@@ -40,7 +41,7 @@ std::optional<double> numberOf(dom::element e) {
     default:
       return std::nullopt;
   }
-  if (!(std::abs(value) <= kLargestValue)) return std::nullopt;
+  if (!(std::abs(value) <= largest)) return std::nullopt;
   return value;
 }
 
@@ -74,7 +75,13 @@ Expected<UpstreamSeries> readSeries(dom::object block, std::string_view blockNam
     }
     auto& out = series.values[std::string(field.key)];
     out.reserve(values.size());
-    for (dom::element v : values) out.push_back(numberOf(v));
+    // Sunrise and sunset are times, in Unix seconds like the time arrays.
+    const bool isTime = field.key == "sunrise" || field.key == "sunset";
+    for (dom::element v : values) {
+      std::optional<double> value = numberOf(v, isTime ? kLatestTime : kLargestValue);
+      if (isTime && value && *value < 0) value.reset();
+      out.push_back(value);
+    }
   }
   return series;
 }

@@ -10,7 +10,8 @@
 //   caches directory     $XDG_CACHE_HOME/<kExtensionBundleIdentifier>/          (or --caches)
 //   shared defaults      <container>/Library/Preferences/<kAppGroupIdentifier>.plist
 //   in the extension     the executable's folder name ends in ".appex"
-//   system log           plain lines on standard output (standard error for data commands)
+//   system log           plain lines on standard error, with journal priority prefixes when
+//                        standard error is the journal
 //
 //   SystemEnvironment env(SystemEnvironment::Options{});
 //   env.log("Pluvo widget snapshot ...");

@@ -1,6 +1,7 @@
 #include "platform/system_environment.h"
 
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -89,10 +90,37 @@ std::optional<fs::path> defaultCaches() {
 
 }  // namespace
 
+int journalPriority(std::string_view line) {
+  constexpr int kError = 3, kWarning = 4, kInfo = 6;
+  for (std::string_view word : {" failed", "cannot ", " is not "}) {
+    if (line.find(word) != std::string_view::npos) return kError;
+  }
+  for (std::string_view word : {" skipped", " unavailable"}) {
+    if (line.find(word) != std::string_view::npos) return kWarning;
+  }
+  return kInfo;
+}
+
+bool standardErrorIsJournal(const char* journalStream) {
+  if (journalStream == nullptr) return false;
+  unsigned long long device = 0, inode = 0;
+  char rest = 0;
+  if (std::sscanf(journalStream, "%llu:%llu%c", &device, &inode, &rest) != 2) return false;
+  struct stat status {};
+  if (::fstat(STDERR_FILENO, &status) != 0) return false;
+  return status.st_dev == device && status.st_ino == inode;
+}
+
 bool isExtensionBundleExecutable(const fs::path& executable) {
   std::string folder = executable.parent_path().filename().string();
   // A folder named just ".appex" is a hidden folder, not a bundle.
   return folder.size() > 6 && folder.ends_with(".appex");
+}
+
+std::optional<fs::path> userConfigurationFolder() {
+  auto base = xdgBase("XDG_CONFIG_HOME", ".config");
+  if (!base) return std::nullopt;
+  return *base / "pluvo";
 }
 
 std::optional<fs::path> executablePath() {
@@ -110,7 +138,8 @@ bool executableIsInExtensionBundle() {
 SystemEnvironment::SystemEnvironment(Options options)
     : fixedNow_(options.fixedNow),
       deviceZone_(options.deviceZone != nullptr ? options.deviceZone : pluvo::deviceTimeZone()),
-      logStream_(options.logStream),
+      journalPrefixes_(
+          options.journalPrefixes.value_or(standardErrorIsJournal(std::getenv("JOURNAL_STREAM")))),
       logSink_(std::move(options.logSink)),
       verbose_(options.verbose),
       diagnosticSink_(std::move(options.diagnosticSink)),
@@ -139,11 +168,18 @@ void SystemEnvironment::log(std::string_view raw) {
     logSink_(line);
     return;
   }
-  std::FILE* stream = logStream_ == LogStream::standardError ? stderr : stdout;
+  std::string text;
+  text.reserve(line.size() + 4);
+  if (journalPrefixes_) {
+    text += '<';
+    text += static_cast<char>('0' + journalPriority(line));
+    text += '>';
+  }
+  text += line;
+  text += '\n';
   std::lock_guard lock(logMutex_);
-  std::fwrite(line.data(), 1, line.size(), stream);
-  std::fputc('\n', stream);
-  std::fflush(stream);
+  std::fwrite(text.data(), 1, text.size(), stderr);
+  std::fflush(stderr);
 }
 
 void SystemEnvironment::diagnose(std::string_view line) {

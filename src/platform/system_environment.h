@@ -13,8 +13,13 @@
 // the extension" when its executable's folder name ends in ".appex", as the build's
 // PluvoWidgetExtension.appex/ bundle arranges.
 //
-//   SystemEnvironment env({.container = "/tmp/pluvo", .logStream = LogStream::standardError});
+//   SystemEnvironment env({.container = "/tmp/pluvo"});
 //   SnapshotStore store(env);
+//
+// Log lines go to standard error, always: standard output carries a command's data alone. When
+// standard error is the systemd journal's stream (`$JOURNAL_STREAM` names its device and inode),
+// each line starts with its journal priority: "<3>" for a failure, "<4>" for something skipped or
+// unavailable, "<6>" for the rest, so `journalctl -p warning` shows what needs a look.
 //
 // Thread safety: every method may be called from any thread.
 #pragma once
@@ -51,7 +56,14 @@ class LocalWidgetCenter final : public WidgetCenter {
   ListenerId nextId_ = 1;
 };
 
-enum class LogStream { standardOutput, standardError };
+// The journal priority of one of the product's log lines, read from its wording: 3 (error) for
+// "... failed", "cannot ..." and "... is not ..."; 4 (warning) for "... skipped" and
+// "... unavailable"; 6 (info) otherwise.
+int journalPriority(std::string_view line);
+
+// Whether standard error is the journal's stream: `journalStream` ("DEVICE:INODE", the value of
+// $JOURNAL_STREAM) names the file descriptor 2 is open on.
+bool standardErrorIsJournal(const char* journalStream);
 
 struct SystemEnvironmentOptions {
   std::optional<std::filesystem::path> container{};  // the app group container folder
@@ -60,8 +72,8 @@ struct SystemEnvironmentOptions {
   std::optional<Instant> fixedNow{};                 // a clock that stands still (--now)
   EventLoop::ManualClock* loopClock = nullptr;       // the main loop's clock; default: steady
   TimeZone deviceZone = nullptr;                     // default: $TZ, else the system's zone
-  // Standard error for commands whose standard output carries data.
-  LogStream logStream = LogStream::standardOutput;
+  // Journal priority prefixes on the log lines; default: when standard error is the journal.
+  std::optional<bool> journalPrefixes{};
   // When set, receives the log lines instead of the stream.
   std::function<void(std::string_view line)> logSink{};
   // Diagnostic lines go to the log too (the CLI's --verbose); otherwise they are dropped.
@@ -109,7 +121,7 @@ class SystemEnvironment final : public Environment {
 
   const std::optional<Instant> fixedNow_;
   const TimeZone deviceZone_;
-  const LogStream logStream_;
+  const bool journalPrefixes_;
   const std::function<void(std::string_view)> logSink_;
   const bool verbose_;
   const std::function<void(std::string_view)> diagnosticSink_;
@@ -126,6 +138,9 @@ class SystemEnvironment final : public Environment {
 
 // Whether `executable` sits in a folder whose name ends in ".appex" (case-sensitive).
 bool isExtensionBundleExecutable(const std::filesystem::path& executable);
+// The user's configuration folder of the program: $XDG_CONFIG_HOME/pluvo (default
+// ~/.config/pluvo); nullopt when no home folder is known.
+std::optional<std::filesystem::path> userConfigurationFolder();
 // The running executable's path (/proc/self/exe); nullopt when the system does not tell.
 std::optional<std::filesystem::path> executablePath();
 // Whether the running executable sits in such a folder.

@@ -18,10 +18,9 @@ std::string chosen(platform::Environment& env, const InfoDictionary& info) {
 
 std::string baseURLFor(platform::Environment& env, const std::optional<InfoDictionary>& given) {
   if (given) return chosen(env, *given);
-  std::filesystem::path path = bundleInfoDictionaryPath();
-  std::error_code missing;
-  if (!std::filesystem::exists(path, missing)) return resolveBaseURL({});
-  Expected<InfoDictionary> bundled = loadInfoDictionary(path);
+  std::optional<std::filesystem::path> path = findInfoDictionary();
+  if (!path) return resolveBaseURL({});
+  Expected<InfoDictionary> bundled = loadInfoDictionary(*path);
   if (!bundled) {
     env.diagnose("Pluvo API information dictionary unusable, default base URL used: " +
                  bundled.error().message);

@@ -5,8 +5,9 @@
 // service is process-wide.
 //
 // The base URL comes from the information dictionary handed in (the CLI's --info), else from the
-// bundle's Info.plist beside the executable; an unreadable bundle dictionary is one diagnostic
-// line and the default. Cached answers age on the environment's clock.
+// first dictionary of `infoDictionarySearchPath()` (the user's, the bundle's, the installed one);
+// an unreadable one is one diagnostic line and the default. Cached answers age on the environment's
+// clock.
 //
 //   ForecastService service(env);
 //   PluvoWidgetRefreshCoordinator coordinator(env, store, service.client());

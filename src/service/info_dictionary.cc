@@ -63,10 +63,24 @@ Expected<InfoDictionary> loadInfoDictionary(const std::filesystem::path& path) {
   return dictionary;
 }
 
-std::filesystem::path bundleInfoDictionaryPath() {
-  std::optional<std::filesystem::path> executable = platform::executablePath();
-  if (!executable) return "Info.plist";
-  return executable->parent_path() / "Info.plist";
+std::vector<std::filesystem::path> infoDictionarySearchPath() {
+  std::vector<std::filesystem::path> candidates;
+  if (auto folder = platform::userConfigurationFolder())
+    candidates.push_back(*folder / "Info.plist");
+  if (auto executable = platform::executablePath()) {
+    const std::filesystem::path folder = executable->parent_path();
+    candidates.push_back(folder / "Info.plist");
+    candidates.push_back(folder.parent_path() / "share" / "pluvo" / "Info.plist");
+  }
+  return candidates;
+}
+
+std::optional<std::filesystem::path> findInfoDictionary() {
+  for (const std::filesystem::path& candidate : infoDictionarySearchPath()) {
+    std::error_code error;
+    if (std::filesystem::is_regular_file(candidate, error)) return candidate;
+  }
+  return std::nullopt;
 }
 
 }  // namespace pluvo::service

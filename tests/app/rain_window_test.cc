@@ -107,10 +107,11 @@ TEST(RainWindowTest, TheActivityFileStartsFollowsAndEnds) {
   testing::TemporaryDirectory root;
   testing::TestEnvironment env(root.path());
   const auto folder = *env.appGroupContainer() / "LiveActivities";
+  // An activity file of someone else's stays whatever the app does.
+  ASSERT_TRUE(env.writeFileAtomically(folder / "sample.json", "{}"));
   auto packet = packetOf({0, 0.04, 0.08});
   EXPECT_EQ(syncRainWindow(env, packet, kMidnight), RainWindowChange::started);
-  ASSERT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
-  const auto file = std::filesystem::directory_iterator(folder)->path();
+  const auto file = folder / "rain-window.json";
   EXPECT_EQ(syncRainWindow(env, packet, kMidnight), RainWindowChange::none);
   EXPECT_EQ(syncRainWindow(env, packet, kMidnight + 2 * 3600 + 60), RainWindowChange::updated);
   EXPECT_TRUE(std::filesystem::exists(file));  // same activity, same file
@@ -119,13 +120,19 @@ TEST(RainWindowTest, TheActivityFileStartsFollowsAndEnds) {
   EXPECT_EQ(decoded->attributes.locationKey, "30.2672,-97.7431");
   EXPECT_EQ(decoded->state.observedInches, 0.04);
 
-  EXPECT_EQ(endFinishedRainWindows(env, kMidnight + 3 * 3600 + 29 * 60), 0);
-  EXPECT_EQ(endFinishedRainWindows(env, kMidnight + 3 * 3600 + 30 * 60), 1);
+  EXPECT_EQ(endFinishedRainWindow(env, kMidnight + 3 * 3600 + 29 * 60), false);
+  EXPECT_EQ(endFinishedRainWindow(env, kMidnight + 3 * 3600 + 30 * 60), true);
   EXPECT_FALSE(std::filesystem::exists(file));
 
+  // Another place: a new activity, at once; a dry place: none.
   EXPECT_EQ(syncRainWindow(env, packet, kMidnight), RainWindowChange::started);
+  auto elsewhere = packet;
+  elsewhere.location.latitude = 47.6;
+  EXPECT_EQ(syncRainWindow(env, elsewhere, kMidnight), RainWindowChange::started);
+  EXPECT_NE(activity::decodeActivityFile(*env.readFile(file))->id, decoded->id);
   EXPECT_EQ(syncRainWindow(env, packetOf({}), kMidnight), RainWindowChange::ended);
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 0);
+  EXPECT_FALSE(std::filesystem::exists(file));
+  EXPECT_TRUE(std::filesystem::exists(folder / "sample.json"));
 }
 
 }  // namespace

@@ -378,6 +378,33 @@ TEST_F(StorageCliTest, TimelineIsOneRequestOfTheProvider) {
   EXPECT_EQ(server.requestCount(), 1);
 }
 
+// `status` answers from the storage alone: one line, waybar's four keys, or the entry.
+TEST_F(StorageCliTest, StatusIsOneLineFromTheStorageAndNeverAsksTheNetwork) {
+  auto nothing = run("status", {"--format", "waybar"});
+  EXPECT_EQ(nothing.exitCode, 0) << nothing.err;
+  EXPECT_EQ(jsonField(nothing.out, "text"), "Pluvo: no forecast yet");
+  EXPECT_EQ(jsonField(nothing.out, "class"), "stale");
+
+  storeSnapshotBuiltAt("2026-10-29T19:00:00Z");
+  const std::string line = "Galveston, TX 79° · rain 2p-7p 0.31\" · 96%";
+  EXPECT_EQ(run("status").out, line + "\n");
+  auto waybar = run("status", {"--format", "waybar"});
+  EXPECT_EQ(jsonField(waybar.out, "class"), "rain");
+  EXPECT_THAT(waybar.out, HasSubstr(R"(,"percentage":96})"));
+  EXPECT_THAT(waybar.out,
+              HasSubstr(R"("tooltip":"TODAY  80°/71°  rain 96% · 0.31\" · 2p-7p\nFRI  )"));
+  auto entry = run("status", {"--format", "json", "-o", d + "status.json"});
+  EXPECT_EQ(entry.out, "");  // data to -o, log lines to standard error
+  EXPECT_EQ(jsonField(readFileBytes(d + "status.json"), "source"), "stored");
+  EXPECT_EQ(jsonField(readFileBytes(d + "status.json"), "locationName"), "Galveston, TX");
+
+  // Five hours later the widgets would refresh: the line says how old it is.
+  storeSnapshotBuiltAt("2026-10-29T15:00:00Z");
+  EXPECT_THAT(run("status").out, HasSubstr(" · 5 h old\n"));
+  EXPECT_EQ(jsonField(run("status", {"--format", "waybar"}).out, "class"), "stale");
+  EXPECT_EQ(server.requestCount(), 0);
+}
+
 TEST_F(StorageCliTest, RefreshFetchesSavesAndReportsFailures) {
   auto nothingStored = run("refresh");
   EXPECT_EQ(nothingStored.exitCode, 1);

@@ -57,7 +57,7 @@ class HostTest : public ::testing::Test {
   // How many times the host logged that it wrote a file whose path ends in `suffix` (by default
   // a widget's entry).
   static int wrote(const testing::ChildProcess& host, const std::string& suffix = "Widget.json") {
-    return testing::occurrences(host.output(), suffix + "\n");
+    return testing::occurrences(host.errors(), suffix + "\n");
   }
 
   void expectCleanExitOnSigterm(testing::ChildProcess& host) {
@@ -82,7 +82,7 @@ TEST_F(HostTest, RoundsForOtherProcessesSavesAndSignalsNeverForItsOwn) {
   for (const std::string& kind : kKinds) EXPECT_TRUE(fs::exists(out / (kind + ".json"))) << kind;
 
   testing::ChildProcess host(hostCommand(start));
-  ASSERT_TRUE(eventually([&] { return wrote(host) == 5; })) << host.output();
+  ASSERT_TRUE(eventually([&] { return wrote(host) == 5; })) << host.errors();
   for (const std::string& kind : kKinds) {
     SCOPED_TRACE(kind);
     const std::string json = entry(kind);
@@ -104,7 +104,7 @@ TEST_F(HostTest, RoundsForOtherProcessesSavesAndSignalsNeverForItsOwn) {
   // The main app saves its forecast cache (write and rename, as it does).
   writeFileBytes(container / ".incoming", readSample("forecast-cache.json"));
   fs::rename(container / ".incoming", container / "pluvo-last-forecast.json");
-  ASSERT_TRUE(eventually([&] { return wrote(host) == 10; })) << host.output();
+  ASSERT_TRUE(eventually([&] { return wrote(host) == 10; })) << host.errors();
   // One resolution for the round: the snapshot rebuilt from the cache (and saved) for every kind.
   for (const std::string& kind : kKinds) {
     SCOPED_TRACE(kind);
@@ -116,7 +116,7 @@ TEST_F(HostTest, RoundsForOtherProcessesSavesAndSignalsNeverForItsOwn) {
   }
   // That save, file and defaults, is the host's own: no other round follows.
   std::this_thread::sleep_for(kQuietWhile);
-  EXPECT_EQ(wrote(host), 10) << host.output();
+  EXPECT_EQ(wrote(host), 10) << host.errors();
 
   // The main app drops its forecast cache and saves a snapshot five hours old (the file, then
   // the shared defaults): one burst, one round. Its five kinds share one request (the slow
@@ -131,7 +131,7 @@ TEST_F(HostTest, RoundsForOtherProcessesSavesAndSignalsNeverForItsOwn) {
                                      at("2026-10-29T15:00:00Z")),
         false);
   }
-  ASSERT_TRUE(eventually([&] { return wrote(host) == 15; })) << host.output();
+  ASSERT_TRUE(eventually([&] { return wrote(host) == 15; })) << host.errors();
   for (const std::string& kind : kKinds) {
     SCOPED_TRACE(kind);
     const std::string json = entry(kind);
@@ -142,10 +142,10 @@ TEST_F(HostTest, RoundsForOtherProcessesSavesAndSignalsNeverForItsOwn) {
   }
   EXPECT_EQ(server.requestCount(), 1);
   std::this_thread::sleep_for(kQuietWhile);
-  EXPECT_EQ(wrote(host), 15) << host.output();
+  EXPECT_EQ(wrote(host), 15) << host.errors();
 
   host.signal(SIGHUP);
-  EXPECT_TRUE(eventually([&] { return wrote(host) == 20; })) << host.output();
+  EXPECT_TRUE(eventually([&] { return wrote(host) == 20; })) << host.errors();
   EXPECT_EQ(jsonField(entry(kKinds[0]), "source"), "stored");
   // The clock started at --now and has run on since, by the seconds this test waited.
   const Instant shownAt = at(jsonField(entry(kKinds[0]), "date"));
@@ -173,10 +173,10 @@ TEST_F(HostTest, DrawsLiveActivitiesFromTheAppsFolder) {
   // Two seconds before a minute strikes, while the rain falls (16:00Z to 20:00Z).
   fs::create_directories(activities);
   testing::ChildProcess host(hostCommand("2026-11-17T17:34:58Z"));
-  ASSERT_TRUE(eventually([&] { return wrote(host) == 5; })) << host.output();
+  ASSERT_TRUE(eventually([&] { return wrote(host) == 5; })) << host.errors();
   appWrites(raining);
   // The presentations are written in order; the minimal island's description comes last.
-  ASSERT_TRUE(eventually([&] { return wrote(host, "island-minimal.json") == 1; })) << host.output();
+  ASSERT_TRUE(eventually([&] { return wrote(host, "island-minimal.json") == 1; })) << host.errors();
   for (const char* name :
        {"lock", "banner", "island-expanded", "island-compact", "island-minimal"}) {
     SCOPED_TRACE(name);
@@ -187,19 +187,19 @@ TEST_F(HostTest, DrawsLiveActivitiesFromTheAppsFolder) {
   }
   EXPECT_THAT(lockText(), HasSubstr("Austin, TX"));
   // The minute strikes: drawn again with the same file.
-  ASSERT_TRUE(eventually([&] { return wrote(host, lockJson) >= 2; })) << host.output();
+  ASSERT_TRUE(eventually([&] { return wrote(host, lockJson) >= 2; })) << host.errors();
   EXPECT_EQ(jsonField(readFileBytes(lockJson), "entryDate"), "2026-11-17T17:35:00Z");
 
   appWrites(replaced(raining, "Steady rain", "Heavy rain"));
   // Drawn at the start, at the minute, and now for the new state.
-  ASSERT_TRUE(eventually([&] { return wrote(host, lockJson) == 3; })) << host.output();
+  ASSERT_TRUE(eventually([&] { return wrote(host, lockJson) == 3; })) << host.errors();
   EXPECT_THAT(lockText(), HasSubstr("Heavy rain"));
 
   // A broken state: one line naming the file and the key; the drawings of the last good one stay.
   appWrites(replaced(raining, "\"windowEnd\": 816638400.0", "\"windowEnd\": \"soon\""));
-  ASSERT_TRUE(eventually([&] { return host.output().find("cannot draw") != std::string::npos; }));
+  ASSERT_TRUE(eventually([&] { return host.errors().find("cannot draw") != std::string::npos; }));
   std::this_thread::sleep_for(kQuietWhile);
-  EXPECT_THAT(host.output(), HasSubstr("Pluvo widget host cannot draw " +
+  EXPECT_THAT(host.errors(), HasSubstr("Pluvo widget host cannot draw " +
                                        (activities / "rain.json").string() + ": state.windowEnd"));
   EXPECT_EQ(wrote(host, lockJson), 3);
   EXPECT_THAT(lockText(), HasSubstr("Heavy rain"));
@@ -207,14 +207,14 @@ TEST_F(HostTest, DrawsLiveActivitiesFromTheAppsFolder) {
   // A window over for more than an hour (12:00Z to 14:00Z): its drawings go.
   appWrites(
       replaced(replaced(raining, "816624000.0", "816609600.0"), "816638400.0", "816616800.0"));
-  ASSERT_TRUE(eventually([&] { return !fs::exists(drawn); })) << host.output();
+  ASSERT_TRUE(eventually([&] { return !fs::exists(drawn); })) << host.errors();
   appWrites(raining);
-  ASSERT_TRUE(eventually([&] { return fs::exists(lockJson); })) << host.output();
+  ASSERT_TRUE(eventually([&] { return fs::exists(lockJson); })) << host.errors();
 
   // The app ends the activity: its file is deleted, and its drawings with it.
   fs::remove(activities / "rain.json");
-  ASSERT_TRUE(eventually([&] { return !fs::exists(drawn); })) << host.output();
-  EXPECT_THAT(host.output(), HasSubstr("Pluvo widget host removed " + drawn.string()));
+  ASSERT_TRUE(eventually([&] { return !fs::exists(drawn); })) << host.errors();
+  EXPECT_THAT(host.errors(), HasSubstr("Pluvo widget host removed " + drawn.string()));
   expectCleanExitOnSigterm(host);
 
   // A host that starts finds a drawing whose file went while it was away, and removes it.

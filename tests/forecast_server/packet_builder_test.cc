@@ -52,6 +52,7 @@ TEST(PacketBuilderTest, DaysAndHoursFollowThePlacesCalendar) {
   EXPECT_EQ(packet->annotations.daySegments[1].startIndex, 24);
   EXPECT_EQ(packet->annotations.daySegments[1].endIndex, 49);
   // Sunrise 7:30 local: half past hour 7 on day 0.
+  ASSERT_EQ(packet->annotations.daylightBands.size(), 15u);
   EXPECT_DOUBLE_EQ(packet->annotations.daylightBands[0].startIndex, 7.5);
   EXPECT_EQ(packet->annotations.daylightBands[0].sunrise, "2026-10-31T07:30");
   EXPECT_EQ(packet->annotations.precipPeaks[0].hourIndex, 16);  // the 0.12 in hour

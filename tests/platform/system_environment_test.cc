@@ -1,9 +1,11 @@
 // The production environment's folders and bundle detection, on temporary folders.
 #include "platform/system_environment.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
@@ -88,6 +90,41 @@ TEST_F(SystemEnvironmentTest, ExtensionBundleIsAFolderEndingInAppex) {
   // This test program is not in a bundle; the option overrides what the path says.
   EXPECT_FALSE(SystemEnvironment({.logSink = sink}).isRunningInExtension());
   EXPECT_TRUE(SystemEnvironment({.inExtension = true, .logSink = sink}).isRunningInExtension());
+}
+
+// Log lines go to standard error; when that is the journal's stream, each carries its priority.
+TEST_F(SystemEnvironmentTest, LogLinesGoToStandardErrorWithJournalPrioritiesWhenItIsTheJournal) {
+  const fs::path file = root.path() / "stderr";
+  const int saved = ::dup(STDERR_FILENO);
+  const int target = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  ASSERT_TRUE(saved >= 0 && target >= 0);
+  ::dup2(target, STDERR_FILENO);
+  struct stat info {};
+  ::fstat(target, &info);
+  const std::string stream = std::to_string(info.st_dev) + ":" + std::to_string(info.st_ino);
+  for (const char* journal :
+       {stream.c_str(), "1:2", "garbage", static_cast<const char*>(nullptr)}) {
+    ScopedVariable variable("JOURNAL_STREAM", journal);
+    SystemEnvironment env;
+    env.log("Pluvo widget snapshot recovery failed: no cache");
+    env.log("Pluvo widget snapshot save skipped: no available shared storage");
+    env.log("Pluvo widget host cannot draw lock");
+    env.log("Pluvo widget host wrote /tmp/a.png");
+  }
+  ::dup2(saved, STDERR_FILENO);
+  ::close(saved);
+  ::close(target);
+  const std::string plain =
+      "Pluvo widget snapshot recovery failed: no cache\n"
+      "Pluvo widget snapshot save skipped: no available shared storage\n"
+      "Pluvo widget host cannot draw lock\n"
+      "Pluvo widget host wrote /tmp/a.png\n";
+  EXPECT_EQ(testing::readFileBytes(file),
+            "<3>Pluvo widget snapshot recovery failed: no cache\n"
+            "<4>Pluvo widget snapshot save skipped: no available shared storage\n"
+            "<3>Pluvo widget host cannot draw lock\n"
+            "<6>Pluvo widget host wrote /tmp/a.png\n" +
+                plain + plain + plain);
 }
 
 // Reloads arrive from any thread while listeners come and go, even from inside a call.

@@ -35,7 +35,6 @@ TestEnvironmentParts::TestEnvironmentParts(const fs::path& root,
           .fixedNow = std::nullopt,
           .loopClock = options.manualLoopClock ? &loopClock : nullptr,
           .deviceZone = findTimeZone(options.deviceZone),
-          .logStream = platform::LogStream::standardError,
           .logSink = [this](std::string_view line) { logger.log(line); },
           .diagnosticSink = [this](std::string_view line) { diagnostics.log(line); },
       }) {}

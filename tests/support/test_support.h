@@ -2,7 +2,7 @@
 // foreground or in the background, and a patient poll for what a background program does.
 //
 //   ChildProcess host({cli, "host", "--out", out});
-//   ASSERT_TRUE(eventually([&] { return occurrences(host.output(), " wrote ") == 5; }));
+//   ASSERT_TRUE(eventually([&] { return occurrences(host.errors(), " wrote ") == 5; }));
 //   host.signal(SIGTERM);
 //   EXPECT_EQ(host.waitForExit(10s), 0);
 #pragma once

@@ -1,6 +1,6 @@
 // The Material Symbols glyphs the widgets draw: path data copied at build time from the
-// vendored SVG files by src/render/embed_symbols.cmake (the generated symbol_data.cc). Coordinates are
-// in the set's 960-unit em with y running from -960 (top) to 0 (bottom).
+// vendored SVG files by src/render/embed_symbols.cmake (the generated symbol_data.cc). Coordinates
+// are in the set's 960-unit em with y running from -960 (top) to 0 (bottom).
 //
 // Thread safety: constant data.
 #pragma once
