@@ -220,7 +220,19 @@ def main():
         print(line(r))
     with open("/proc/cpuinfo") as f:
         cpu = next((l.split(":", 1)[1].strip() for l in f if l.startswith("model name")), "?")
-    print(f"\nmachine: {cpu}, {os.cpu_count()} cores; build: {build} (Release)")
+    print(f"\nmachine: {cpu}, {os.cpu_count()} cores; build: {build} ({build_type(build)})")
+
+
+def build_type(build):
+    """The build folder's CMAKE_BUILD_TYPE as its cache records it ("unknown" without one)."""
+    try:
+        with open(os.path.join(build, "CMakeCache.txt")) as f:
+            for l in f:
+                if l.startswith("CMAKE_BUILD_TYPE:"):
+                    return l.split("=", 1)[1].strip() or "no build type"
+    except OSError:
+        pass
+    return "unknown build type"
 
 
 if __name__ == "__main__":

@@ -53,7 +53,8 @@ render::Canvas drawnSmallWidget(const model::PluvoWidgetSnapshot& snapshot, doub
                                 render::Size size = {170, 170}) {
   auto canvas = render::Canvas::create(render::ImageFormat::png, size, scale).value();
   canvas.fillRect(canvas.bounds(), render::palette::widgetBackground);
-  widgets::drawSmallWidget(canvas, widgets::layoutSmallWidget(snapshot, canvas.bounds()));
+  widgets::drawSmallWidget(
+      canvas, widgets::layoutSmallWidget(snapshot, snapshot.updatedAt, nullptr, canvas.bounds()));
   return canvas;
 }
 

@@ -199,7 +199,11 @@ int activityRender(const CommandContext& context, const ActivityRenderArguments&
   if (!state) return 1;
   auto drawn = draw::drawPresentation(
       *presentation, *state, context.now,
-      {.scale = arguments.scale, .format = *format, .deviceZone = context.deviceZone});
+      {.scale = arguments.scale,
+       .format = *format,
+       .deviceZone = context.deviceZone,
+       .epaper = *format == render::ImageFormat::png ? epaperFor(context.profile, context.panel)
+                                                     : std::nullopt});
   if (!drawn) {
     std::cerr << "pluvo-widget: cannot draw " << arguments.statePath << ": "
               << drawn.error().message << '\n';

@@ -36,17 +36,33 @@ bool writeOutput(const CommandContext& context, const std::string& data) {
     std::cout << data << '\n';
     return static_cast<bool>(std::cout.flush());
   }
-  std::ofstream out(context.outputPath, std::ios::binary | std::ios::trunc);
-  out << data << '\n';
-  if (!out.flush()) {
-    reportError("cannot write " + context.outputPath + ": " + std::strerror(errno));
+  // As every output: replaced atomically, never written through a symbolic link, readable by
+  // others when new (a panel, a web server), the mode of the file it replaces otherwise.
+  if (auto written = platform::writeFileAtomically(context.outputPath, data + '\n',
+                                                   platform::FileAccess::everyoneReads);
+      !written) {
+    reportError(written.error().message);
     return false;
   }
   return true;
 }
 
+std::optional<service::ForecastServiceOptions> forecastServiceOptions(
+    const CommandContext& context) {
+  service::ForecastServiceOptions options;
+  if (context.infoPath.empty()) return options;
+  auto info = service::loadInfoDictionary(context.infoPath);
+  if (!info) {
+    reportError("--info: " + info.error().message);
+    return std::nullopt;
+  }
+  options.info = std::move(*info);
+  return options;
+}
+
 std::optional<std::string> readInputFile(const std::string& path) {
-  Expected<std::string> bytes = platform::readWholeFile(path);
+  // A file named here may be a pipe ("<(...)") or /dev/stdin: read whatever it is.
+  Expected<std::string> bytes = platform::readWholeFile(path, platform::FileKinds::anyReadable);
   if (!bytes) {
     reportError(bytes.error().message);
     return std::nullopt;

@@ -20,6 +20,7 @@
 #include "model/widget_snapshot.h"
 #include "render/canvas.h"
 #include "render/geometry.h"
+#include "service/forecast_service.h"
 #include "service/info_dictionary.h"
 #include "timeline/provider.h"
 #include "timeline/widget_entry.h"
@@ -44,8 +45,15 @@ struct CommandContext {
   std::string profile = "color";  // --profile of the drawing commands: color or eink
   std::string panel;              // --panel WxH pixels for eink; empty: the drawing's own size
   bool verbose = false;           // --verbose: diagnostic lines join the log
-  std::optional<service::InfoDictionary> info;  // --info; absent: the bundle's Info.plist
+  // --info; empty: the bundle's Info.plist. Read only by the commands that may fetch
+  // (`forecastServiceOptions`), so a broken one never stops the others.
+  std::string infoPath;
 };
+
+// The forecast service's options for a command that may fetch: the --info dictionary read now.
+// nullopt after an error line ("--info: cannot read ...") when it cannot be read or parsed.
+std::optional<service::ForecastServiceOptions> forecastServiceOptions(
+    const CommandContext& context);
 
 // Prints "pluvo-widget: <message>" on standard error, its control characters escaped (a message
 // may quote a packet or a server); returns exit status 1.
@@ -203,7 +211,8 @@ struct RenderArguments {
 int render(const CommandContext& context, const RenderArguments& arguments);
 // The entry of one timeline request against the storage (timeline_command.cc): what the widget
 // system would show now, refreshed from the network when the stored data calls for it.
-timeline::PluvoWidgetEntry timelineEntry(const CommandContext& context);
+// nullopt after an error line when --info cannot be read.
+std::optional<timeline::PluvoWidgetEntry> timelineEntry(const CommandContext& context);
 // The snapshot the widgets would show, resolved from the storage alone (never the network);
 // nullopt when nothing is stored or recoverable.
 std::optional<timeline::ResolvedSnapshot> storedSnapshot(const CommandContext& context);
@@ -241,11 +250,10 @@ DrawnImage presentationImage(activity_render::DrawnPresentation drawn);
 // after --now, the one the gallery draws without --state.
 int activitySample(const CommandContext& context);
 
-// The e-paper profile (eink_profile.cc). `profile` is "color" (the image as drawn) or "eink":
-// the PNG turned into a 1-bit picture for an e-paper panel, tones dithered. `panel` "WxH" in
-// pixels scales the picture to fit that panel, centred on white; empty keeps its size.
-std::string applyProfile(const std::string& profile, const std::string& png,
-                         const std::string& panel = "");
+// The e-paper profile (eink_profile.cc). `profile` is "color" (the image as drawn, nullopt) or
+// "eink": drawn as a 1-bit picture for an e-paper panel (render/canvas.h). `panel` "WxH" in
+// pixels fits the drawing into that panel, centred on white; empty keeps its size.
+std::optional<render::EPaper> epaperFor(const std::string& profile, const std::string& panel);
 // Whether `profile` and `panel` are usable; false with an error line naming the option.
 bool checkProfile(const std::string& profile, const std::string& panel);
 

@@ -140,26 +140,30 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
     }
     entry.snapshot = std::move(*snapshot);
   } else {
-    entry = timelineEntry(context);
+    auto shown = timelineEntry(context);
+    if (!shown) return 2;
+    entry = std::move(*shown);
     credit = storageDataCredit(context);
   }
 
   const fs::path dir = arguments.outDir;
   std::vector<Tile> families[3];
   for (const widgets::WidgetDescription& widget : widgets::kWidgetCatalogue) {
-    widgets::RenderOptions options{.scale = 3, .deviceZone = context.deviceZone};
+    widgets::RenderOptions options{
+        .scale = 3, .deviceZone = context.deviceZone, .epaper = epaperFor(arguments.profile, "")};
     auto image = widgets::renderWidget(widget.kind, entry.snapshot, entry.date, options);
     if (!image) {
       return galleryError("cannot draw " + std::string(widget.kind) + ": " + image.error().message);
     }
-    image->bytes = applyProfile(arguments.profile, image->bytes);
     Tile tile{
         .file = std::string(widget.kind) + ".png",
         .name = std::string(widget.displayName),
         .kind = std::string(widget.kind) + " · " + std::string(widgets::familyName(widget.family)),
         .size = widgets::familySize(widget.family),
         .alt = withCredit(image->accessibilityText, credit)};
-    if (auto written = platform::writeFileAtomically(dir / tile.file, image->bytes); !written) {
+    if (auto written = platform::writeFileAtomically(dir / tile.file, image->bytes,
+                                                     platform::FileAccess::everyoneReads);
+        !written) {
       return galleryError(written.error().message);
     }
     int index = widget.family == widgets::WidgetFamily::systemSmall    ? 0
@@ -170,17 +174,19 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
 
   std::vector<Tile> lock, island, banner;
   for (activity_render::Presentation presentation : activity_render::kPresentations) {
-    auto drawn = activity_render::drawPresentation(presentation, state, context.now,
-                                                   {.scale = 3, .deviceZone = context.deviceZone});
+    auto drawn = activity_render::drawPresentation(
+        presentation, state, context.now,
+        {.scale = 3, .deviceZone = context.deviceZone, .epaper = epaperFor(arguments.profile, "")});
     if (!drawn) return galleryError("cannot draw the Live Activity: " + drawn.error().message);
-    drawn->bytes = applyProfile(arguments.profile, drawn->bytes);
     Tile tile{.file = "activity-" + drawn->fileName,
               .name = drawn->title,
               .kind = "activity " + drawn->name,
               .size = drawn->size,
               .alt = drawn->accessibilityText,
               .ownShape = true};
-    if (auto written = platform::writeFileAtomically(dir / tile.file, drawn->bytes); !written) {
+    if (auto written = platform::writeFileAtomically(dir / tile.file, drawn->bytes,
+                                                     platform::FileAccess::everyoneReads);
+        !written) {
       return galleryError(written.error().message);
     }
     using P = activity_render::Presentation;
@@ -225,7 +231,9 @@ int gallery(const CommandContext& context, const GalleryArguments& arguments) {
   html << "</body></html>\n";
 
   const fs::path page = dir / "index.html";
-  if (auto written = platform::writeFileAtomically(page, html.str()); !written) {
+  if (auto written =
+          platform::writeFileAtomically(page, html.str(), platform::FileAccess::everyoneReads);
+      !written) {
     return galleryError(written.error().message);
   }
   std::cout << page.string() << '\n';

@@ -38,10 +38,11 @@ host::WidgetDrawer drawerFor(const CommandContext& context, platform::Environmen
   return [profile = context.profile, panel = context.panel, &env](
              std::string_view kind,
              const timeline::PluvoWidgetEntry& entry) -> Expected<host::DrawnWidget> {
-    auto image = widgets::renderWidget(kind, entry.snapshot, entry.date, {});
+    auto image = widgets::renderWidget(kind, entry.snapshot, entry.date,
+                                       {.epaper = epaperFor(profile, panel)});
     if (!image) return std::unexpected(image.error());
     return host::DrawnWidget{
-        .png = applyProfile(profile, image->bytes, panel),
+        .png = std::move(image->bytes),
         .accessibilityText = withCredit(std::move(image->accessibilityText), app::dataCredit(env))};
   };
 }
@@ -107,7 +108,9 @@ int host(const CommandContext& context, const HostArguments& arguments) {
 
   snapshot::SnapshotStore store(env);
   snapshot::ForecastCacheRecovery recovery(env);
-  service::ForecastService forecasts(env, {.info = context.info});
+  auto serviceOptions = forecastServiceOptions(context);
+  if (!serviceOptions) return 2;
+  service::ForecastService forecasts(env, std::move(*serviceOptions));
   // The host also plays the main app's part after each refresh: the rain window Live Activity
   // starts, follows and ends with the forecast.
   timeline::PluvoWidgetRefreshCoordinator coordinator(
@@ -144,12 +147,9 @@ int host(const CommandContext& context, const HostArguments& arguments) {
     return 1;
   }
   int status = (*widgetHost)->run();
-  if (tasks.runningTasks() > 0) {
-    // A refresh still waits on the network: its result is not wanted any more, and its writes
-    // are already refused, so the process ends without waiting for it.
-    std::fflush(nullptr);
-    std::_Exit(status);
-  }
+  // A refresh may still wait on the network: its result is not wanted any more (its writes are
+  // already refused), so its request ends now and the pool's workers are joined at once.
+  forecasts.transport().cancelAll();
   return status;
 }
 

@@ -134,14 +134,7 @@ int main(int argc, char** argv) {
     return 2;
   }
 
-  if (!infoPath.empty()) {
-    auto info = pluvo::service::loadInfoDictionary(infoPath);
-    if (!info) {
-      pluvo::cli::reportError("--info: " + info.error().message);
-      return 2;
-    }
-    context.info = std::move(*info);
-  }
+  context.infoPath = infoPath;
 
   if (!pluvo::cli::checkProfile(context.profile, context.panel)) return 2;
   for (auto [command, spec] : runnable) {

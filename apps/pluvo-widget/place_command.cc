@@ -45,7 +45,9 @@ int placeSet(const CommandContext& context, const PlaceSetArguments& arguments) 
     return reportError("name a place (place set \"Seattle, WA\") or give --lat and --lon");
   }
   auto environment = makeEnvironment(context);
-  service::ForecastService forecasts(*environment, {.info = context.info});
+  auto serviceOptions = forecastServiceOptions(context);
+  if (!serviceOptions) return 2;
+  service::ForecastService forecasts(*environment, std::move(*serviceOptions));
   service::ChartAPIClient client = forecasts.client();
 
   app::PlaceRequest request;

@@ -204,16 +204,16 @@ std::string imageDescriptionJson(const DrawnImage& image, std::string_view image
 }
 
 int writeImage(const CommandContext& context, const DrawnImage& image) {
-  const std::string bytes = image.format == render::ImageFormat::png
-                                ? applyProfile(context.profile, image.bytes, context.panel)
-                                : image.bytes;
-  if (auto written = platform::writeFileAtomically(context.outputPath, bytes); !written) {
+  if (auto written = platform::writeFileAtomically(context.outputPath, image.bytes,
+                                                   platform::FileAccess::everyoneReads);
+      !written) {
     return reportError(written.error().message);
   }
   if (image.format != render::ImageFormat::svg) {
     std::string json =
         imageDescriptionJson(image, context.outputPath, context.profile, context.now) + "\n";
-    if (auto written = platform::writeFileAtomically(context.outputPath + ".json", json);
+    if (auto written = platform::writeFileAtomically(context.outputPath + ".json", json,
+                                                     platform::FileAccess::everyoneReads);
         !written) {
       return reportError(written.error().message);
     }
@@ -241,6 +241,9 @@ int render(const CommandContext& context, const RenderArguments& arguments) {
   auto format = imageFormatFor(context, arguments.format);
   if (!format) return 1;
   options.format = *format;
+  if (options.format == render::ImageFormat::png) {
+    options.epaper = epaperFor(context.profile, context.panel);
+  }
   if (arguments.size) {
     options.size = parseSize(*arguments.size);
     if (!options.size) {
@@ -256,7 +259,9 @@ int render(const CommandContext& context, const RenderArguments& arguments) {
     if (!snapshot) return 1;
     entry.snapshot = std::move(*snapshot);
   } else {
-    entry = timelineEntry(context);
+    auto shown = timelineEntry(context);
+    if (!shown) return 2;
+    entry = std::move(*shown);
     credit = storageDataCredit(context);
   }
 

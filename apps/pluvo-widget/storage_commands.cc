@@ -76,7 +76,9 @@ int refresh(const CommandContext& context, const RefreshArguments& arguments) {
                        "; name a place with --location");
   }
 
-  service::ForecastService forecasts(*environment, {.info = context.info});
+  auto serviceOptions = forecastServiceOptions(context);
+  if (!serviceOptions) return 2;
+  service::ForecastService forecasts(*environment, std::move(*serviceOptions));
   timeline::PluvoWidgetRefreshCoordinator coordinator(*environment, store, forecasts.client());
   auto fresh = coordinator.refresh(*previous);
   if (!fresh) return 1;  // the coordinator logged why

@@ -60,11 +60,11 @@ std::optional<std::string> report(std::string_view kind, std::string_view reques
 
 // The timeline provider on the context's storage, with what it uses (destroyed in reverse order).
 struct StorageProvider {
-  explicit StorageProvider(const CommandContext& context)
+  StorageProvider(const CommandContext& context, service::ForecastServiceOptions serviceOptions)
       : environment(makeEnvironment(context)),
         store(*environment),
         recovery(*environment),
-        forecasts(*environment, {.info = context.info}),
+        forecasts(*environment, std::move(serviceOptions)),
         coordinator(*environment, store, forecasts.client()),
         provider(*environment, store, recovery, coordinator, tasks) {}
 
@@ -87,12 +87,15 @@ timeline::PluvoWidgetTimeline awaitTimeline(timeline::PluvoWidgetProvider& provi
 }  // namespace
 
 std::optional<timeline::ResolvedSnapshot> storedSnapshot(const CommandContext& context) {
-  StorageProvider storage(context);
+  // Never fetches: no information dictionary is read.
+  StorageProvider storage(context, {.info = service::InfoDictionary{}});
   return storage.provider.loadWidgetSnapshot();
 }
 
-timeline::PluvoWidgetEntry timelineEntry(const CommandContext& context) {
-  StorageProvider storage(context);
+std::optional<timeline::PluvoWidgetEntry> timelineEntry(const CommandContext& context) {
+  auto serviceOptions = forecastServiceOptions(context);
+  if (!serviceOptions) return std::nullopt;
+  StorageProvider storage(context, std::move(*serviceOptions));
   return awaitTimeline(storage.provider).entry;
 }
 
@@ -110,7 +113,9 @@ int timeline(const CommandContext& context, const TimelineArguments& arguments) 
     return 2;
   }
 
-  StorageProvider storage(context);
+  auto serviceOptions = forecastServiceOptions(context);
+  if (!serviceOptions) return 2;
+  StorageProvider storage(context, std::move(*serviceOptions));
   timeline::PluvoWidgetProvider& provider = storage.provider;
 
   std::optional<std::string> json;

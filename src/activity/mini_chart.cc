@@ -137,8 +137,10 @@ double distance(Point p, const Rect& r) {
 // 1.5 points above it (raised by up to 6 points), else beside its top on the right or the left
 // (slid up or down by up to 12 points), in that order of preference on equal distance. The spot
 // stays inside the chart above the baseline and clear of the other labels, the bars, the "now"
-// line and the probability curve. When every spot touches a mark or the curve, the first spot
-// of the preferred three that is clear of the labels is taken, and when none is, no label.
+// line and the probability curve. When every such spot touches one of them, the label goes above
+// its bar (raised as far as the chart allows, slid sideways by at most half its width), where
+// only the curve may cross it: never over the "now" line, another bar or a label. When no such
+// spot exists either, there is no label.
 std::optional<ChartLabel> peakLabel(const MiniChart::Bar& bar, double width, double baseline,
                                     const Obstacles& obstacles, const MeasureText& measure) {
   constexpr double kGap = 1.5;
@@ -184,11 +186,20 @@ std::optional<ChartLabel> peakLabel(const MiniChart::Bar& bar, double width, dou
     }
   }
   if (!best) {
-    for (const Point& spot : {above, right, left}) {
-      const Rect frame{spot.x, spot.y, w, h};
-      if (inside(frame) && !overlapsAny(frame, obstacles.labels)) {
-        best = spot;
-        break;
+    for (double rise = 0; above.y - rise >= 0; rise += kStep) {
+      for (double slide = 0; slide <= w / 2; slide += kStep) {
+        for (double x : {above.x - slide, above.x + slide}) {
+          const Rect frame{x, above.y - rise, w, h};
+          if (!inside(frame) || overlapsAny(frame, obstacles.labels) ||
+              overlapsAny(frame, obstacles.marks)) {
+            continue;
+          }
+          const double cost = distance(anchor, frame);
+          if (!best || cost < bestCost - 1e-9) {
+            best = Point{x, above.y - rise};
+            bestCost = cost;
+          }
+        }
       }
     }
   }
@@ -310,8 +321,10 @@ MiniChart makeMiniChart(const std::vector<HourPoint>& points, double width, doub
     }
     if (tallest != nullptr) {
       Obstacles obstacles;
-      obstacles.labels.push_back(chart.topLabel->frame());
-      if (chart.zeroLabel) obstacles.labels.push_back(chart.zeroLabel->frame());
+      // Labels keep a word space apart, so that two never read as one ("2.40″now").
+      auto spaced = [](Rect r) { return Rect{r.x - 3, r.y - 1, r.width + 6, r.height + 2}; };
+      obstacles.labels.push_back(spaced(chart.topLabel->frame()));
+      if (chart.zeroLabel) obstacles.labels.push_back(spaced(chart.zeroLabel->frame()));
       for (const auto& bar : chart.bars) {
         obstacles.marks.push_back(
             {bar.rect.x - 1, bar.rect.y - 1, bar.rect.width + 2, bar.rect.height + 2});
@@ -321,7 +334,9 @@ MiniChart makeMiniChart(const std::vector<HourPoint>& points, double width, doub
         const double half = chart.nowMarker->stroke.lineWidth / 2 + 1;
         obstacles.marks.push_back(
             {line.from.x - half, line.from.y, 2 * half, line.to.y - line.from.y});
-        if (chart.nowMarker->label) obstacles.labels.push_back(chart.nowMarker->label->frame());
+        if (chart.nowMarker->label) {
+          obstacles.labels.push_back(spaced(chart.nowMarker->label->frame()));
+        }
       }
       obstacles.curve = flattened(chart.probabilityPath);
       obstacles.curveClearance = chart.probabilityStroke.lineWidth / 2 + 0.5;

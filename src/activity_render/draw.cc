@@ -76,7 +76,8 @@ Expected<DrawnPresentation> drawPresentation(Presentation presentation,
   // Fonts first: the scene's measure needs them.
   if (auto fonts = render::loadFonts(); !fonts) return std::unexpected(fonts.error());
   const activity::Scene scene = presentationScene(presentation, state, now, options.deviceZone);
-  auto canvas = render::Canvas::create(options.format, {scene.width, scene.height}, options.scale);
+  auto canvas = render::Canvas::create(options.format, {scene.width, scene.height}, options.scale,
+                                       options.epaper);
   if (!canvas) return std::unexpected(canvas.error());
   paintScene(*canvas, scene);
 

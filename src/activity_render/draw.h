@@ -50,6 +50,7 @@ struct DrawOptions {
   render::ImageFormat format = render::ImageFormat::png;
   // The zone of the texts when the state names none or an unknown one; nullptr: UTC.
   TimeZone deviceZone = nullptr;
+  std::optional<render::EPaper> epaper;  // PNG only: black ink on white, 1 bit (render/canvas.h)
 };
 
 struct DrawnPresentation {

@@ -110,8 +110,15 @@ Drawn drawRun(render::Canvas& canvas, std::string_view text, const render::Font&
   for (size_t i = 0; i < pieces.size(); ++i) {
     if (i > 0) {
       const double advance = kBoxBarAdvance * font.size;
-      if (x + advance - origin.x > maxWidth) return {x - origin.x, true};
+      if (x + advance - origin.x > maxWidth) {
+        // No room for the bar: the line still ends in "…" where it fits, never silently.
+        render::TextLine ellipsis = render::layoutText("\u2026", font);
+        if (x + ellipsis.width() - origin.x <= maxWidth)
+          canvas.drawText(ellipsis, {x, origin.y}, color);
+        return {x - origin.x, true};
+      }
       const double thickness = kBoxBarThickness * font.size;
+      render::Canvas::Marks glyph(canvas);  // a character's stroke, solid on e-paper
       canvas.fillRect(
           {x + (advance - thickness) / 2, origin.y - metrics.ascent, thickness, metrics.height()},
           color);
@@ -128,11 +135,12 @@ Drawn drawRun(render::Canvas& canvas, std::string_view text, const render::Font&
 }
 
 // Where a styled text may break, coarsest first: the copy line's bar between its facts, the
-// middle dot inside a fact ("0.35″ · 3–5 PM"), and the blank between words. The break's own
-// characters (the bar or dot with its blanks, or the blank) vanish at a line's end.
+// middle dot inside a fact ("0.35″ · 3–5 PM"), and the blank between words. At a line's end a
+// break keeps its bar or dot (the line "0.35″ until 5 PM │" tells that more follows) and loses
+// its blanks.
 enum class Break { bar = 0, dot = 1, space = 2 };
 constexpr int kBreakLevels = 3;
-// How much larger a finer break must keep a lone fact to be taken over a coarser one.
+// How much larger a finer break must keep the text to be taken over a coarser one.
 constexpr double kFinerBreakGain = 1.15;
 
 // A piece of a styled text: words and the glue between them, each in its run's paint.
@@ -141,6 +149,8 @@ struct Piece {
   size_t run = 0;
   std::optional<Break> glue;  // nullopt: words, drawn and never broken
   double width = 0;           // at the nominal size
+  std::string lineEnd;        // glue: what stays of it at the end of a line (" │", " ·", "")
+  double lineEndWidth = 0;
 };
 
 bool isBarRun(const TextRun& run) {
@@ -157,7 +167,14 @@ std::vector<Piece> piecesOf(const std::vector<TextRun>& runs, const render::Font
   std::vector<Piece> pieces;
   auto add = [&](std::string_view text, size_t run, std::optional<Break> glue) {
     if (text.empty()) return;
-    pieces.push_back({std::string(text), run, glue, textWidth(text, font)});
+    Piece piece{std::string(text), run, glue, textWidth(text, font), {}, 0};
+    if (glue) {
+      std::string_view kept = text.substr(0, text.find_last_not_of(' ') + 1);
+      if (kept.find_first_not_of(' ') == std::string_view::npos) kept = {};
+      piece.lineEnd = std::string(kept);
+      piece.lineEndWidth = kept.empty() ? 0 : textWidth(kept, font);
+    }
+    pieces.push_back(std::move(piece));
   };
   for (size_t r = 0; r < runs.size(); ++r) {
     std::string_view text = runs[r].text;
@@ -185,15 +202,18 @@ std::vector<Piece> piecesOf(const std::vector<TextRun>& runs, const render::Font
   return pieces;
 }
 
-// Lines as ranges of piece indices, glue at a break left out.
-using Lines = std::vector<std::vector<size_t>>;
+// A line: piece indices, and the glue it was broken at, whose bar or dot ends it.
+struct Line {
+  std::vector<size_t> pieces;
+  std::optional<size_t> endGlue;
+};
+using Lines = std::vector<Line>;
 
-// The pieces before the `facts`-th bar broken greedily at glue of `level` or coarser into lines
-// no wider than `maxWidth` at `scale` (widths are proportional to the size: hinting is off);
-// nothing when a stretch between two such breaks does not fit on a line or more than `maxLines`
-// lines are needed.
-std::optional<Lines> breakLines(const std::vector<Piece>& pieces, size_t facts, int level,
-                                double scale, double maxWidth, int maxLines) {
+// The pieces broken greedily at glue of `level` or coarser into lines no wider than `maxWidth` at
+// `scale` (widths are proportional to the size: hinting is off); nothing when a stretch between
+// two such breaks does not fit on a line or more than `maxLines` lines are needed.
+std::optional<Lines> breakLines(const std::vector<Piece>& pieces, int level, double scale,
+                                double maxWidth, int maxLines) {
   const double room = maxWidth / scale + 1e-9;
   // Stretches between allowed breaks, with the glue before each.
   struct Stretch {
@@ -202,10 +222,8 @@ std::optional<Lines> breakLines(const std::vector<Piece>& pieces, size_t facts, 
     double width = 0;
   };
   std::vector<Stretch> stretches(1);
-  size_t fact = 1;
   for (size_t i = 0; i < pieces.size(); ++i) {
     const Piece& piece = pieces[i];
-    if (piece.glue == Break::bar && ++fact > facts) break;
     if (piece.glue && static_cast<int>(*piece.glue) <= level) {
       stretches.push_back({i, {}, 0});
       continue;
@@ -219,14 +237,19 @@ std::optional<Lines> breakLines(const std::vector<Piece>& pieces, size_t facts, 
     if (stretch.width > room) return std::nullopt;
     const double glue = stretch.glue ? pieces[*stretch.glue].width : 0;
     if (!lines.empty() && used + glue + stretch.width <= room) {
-      if (stretch.glue) lines.back().push_back(*stretch.glue);
+      if (stretch.glue) lines.back().pieces.push_back(*stretch.glue);
       used += glue;
     } else {
+      if (!lines.empty() && stretch.glue) {
+        if (used + pieces[*stretch.glue].lineEndWidth > room) return std::nullopt;
+        lines.back().endGlue = stretch.glue;
+      }
       if (static_cast<int>(lines.size()) == maxLines) return std::nullopt;
       lines.emplace_back();
       used = 0;
     }
-    lines.back().insert(lines.back().end(), stretch.pieces.begin(), stretch.pieces.end());
+    lines.back().pieces.insert(lines.back().pieces.end(), stretch.pieces.begin(),
+                               stretch.pieces.end());
     used += stretch.width;
   }
   return lines;
@@ -238,21 +261,21 @@ struct Fit {
   bool truncated = false;
 };
 
-// The largest scale from `minScale` to 1 at which the first `facts` facts fit with breaks of
-// `level`; nothing when they do not fit even at `minScale`. Fewer lines are needed as the scale
-// falls, so the largest scale is found by halving the interval.
-std::optional<Fit> largestFit(const std::vector<Piece>& pieces, size_t facts, int level,
-                              double minScale, double width, int maxLines) {
-  if (auto lines = breakLines(pieces, facts, level, 1, width, maxLines)) {
+// The largest scale from `minScale` to 1 at which the text fits with breaks of `level`; nothing
+// when it does not fit even at `minScale`. Fewer lines are needed as the scale falls, so the
+// largest scale is found by halving the interval.
+std::optional<Fit> largestFit(const std::vector<Piece>& pieces, int level, double minScale,
+                              double width, int maxLines) {
+  if (auto lines = breakLines(pieces, level, 1, width, maxLines)) {
     return Fit{std::move(*lines), 1, false};
   }
-  auto smallest = breakLines(pieces, facts, level, minScale, width, maxLines);
+  auto smallest = breakLines(pieces, level, minScale, width, maxLines);
   if (!smallest) return std::nullopt;
   Fit best{std::move(*smallest), minScale, false};
   double high = 1;
   for (int i = 0; i < 24; ++i) {
     const double middle = (best.scale + high) / 2;
-    if (auto lines = breakLines(pieces, facts, level, middle, width, maxLines)) {
+    if (auto lines = breakLines(pieces, level, middle, width, maxLines)) {
       best = {std::move(*lines), middle, false};
     } else {
       high = middle;
@@ -261,29 +284,23 @@ std::optional<Fit> largestFit(const std::vector<Piece>& pieces, size_t facts, in
   return best;
 }
 
-// Every fact if they fit at some scale down to the minimum, else the most that do: a fact is
-// shown whole or not at all, and the text shrinks before it loses one. Facts keep to their lines
-// (a break inside one would read as two); a lone fact may break at its dot or between words
-// when that keeps it at least 15% larger than the coarser breaks do: about two points of a
-// 14-point line are worth more than an unbroken phrase, less is not. When not even the first fact
-// fits, everything at the minimum scale, the last line cut with "…".
+// The whole text at the largest scale down to the minimum at which it fits, as SwiftUI's
+// minimum scale factor does; never a fact left out. Lines break between facts where that is
+// enough; inside a fact (at its dot, then between words) only when that keeps the text at least
+// 15% larger: about two points of a 14-point line are worth more than an unbroken phrase, less is
+// not. When nothing fits, everything at the minimum scale, the last line cut with "…".
 Fit fit(const TextBlock& text, const std::vector<Piece>& pieces) {
   const double minScale = std::clamp(text.minScaleFactor, 0.01, 1.0);
   const int maxLines = std::max(1, text.maxLines);
   const double width = text.frame.width;
-  size_t facts = 1;
-  for (const Piece& piece : pieces) facts += piece.glue == Break::bar;
-  for (; facts > 0; --facts) {
-    std::optional<Fit> best;
-    const int levels = facts == 1 ? kBreakLevels : 1;
-    for (int level = 0; level < levels; ++level) {
-      auto candidate = largestFit(pieces, facts, level, minScale, width, maxLines);
-      if (candidate && (!best || candidate->scale > best->scale * kFinerBreakGain)) {
-        best = std::move(candidate);
-      }
+  std::optional<Fit> best;
+  for (int level = 0; level < kBreakLevels; ++level) {
+    auto candidate = largestFit(pieces, level, minScale, width, maxLines);
+    if (candidate && (!best || candidate->scale > best->scale * kFinerBreakGain)) {
+      best = std::move(candidate);
     }
-    if (best) return std::move(*best);
   }
+  if (best) return std::move(*best);
   // Words fill the lines before the last at the minimum scale; the last line takes the rest.
   Fit cut{Lines(1), minScale, true};
   const double room = width / minScale;
@@ -293,13 +310,15 @@ Fit fit(const TextBlock& text, const std::vector<Piece>& pieces) {
     if (breakable && static_cast<int>(cut.lines.size()) < maxLines) {
       double next = 0;
       for (size_t j = i + 1; j < pieces.size() && !pieces[j].glue; ++j) next += pieces[j].width;
-      if (used + pieces[i].width + next > room && used > 0) {
+      if (used + pieces[i].width + next > room && used > 0 &&
+          used + pieces[i].lineEndWidth <= room) {
+        cut.lines.back().endGlue = i;
         cut.lines.emplace_back();
         used = 0;
         continue;
       }
     }
-    cut.lines.back().push_back(i);
+    cut.lines.back().pieces.push_back(i);
     used += pieces[i].width;
   }
   return cut;
@@ -308,17 +327,20 @@ Fit fit(const TextBlock& text, const std::vector<Piece>& pieces) {
 // The fit's lines as runs: consecutive pieces of one run joined again.
 TextFitting asRuns(const TextBlock& text, const std::vector<Piece>& pieces, const Fit& f) {
   TextFitting fitting{{}, f.scale, f.truncated};
-  for (const std::vector<size_t>& line : f.lines) {
+  for (const Line& line : f.lines) {
     std::vector<TextRun>& runs = fitting.lines.emplace_back();
     std::optional<size_t> last;
-    for (size_t i : line) {
-      if (last && *last == pieces[i].run) {
-        runs.back().text += pieces[i].text;
+    auto append = [&](std::string_view piece, size_t run) {
+      if (piece.empty()) return;
+      if (last && *last == run) {
+        runs.back().text += piece;
       } else {
-        runs.push_back({pieces[i].text, text.runs[pieces[i].run].paint});
+        runs.push_back({std::string(piece), text.runs[run].paint});
       }
-      last = pieces[i].run;
-    }
+      last = run;
+    };
+    for (size_t i : line.pieces) append(pieces[i].text, pieces[i].run);
+    if (line.endGlue) append(pieces[*line.endGlue].lineEnd, pieces[*line.endGlue].run);
   }
   return fitting;
 }

@@ -72,11 +72,12 @@ HostEnvironment::HostEnvironment(platform::Environment& target, std::optional<In
 
 Instant HostEnvironment::now() { return target().now() + offsetSeconds_; }
 
-Expected<void> HostEnvironment::writeFileAtomically(const fs::path& path, std::string_view bytes) {
+Expected<void> HostEnvironment::writeFileAtomically(const fs::path& path, std::string_view bytes,
+                                                    platform::FileAccess access) {
   if (!saves_.begin(path)) {
     return fail("cannot write " + path.string() + ": the widget host is shutting down");
   }
-  Expected<void> written = target().writeFileAtomically(path, bytes);
+  Expected<void> written = target().writeFileAtomically(path, bytes, access);
   saves_.end(path, written ? std::optional(bytes) : std::nullopt);
   return written;
 }

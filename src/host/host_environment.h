@@ -78,8 +78,9 @@ class HostEnvironment final : public platform::EnvironmentWrapper {
   TimeZone deviceTimeZone() override { return zone_.load(); }
   void setDeviceTimeZone(TimeZone zone) { zone_.store(zone); }
 
-  Expected<void> writeFileAtomically(const std::filesystem::path& path,
-                                     std::string_view bytes) override;
+  Expected<void> writeFileAtomically(
+      const std::filesystem::path& path, std::string_view bytes,
+      platform::FileAccess access = platform::FileAccess::ownerOnly) override;
   platform::DefaultsSuite* sharedDefaults() override;
   // Reload requests go to the host (`setReloadListener`), not to the wrapped environment.
   platform::WidgetCenter& widgetCenter() override { return center_; }

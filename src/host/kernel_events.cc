@@ -30,8 +30,9 @@ timespec toTimespec(std::chrono::system_clock::time_point when) {
   timespec spec{};
   spec.tv_sec = static_cast<time_t>(seconds.count());
   spec.tv_nsec = static_cast<long>(nanoseconds.count());
-  // Zero would disarm the timer; a deadline at the epoch has passed all the same.
-  if (spec.tv_sec <= 0 && spec.tv_nsec <= 0) spec.tv_nsec = 1;
+  // Zero would disarm the timer, and the kernel refuses a time before the epoch: such a deadline
+  // has passed all the same, so it becomes the first nanosecond after the epoch.
+  if (spec.tv_sec < 0 || (spec.tv_sec == 0 && spec.tv_nsec <= 0)) spec = {0, 1};
   return spec;
 }
 
@@ -212,8 +213,11 @@ Expected<std::unique_ptr<KernelEvents::WallClockTimer>> KernelEvents::makeTimer(
 
 KernelEvents::WallClockTimer::~WallClockTimer() { owner_.remove(id_); }
 
-void KernelEvents::WallClockTimer::armAt(std::chrono::system_clock::time_point deadline) {
-  armAbsolute(fd_, deadline, 0);
+Expected<void> KernelEvents::WallClockTimer::armAt(std::chrono::system_clock::time_point deadline) {
+  if (!armAbsolute(fd_, deadline, 0)) {
+    return std::unexpected(lastError("the kernel refused the timer's deadline"));
+  }
+  return {};
 }
 
 void KernelEvents::WallClockTimer::disarm() {

@@ -48,8 +48,9 @@ class KernelEvents {
     ~WallClockTimer();
     WallClockTimer(const WallClockTimer&) = delete;
     WallClockTimer& operator=(const WallClockTimer&) = delete;
-    // Fires once at `deadline` on the system clock (at once when it has passed).
-    void armAt(std::chrono::system_clock::time_point deadline);
+    // Fires once at `deadline` on the system clock (at once when it has passed). Fails, leaving
+    // the timer as it was, when the kernel refuses the deadline (one past the kernel's range).
+    Expected<void> armAt(std::chrono::system_clock::time_point deadline);
     void disarm();
 
    private:

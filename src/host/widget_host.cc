@@ -128,6 +128,7 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
     std::optional<std::string> id;
     std::optional<std::string> drawnBytes;  // the content its drawings are of
     Instant windowEnd{};
+    bool refusedLink = false;  // its output folder is a symbolic link, and that was said
   };
   std::optional<fs::path> activitiesFolder;
   std::map<std::string, Activity> activities;
@@ -158,16 +159,24 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
     for (Kind& kind : kinds) request(kind);
   }
 
+  // One timeline for every kind asked for: the provider's answer depends on no kind, so storage
+  // is read (and any failure logged) once a round, not once a kind.
   void runRound() {
     roundPosted = false;
+    std::vector<std::string> names;
     for (Kind& kind : kinds) {
       if (!kind.wanted || kind.inFlight) continue;
       kind.wanted = false;
       kind.inFlight = true;
       kind.timer->disarm();
-      provider.getTimeline([self = shared_from_this(), name = kind.name](PluvoWidgetTimeline t) {
-        self->post([name, t = std::move(t)](Core& core) mutable {
-          if (Kind* kind = core.findKind(name)) core.finish(*kind, std::move(t));
+      names.push_back(kind.name);
+    }
+    if (!names.empty()) {
+      provider.getTimeline([self = shared_from_this(), names](PluvoWidgetTimeline t) {
+        self->post([names, t = std::move(t)](Core& core) {
+          for (const std::string& name : names) {
+            if (Kind* kind = core.findKind(name)) core.finish(*kind, t);
+          }
         });
       });
     }
@@ -191,10 +200,23 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
   // The reload date is an instant of the host's clock; the timer runs on the system clock.
   void arm(Kind& kind) {
     if (!kind.reloadDate) return;
-    double ahead = *kind.reloadDate - env.now();
-    kind.timer->armAt(std::chrono::system_clock::now() +
-                      std::chrono::duration_cast<std::chrono::system_clock::duration>(
-                          std::chrono::duration<double>(std::max(ahead, 0.0))));
+    armIn(*kind.timer, *kind.reloadDate - env.now(), "the reload of " + kind.name);
+  }
+
+  // Arms `timer` `seconds` ahead on the system clock. A year at most: a reload date centuries
+  // off (a snapshot dated 2300) would pass the clock's range; the timer then fires early, the
+  // kind is asked again and the timer armed again. A refused deadline is logged, never ignored.
+  void armIn(KernelEvents::WallClockTimer& timer, double seconds, const std::string& what) {
+    constexpr double kLongestWait = 365.0 * 24 * 3600;
+    double ahead = std::isfinite(seconds) ? std::clamp(seconds, 0.0, kLongestWait) : kLongestWait;
+    if (std::isnan(seconds)) ahead = 0;
+    auto armed = timer.armAt(std::chrono::system_clock::now() +
+                             std::chrono::duration_cast<std::chrono::system_clock::duration>(
+                                 std::chrono::duration<double>(ahead)));
+    if (!armed) {
+      env.log("Pluvo widget host cannot set the timer for " + what + ": " + armed.error().message +
+              "; it is redrawn at the next change or SIGHUP");
+    }
   }
 
   void write(const std::string& kind, const PluvoWidgetTimeline& timeline) {
@@ -218,7 +240,9 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
   }
 
   bool writeFile(const fs::path& file, std::string_view bytes) {
-    if (auto written = env.writeFileAtomically(file, bytes); !written) {
+    // A panel or a web server under another user reads these.
+    if (auto written = env.writeFileAtomically(file, bytes, platform::FileAccess::everyoneReads);
+        !written) {
       env.log("Pluvo widget host " + written.error().message);
       return false;
     }
@@ -317,6 +341,18 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
       return;
     }
     const fs::path folder = activityOutput(drawn->id);
+    // A link planted in the output would send the drawings wherever it points.
+    for (const fs::path& part : {folder.parent_path(), folder}) {
+      std::error_code error;
+      if (!fs::is_symlink(fs::symlink_status(part, error))) continue;
+      if (!activity.refusedLink) {
+        env.log("Pluvo widget host will not draw into " + part.string() +
+                ": it is a symbolic link; remove it to have the activity drawn");
+      }
+      activity.refusedLink = true;
+      return;
+    }
+    activity.refusedLink = false;
     if (auto made = platform::makeFolders(folder); !made) {
       env.log("Pluvo widget host " + made.error().message);
       return;
@@ -347,9 +383,7 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
     const Instant now = env.now();
     const double ahead =
         (std::floor(now.sinceReferenceDate / 60) + 1) * 60 - now.sinceReferenceDate;
-    minuteTimer->armAt(std::chrono::system_clock::now() +
-                       std::chrono::duration_cast<std::chrono::system_clock::duration>(
-                           std::chrono::duration<double>(ahead)));
+    armIn(*minuteTimer, ahead, "the Live Activities' minute");
   }
 
   void minuteStruck() {

@@ -52,10 +52,27 @@ std::unexpected<Error> failWith(std::string_view what, const fs::path& path, int
   return std::unexpected(systemError(what, path, errorNumber));
 }
 
-Expected<std::string> readOpenFile(int fd, const fs::path& path) {
+std::string_view fileKindName(mode_t mode) {
+  if (S_ISFIFO(mode)) return "a named pipe";
+  if (S_ISCHR(mode)) return "a character device";
+  if (S_ISBLK(mode)) return "a block device";
+  if (S_ISSOCK(mode)) return "a socket";
+  return "not a file";
+}
+
+Expected<std::string> readOpenFile(int fd, const fs::path& path, FileKinds kinds) {
   struct stat info {};
   if (::fstat(fd, &info) != 0) return failWith("cannot read", path, errno);
   if (S_ISDIR(info.st_mode)) return failWith("cannot read", path, EISDIR);
+  if (kinds == FileKinds::regularOnly && !S_ISREG(info.st_mode)) {
+    return fail("cannot read " + path.string() + ": not a regular file (" +
+                std::string(fileKindName(info.st_mode)) + ")");
+  }
+  // Opened without blocking (a pipe's writer is not waited for); a regular file reads the same
+  // either way, and a pipe or device the caller accepts is read in blocking mode.
+  if (int flags = ::fcntl(fd, F_GETFL); flags >= 0 && (flags & O_NONBLOCK)) {
+    ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK);
+  }
   if (info.st_size > static_cast<off_t>(kMaximumReadBytes)) {
     return fail("cannot read " + path.string() + ": file too large (" +
                 std::to_string(info.st_size) + " bytes)");
@@ -132,19 +149,20 @@ void sweepAbandonedTemporaries(const fs::path& target) {
 
 }  // namespace
 
-Expected<std::string> readWholeFile(const fs::path& path) {
-  FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+Expected<std::string> readWholeFile(const fs::path& path, FileKinds kinds) {
+  const int blocking = kinds == FileKinds::regularOnly ? O_NONBLOCK : 0;
+  FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | blocking));
   if (fd.get() < 0) return failWith("cannot open", path, errno);
-  return readOpenFile(fd.get(), path);
+  return readOpenFile(fd.get(), path, kinds);
 }
 
 Expected<std::optional<std::string>> readFileIfExists(const fs::path& path) {
-  FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (fd.get() < 0) {
     if (errno == ENOENT) return std::optional<std::string>();
     return failWith("cannot open", path, errno);
   }
-  auto bytes = readOpenFile(fd.get(), path);
+  auto bytes = readOpenFile(fd.get(), path, FileKinds::regularOnly);
   if (!bytes) return std::unexpected(std::move(bytes).error());
   return std::optional<std::string>(std::move(*bytes));
 }
@@ -166,7 +184,8 @@ Expected<void> makeFolders(const fs::path& folder) {
   return {};
 }
 
-Expected<StagedFile> StagedFile::create(const fs::path& target, std::string_view bytes) {
+Expected<StagedFile> StagedFile::create(const fs::path& target, std::string_view bytes,
+                                        FileAccess access) {
   fs::path folder = target.parent_path();
   if (!folder.empty()) {
     if (auto made = makeFolders(folder); !made) return std::unexpected(std::move(made).error());
@@ -181,8 +200,14 @@ Expected<StagedFile> StagedFile::create(const fs::path& target, std::string_view
   if (fd.get() < 0) return failWith("cannot create", temporary, errno);
   StagedFile staged(target, temporary);  // from here on, failure removes the temporary file
 
-  // The umask may have narrowed the mode; the widget's data is the user's alone.
-  if (::fchmod(fd.get(), 0600) != 0) return failWith("cannot set the mode of", temporary, errno);
+  // The file replaced keeps its mode (a symbolic link is replaced, not followed); a new one gets
+  // its access's, whatever the umask.
+  mode_t mode = access == FileAccess::everyoneReads ? 0644 : 0600;
+  if (struct stat existing{};
+      ::lstat(target.c_str(), &existing) == 0 && S_ISREG(existing.st_mode)) {
+    mode = existing.st_mode & 07777;
+  }
+  if (::fchmod(fd.get(), mode) != 0) return failWith("cannot set the mode of", temporary, errno);
   if (auto written = writeAll(fd.get(), bytes, temporary); !written) {
     return std::unexpected(std::move(written).error());
   }
@@ -225,8 +250,9 @@ Expected<void> StagedFile::commit() {
   return syncFolder(folder.empty() ? fs::path(".") : folder);
 }
 
-Expected<void> writeFileAtomically(const fs::path& target, std::string_view bytes) {
-  auto staged = StagedFile::create(target, bytes);
+Expected<void> writeFileAtomically(const fs::path& target, std::string_view bytes,
+                                   FileAccess access) {
+  auto staged = StagedFile::create(target, bytes, access);
   if (!staged) return std::unexpected(std::move(staged).error());
   return staged->commit();
 }

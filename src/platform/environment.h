@@ -34,6 +34,7 @@
 #include "base/calendar.h"
 #include "base/error.h"
 #include "base/instant.h"
+#include "platform/atomic_file.h"
 
 namespace pluvo::platform {
 
@@ -101,11 +102,12 @@ class Environment {
   // Whether this process runs inside the extension bundle.
   virtual bool isRunningInExtension() = 0;
 
-  // Whole-file reads; replacement by write-temp, fsync, rename, fsync-folder, file mode 0600 in
-  // folders made 0700.
+  // Whole-file reads; replacement by write-temp, fsync, rename, fsync-folder, a new file's mode
+  // 0600 (0644 for `everyoneReads`) in folders made 0700 (platform/atomic_file.h).
   virtual Expected<std::string> readFile(const std::filesystem::path& path) = 0;
   virtual Expected<void> writeFileAtomically(const std::filesystem::path& path,
-                                             std::string_view bytes) = 0;
+                                             std::string_view bytes,
+                                             FileAccess access = FileAccess::ownerOnly) = 0;
 
   virtual WidgetCenter& widgetCenter() = 0;
   virtual MainLoop& mainLoop() = 0;
@@ -133,9 +135,9 @@ class EnvironmentWrapper : public Environment {
   Expected<std::string> readFile(const std::filesystem::path& path) override {
     return target_.readFile(path);
   }
-  Expected<void> writeFileAtomically(const std::filesystem::path& path,
-                                     std::string_view bytes) override {
-    return target_.writeFileAtomically(path, bytes);
+  Expected<void> writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
+                                     FileAccess access = FileAccess::ownerOnly) override {
+    return target_.writeFileAtomically(path, bytes, access);
   }
   WidgetCenter& widgetCenter() override { return target_.widgetCenter(); }
   MainLoop& mainLoop() override { return target_.mainLoop(); }

@@ -230,9 +230,9 @@ Expected<std::string> SystemEnvironment::readFile(const fs::path& path) {
   return readWholeFile(path);
 }
 
-Expected<void> SystemEnvironment::writeFileAtomically(const fs::path& path,
-                                                      std::string_view bytes) {
-  return platform::writeFileAtomically(path, bytes);
+Expected<void> SystemEnvironment::writeFileAtomically(const fs::path& path, std::string_view bytes,
+                                                      FileAccess access) {
+  return platform::writeFileAtomically(path, bytes, access);
 }
 
 }  // namespace pluvo::platform

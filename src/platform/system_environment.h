@@ -101,8 +101,8 @@ class SystemEnvironment final : public Environment {
   DefaultsSuite* sharedDefaults() override;
   bool isRunningInExtension() override { return inExtension_; }
   Expected<std::string> readFile(const std::filesystem::path& path) override;
-  Expected<void> writeFileAtomically(const std::filesystem::path& path,
-                                     std::string_view bytes) override;
+  Expected<void> writeFileAtomically(const std::filesystem::path& path, std::string_view bytes,
+                                     FileAccess access = FileAccess::ownerOnly) override;
   WidgetCenter& widgetCenter() override { return widgetCenter_; }
   MainLoop& mainLoop() override { return loop_; }
 

@@ -5,7 +5,9 @@
 #include <cairo.h>
 #include <pango/pangocairo.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <map>
 #include <numbers>
@@ -118,7 +120,8 @@ std::string escapeXml(std::string_view text) {
   return out;
 }
 
-Expected<Canvas> Canvas::create(ImageFormat format, Size size, double scale) {
+Expected<Canvas> Canvas::create(ImageFormat format, Size size, double scale,
+                                std::optional<EPaper> epaper) {
   if (auto fonts = loadFonts(); !fonts) return std::unexpected(fonts.error());
   if (!(size.width >= 1 && size.height >= 1 && size.width <= kMaximumPoints &&
         size.height <= kMaximumPoints)) {
@@ -128,15 +131,33 @@ Expected<Canvas> Canvas::create(ImageFormat format, Size size, double scale) {
   if (!(scale >= 0.25 && scale <= 8)) {
     return fail("cannot draw at scale " + number(scale) + "; give a scale from 0.25 to 8");
   }
+  if (epaper && format != ImageFormat::png) return fail("e-paper pictures are PNG only");
+  if (epaper && epaper->panel &&
+      !(epaper->panel->first >= 16 && epaper->panel->second >= 16 && epaper->panel->first <= 4096 &&
+        epaper->panel->second <= 4096)) {
+    return fail("cannot fit a panel of " + std::to_string(epaper->panel->first) + "x" +
+                std::to_string(epaper->panel->second) + " pixels; give 16 to 4096 each");
+  }
   Canvas canvas;
   canvas.format_ = format;
   canvas.size_ = size;
   canvas.scale_ = format == ImageFormat::png ? scale : 1;
+  canvas.epaper_ = epaper.has_value();
+  double offsetX = 0, offsetY = 0;
   switch (format) {
     case ImageFormat::png:
-      canvas.surface_ = cairo_image_surface_create(
-          CAIRO_FORMAT_ARGB32, static_cast<int>(std::ceil(size.width * scale - 1e-9)),
-          static_cast<int>(std::ceil(size.height * scale - 1e-9)));
+      if (epaper && epaper->panel) {
+        auto [width, height] = *epaper->panel;
+        canvas.scale_ = std::min(width / size.width, height / size.height);
+        offsetX = (width - size.width * canvas.scale_) / 2;
+        offsetY = (height - size.height * canvas.scale_) / 2;
+        canvas.surface_ = cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height);
+      } else {
+        canvas.surface_ =
+            cairo_image_surface_create(epaper ? CAIRO_FORMAT_RGB24 : CAIRO_FORMAT_ARGB32,
+                                       static_cast<int>(std::ceil(size.width * scale - 1e-9)),
+                                       static_cast<int>(std::ceil(size.height * scale - 1e-9)));
+      }
       break;
     case ImageFormat::svg:
       canvas.stream_ = std::make_unique<std::string>();
@@ -155,6 +176,11 @@ Expected<Canvas> Canvas::create(ImageFormat format, Size size, double scale) {
                 cairo_status_to_string(cairo_surface_status(canvas.surface_)));
   }
   canvas.cr_ = cairo_create(canvas.surface_);
+  if (canvas.epaper_) {
+    cairo_set_source_rgb(canvas.cr_, 1, 1, 1);  // paper, margins included
+    cairo_paint(canvas.cr_);
+  }
+  cairo_translate(canvas.cr_, offsetX, offsetY);
   cairo_scale(canvas.cr_, canvas.scale_, canvas.scale_);
   return canvas;
 }
@@ -166,7 +192,10 @@ Canvas::Canvas(Canvas&& other) noexcept
       surface_(std::exchange(other.surface_, nullptr)),
       cr_(std::exchange(other.cr_, nullptr)),
       stream_(std::move(other.stream_)),
-      finished_(other.finished_) {}
+      finished_(other.finished_),
+      epaper_(other.epaper_),
+      marks_(other.marks_),
+      knockouts_(other.knockouts_) {}
 
 Canvas& Canvas::operator=(Canvas&& other) noexcept {
   if (this != &other) {
@@ -179,6 +208,9 @@ Canvas& Canvas::operator=(Canvas&& other) noexcept {
     cr_ = std::exchange(other.cr_, nullptr);
     stream_ = std::move(other.stream_);
     finished_ = other.finished_;
+    epaper_ = other.epaper_;
+    marks_ = other.marks_;
+    knockouts_ = other.knockouts_;
   }
   return *this;
 }
@@ -218,6 +250,8 @@ void Canvas::beginLayer() { cairo_push_group(cr_); }
 
 void Canvas::endLayer(double opacity) {
   cairo_pop_group_to_source(cr_);
+  // On e-paper a layer prints whole or not at all, as its marks do.
+  if (epaper_) opacity = opacity >= 0.3 ? 1 : 0;
   cairo_paint_with_alpha(cr_, opacity);
 }
 
@@ -231,6 +265,70 @@ Color Canvas::deviceColor(Color color) const {
 void Canvas::setColor(Color color) {
   Color c = deviceColor(color);
   cairo_set_source_rgba(cr_, c.red, c.green, c.blue, c.alpha);
+}
+
+namespace {
+
+// Lightness of a colour over the widgets' navy ground, 0 (the ground or darker) ... 1 (white):
+// the ink it becomes on paper.
+double inkTone(Color c) {
+  const Color ground = palette::widgetBackground;
+  auto over = [&](double v, double g) { return v * c.alpha + g * (1 - c.alpha); };
+  auto luma = [](double r, double g, double b) { return 0.299 * r + 0.587 * g + 0.114 * b; };
+  const double groundLuma = luma(ground.red, ground.green, ground.blue);
+  const double l =
+      luma(over(c.red, ground.red), over(c.green, ground.green), over(c.blue, ground.blue));
+  return std::clamp((l - groundLuma) / (1 - groundLuma), 0.0, 1.0);
+}
+
+constexpr double kSolidInkTone = 0.3;  // marks from this tone print, lighter ones do not
+constexpr double kAreaInkTone = 0.1;   // areas below this tone are paper
+
+}  // namespace
+
+bool Canvas::setInk(Color color, Use use) {
+  if (!epaper_) {
+    setColor(color);
+    return true;
+  }
+  if (knockouts_ > 0) {
+    cairo_set_source_rgb(cr_, 1, 1, 1);
+    return true;
+  }
+  const double tone = inkTone(color);
+  if (use == Use::mark || marks_ > 0) {
+    if (tone < kSolidInkTone) return false;
+    cairo_set_source_rgb(cr_, 0, 0, 0);
+    return true;
+  }
+  if (tone < kAreaInkTone) {
+    if (color.alpha < 0.9) return false;  // a faint wash over what is drawn: leave it
+    cairo_set_source_rgb(cr_, 1, 1, 1);
+    return true;
+  }
+  // An ordered 4x4 (Bayer) dot pattern as dense as the tone, on the device's pixel grid.
+  static constexpr int kBayer[4][4] = {
+      {0, 8, 2, 10}, {12, 4, 14, 6}, {3, 11, 1, 9}, {15, 7, 13, 5}};
+  cairo_surface_t* tile = cairo_image_surface_create(CAIRO_FORMAT_RGB24, 4, 4);
+  unsigned char* data = cairo_image_surface_get_data(tile);
+  const int stride = cairo_image_surface_get_stride(tile);
+  for (int y = 0; y < 4; ++y) {
+    for (int x = 0; x < 4; ++x) {
+      const bool ink = tone * 16 > kBayer[y][x] + 0.5;
+      reinterpret_cast<std::uint32_t*>(data + y * stride)[x] = ink ? 0x000000 : 0xffffff;
+    }
+  }
+  cairo_surface_mark_dirty(tile);
+  cairo_pattern_t* pattern = cairo_pattern_create_for_surface(tile);
+  cairo_surface_destroy(tile);
+  cairo_pattern_set_extend(pattern, CAIRO_EXTEND_REPEAT);
+  cairo_pattern_set_filter(pattern, CAIRO_FILTER_NEAREST);
+  cairo_matrix_t userToDevice;
+  cairo_get_matrix(cr_, &userToDevice);
+  cairo_pattern_set_matrix(pattern, &userToDevice);
+  cairo_set_source(cr_, pattern);
+  cairo_pattern_destroy(pattern);
+  return true;
 }
 
 void Canvas::applyPath(const Path& path) {
@@ -255,7 +353,7 @@ void Canvas::applyPath(const Path& path) {
 }
 
 void Canvas::fillRect(Rect rect, Color color) {
-  setColor(color);
+  if (!setInk(color, Use::area)) return;
   cairo_new_path(cr_);
   cairo_rectangle(cr_, rect.x, rect.y, rect.width, rect.height);
   cairo_fill(cr_);
@@ -268,7 +366,7 @@ void Canvas::fillRoundedRect(Rect rect, double radius, Color color) {
 }
 
 void Canvas::fillPath(const Path& path, Color color, bool evenOdd) {
-  setColor(color);
+  if (!setInk(color, Use::area)) return;
   applyPath(path);
   cairo_set_fill_rule(cr_, evenOdd ? CAIRO_FILL_RULE_EVEN_ODD : CAIRO_FILL_RULE_WINDING);
   cairo_fill(cr_);
@@ -277,6 +375,14 @@ void Canvas::fillPath(const Path& path, Color color, bool evenOdd) {
 
 void Canvas::fillPathWithLinearGradient(const Path& path, Point start, Point end,
                                         const std::vector<GradientStop>& stops) {
+  if (epaper_) {
+    // Printed in the ink of its middle colour.
+    Color middle = stops.empty() ? Color{} : stops[stops.size() / 2].color;
+    if (!setInk(middle, Use::area)) return;
+    applyPath(path);
+    cairo_fill(cr_);
+    return;
+  }
   cairo_pattern_t* gradient = cairo_pattern_create_linear(start.x, start.y, end.x, end.y);
   for (const GradientStop& stop : stops) {
     Color c = deviceColor(stop.color);
@@ -289,7 +395,7 @@ void Canvas::fillPathWithLinearGradient(const Path& path, Point start, Point end
 }
 
 void Canvas::strokePath(const Path& path, const Stroke& stroke) {
-  setColor(stroke.color);
+  if (!setInk(stroke.color, Use::mark)) return;
   applyPath(path);
   cairo_set_line_width(cr_, stroke.width);
   cairo_set_line_cap(cr_, stroke.cap == LineCap::round    ? CAIRO_LINE_CAP_ROUND
@@ -319,7 +425,7 @@ void Canvas::drawText(const TextLine& line, Point baselineOrigin, Color color) {
 
 void Canvas::drawTextAt(const TextLine& line, Point topLeft, Color color) {
   if (!line.pangoLayout()) return;
-  setColor(color);
+  if (!setInk(color, Use::mark)) return;
   cairo_new_path(cr_);
   cairo_move_to(cr_, topLeft.x, topLeft.y);
   pango_cairo_show_layout(cr_, line.pangoLayout());
@@ -336,7 +442,7 @@ Expected<std::string> Canvas::finish(const ImageMetadata& metadata) {
     return fail(std::string("drawing failed: ") + cairo_status_to_string(status));
   }
   if (format_ == ImageFormat::png) {
-    return encodePng(surface_, {.description = metadata.description});
+    return encodePng(surface_, {.description = metadata.description, .oneBit = epaper_});
   }
   if (format_ == ImageFormat::pdf) {
     if (!metadata.title.empty()) {

@@ -21,6 +21,15 @@
 // Output is deterministic: the same drawing gives byte-identical PNGs and SVGs on every run (PDFs
 // too, given `ImageMetadata::date`).
 //
+// E-paper: a PNG canvas created with `EPaper` draws the same calls as black ink on white paper
+// and encodes a 1-bit greyscale PNG, optionally fitted (aspect kept, centred) into a panel's
+// pixels, so that the dots are the panel's. Each call decides its ink from its colour's lightness
+// over the widgets' navy ground: text, strokes and everything drawn inside `Marks` (symbols,
+// the brand mark) print solid black from 30% up and not at all below (faint hairlines vanish
+// instead of breaking into speckle); area fills print as an ordered 4x4 dot pattern as dense as
+// their tone, and a near-opaque dark fill (the navy ground, a night band) is paper. `Knockout`
+// draws paper inside a mark (the brand mark's waves).
+//
 // Thread safety: one canvas per thread, and text laid out on that same thread (Pango font maps
 // are per thread).
 #pragma once
@@ -29,6 +38,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "base/error.h"
@@ -71,11 +81,19 @@ struct Stroke {
   double dashOffset = 0;
 };
 
+// The e-paper rendering of a PNG canvas (see above).
+struct EPaper {
+  // Fit into a panel of this many pixels (16 ... 4096 each); else the drawing's size at `scale`.
+  std::optional<std::pair<int, int>> panel;
+};
+
 class Canvas {
  public:
   // `size` in points, `scale` in pixels per point (PNG only; 0.25 ... 8). Fails when the fonts
   // are missing (render/text.h), the size is empty or absurd, or cairo cannot make the surface.
-  static Expected<Canvas> create(ImageFormat format, Size size, double scale = 3);
+  // `epaper`: PNG only.
+  static Expected<Canvas> create(ImageFormat format, Size size, double scale = 3,
+                                 std::optional<EPaper> epaper = std::nullopt);
 
   Canvas(Canvas&&) noexcept;
   Canvas& operator=(Canvas&&) noexcept;
@@ -89,6 +107,31 @@ class Canvas {
   cairo_t* cairo() const { return cr_; }
   // The image surface of a PNG canvas (nullptr for SVG and PDF), for tests and benchmarks.
   cairo_surface_t* imageSurface() const;
+
+  bool epaper() const { return epaper_; }
+
+  // What is drawn during its lifetime is a mark (a symbol, the brand mark): solid on e-paper.
+  class Marks {
+   public:
+    explicit Marks(Canvas& canvas) : canvas_(canvas) { ++canvas_.marks_; }
+    ~Marks() { --canvas_.marks_; }
+    Marks(const Marks&) = delete;
+    Marks& operator=(const Marks&) = delete;
+
+   private:
+    Canvas& canvas_;
+  };
+  // What is drawn during its lifetime is cut out of a mark: paper on e-paper, as drawn otherwise.
+  class Knockout {
+   public:
+    explicit Knockout(Canvas& canvas) : canvas_(canvas) { ++canvas_.knockouts_; }
+    ~Knockout() { --canvas_.knockouts_; }
+    Knockout(const Knockout&) = delete;
+    Knockout& operator=(const Knockout&) = delete;
+
+   private:
+    Canvas& canvas_;
+  };
 
   // Keeps the drawing state (transform, clip, opacity layers excluded) for its lifetime.
   class Saved {
@@ -136,6 +179,9 @@ class Canvas {
   void applyPath(const Path& path);
   void setColor(Color color);
   Color deviceColor(Color color) const;
+  // Sets the source for a call of `color`, on e-paper its ink; false: draw nothing.
+  enum class Use { mark, area };
+  bool setInk(Color color, Use use);
 
   ImageFormat format_ = ImageFormat::png;
   Size size_;
@@ -145,6 +191,9 @@ class Canvas {
   // SVG and PDF bytes, written by cairo as it goes; on the heap so the stream closure stays put.
   std::unique_ptr<std::string> stream_;
   bool finished_ = false;
+  bool epaper_ = false;
+  int marks_ = 0;
+  int knockouts_ = 0;
 };
 
 // "&", "<", ">" and quotes written as entities: fit for XML, and for HTML text and attributes.

@@ -26,8 +26,11 @@ void drawPluvoLogoMark(Canvas& canvas, Rect box) {
   drop.moveTo(tip);
   drop.addArc(centre, radius, rightTouch, leftTouch);
   drop.close();
+  // On e-paper: a solid drop with its wave and highlight cut out of it.
+  Canvas::Marks marks(canvas);
   canvas.fillPathWithLinearGradient(drop, {r.midX(), r.minY()}, {r.midX(), r.maxY()},
                                     {{0, palette::rain}, {1, palette::accent}});
+  Canvas::Knockout cut(canvas);
 
   // A wave across the lower body: rain gathering into water.
   double u = width / 15;  // one point of the mark at its design size

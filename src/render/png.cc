@@ -110,8 +110,26 @@ Expected<std::string> encodePng(cairo_surface_t* surface, const PngOptions& opti
       }
     }
   };
-  const bool opaque = rgbRows();
-  if (!opaque) rgbaRows();
+  auto oneBitRows = [&] {
+    const size_t rowBytes = 1 + (static_cast<size_t>(width) + 7) / 8;
+    allocate(rowBytes);
+    for (int y = 0; y < height; ++y) {
+      const std::uint32_t* pixels = row(y);
+      unsigned char* out = raw.get() + rowBytes * static_cast<size_t>(y);
+      std::memset(out, 0, rowBytes);
+      for (int x = 0; x < width; ++x) {
+        std::uint32_t p = pixels[x];
+        unsigned luma = (299 * ((p >> 16) & 0xff) + 587 * ((p >> 8) & 0xff) + 114 * (p & 0xff));
+        if (luma >= 128 * 1000) out[1 + x / 8] |= static_cast<unsigned char>(0x80 >> (x % 8));
+      }
+    }
+  };
+  const bool opaque = options.oneBit || rgbRows();
+  if (options.oneBit) {
+    oneBitRows();
+  } else if (!opaque) {
+    rgbaRows();
+  }
 
   std::unique_ptr<libdeflate_compressor, CompressorDeleter> compressor(
       libdeflate_alloc_compressor(options.compressionLevel));
@@ -129,9 +147,9 @@ Expected<std::string> encodePng(cairo_surface_t* surface, const PngOptions& opti
   std::string header;
   appendBigEndian(header, static_cast<std::uint32_t>(width));
   appendBigEndian(header, static_cast<std::uint32_t>(height));
-  header += '\x08';                    // bit depth
-  header += opaque ? '\x02' : '\x06';  // colour type: RGB or RGBA
-  header += std::string(3, '\0');      // deflate, adaptive filtering, no interlace
+  header += options.oneBit ? '\x01' : '\x08';                    // bit depth
+  header += options.oneBit ? '\x00' : opaque ? '\x02' : '\x06';  // grey, RGB or RGBA
+  header += std::string(3, '\0');  // deflate, adaptive filtering, no interlace
   appendChunk(png, "IHDR", header);
   if (!options.description.empty()) {
     // iTXt: keyword, no compression, language "en", no translated keyword, UTF-8 text.

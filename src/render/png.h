@@ -27,6 +27,8 @@ namespace pluvo::render {
 struct PngOptions {
   std::string description;   // empty: no text chunk
   int compressionLevel = 1;  // libdeflate's 0-12
+  // 1-bit greyscale (an e-paper picture): a pixel is white when its luminance is at least half.
+  bool oneBit = false;
 };
 
 // `surface` must be a cairo image surface in CAIRO_FORMAT_ARGB32 or CAIRO_FORMAT_RGB24.

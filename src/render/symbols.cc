@@ -189,6 +189,7 @@ Size symbolSize(std::string_view name, double pointSize) {
 
 void drawSymbol(Canvas& canvas, std::string_view name, Point centre, double pointSize,
                 const SymbolStyle& style) {
+  Canvas::Marks marks(canvas);  // solid on e-paper, never a dot pattern
   if (name == kLightRainSymbolName) {
     Size s = symbolSize(name, pointSize);
     return drawLightRainPicture(canvas, Rect::centred(centre, s), pointSize, style);
@@ -198,6 +199,7 @@ void drawSymbol(Canvas& canvas, std::string_view name, Point centre, double poin
 
 void drawSymbolFitted(Canvas& canvas, std::string_view name, Rect box, const SymbolStyle& style) {
   if (box.width <= 0 || box.height <= 0) return;
+  Canvas::Marks marks(canvas);
   if (name == kLightRainSymbolName) {
     double size = std::min(box.width, box.height / 1.06);
     return drawLightRainPicture(canvas, box, size, style);

@@ -8,7 +8,12 @@
 namespace pluvo::service {
 namespace {
 
-std::optional<std::string_view> candidate(const InfoDictionary& info) {
+struct Candidate {
+  std::string_view key;
+  std::string_view value;
+};
+
+std::optional<Candidate> candidate(const InfoDictionary& info) {
   for (std::string_view key : kBaseURLKeys) {
     const std::string* value = info.text(key);
     if (value == nullptr) continue;
@@ -16,7 +21,7 @@ std::optional<std::string_view> candidate(const InfoDictionary& info) {
     if (trimmed.empty()) continue;
     if (trimmed.find("$(") != std::string_view::npos) continue;
     if (equalsIgnoringAsciiCase(trimmed, "not_configured")) continue;
-    return trimmed;
+    return Candidate{key, trimmed};
   }
   return std::nullopt;
 }
@@ -31,14 +36,19 @@ bool hasSchemeAndHost(const std::string& text) {
 
 }  // namespace
 
-std::string resolveBaseURL(const InfoDictionary& info) {
+BaseURLChoice chooseBaseURL(const InfoDictionary& info) {
   // A candidate that does not parse means the default, never the next key. The default itself
   // parses (a test holds it to that).
-  if (auto found = candidate(info)) {
-    std::string text(*found);
-    if (hasSchemeAndHost(text)) return text;
-  }
-  return std::string(kDefaultBaseURL);
+  auto found = candidate(info);
+  if (!found) return {std::string(kDefaultBaseURL), std::nullopt};
+  std::string text(found->value);
+  if (hasSchemeAndHost(text)) return {std::move(text), std::nullopt};
+  return {std::string(kDefaultBaseURL),
+          "base URL \"" + text + "\" (" + std::string(found->key) +
+              ") has no scheme or host and was ignored; " + std::string(kDefaultBaseURL) +
+              " is used; write it as http://HOST:PORT or https://HOST"};
 }
+
+std::string resolveBaseURL(const InfoDictionary& info) { return chooseBaseURL(info).url; }
 
 }  // namespace pluvo::service

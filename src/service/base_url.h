@@ -16,6 +16,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -26,6 +27,16 @@ namespace pluvo::service {
 inline constexpr std::string_view kDefaultBaseURL = "https://api.pluvo.app";
 inline constexpr std::array<std::string_view, 2> kBaseURLKeys = {"PluvoAPIBaseURL",
                                                                  "PLUVO_API_BASE_URL"};
+
+// The base URL a dictionary selects, and why a value that was set was not used.
+struct BaseURLChoice {
+  std::string url;
+  // Set when the deciding key's value lacks a scheme or a host: "base URL \"127.0.0.1:8080\"
+  // (PluvoAPIBaseURL) has no scheme or host and was ignored; https://api.pluvo.app is used;
+  // write it as http://HOST:PORT".
+  std::optional<std::string> ignored;
+};
+BaseURLChoice chooseBaseURL(const InfoDictionary& info);
 
 // The base URL a dictionary selects, or kDefaultBaseURL.
 std::string resolveBaseURL(const InfoDictionary& info);

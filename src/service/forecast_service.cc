@@ -8,8 +8,16 @@
 namespace pluvo::service {
 namespace {
 
+// The dictionary's choice; a value that was set but could not be used is one log line,
+// so that a request failing against the default says why it went there.
+std::string chosen(platform::Environment& env, const InfoDictionary& info) {
+  BaseURLChoice choice = chooseBaseURL(info);
+  if (choice.ignored) env.log("Pluvo API " + *choice.ignored);
+  return choice.url;
+}
+
 std::string baseURLFor(platform::Environment& env, const std::optional<InfoDictionary>& given) {
-  if (given) return resolveBaseURL(*given);
+  if (given) return chosen(env, *given);
   std::optional<std::filesystem::path> path = findInfoDictionary();
   if (!path) return resolveBaseURL({});
   Expected<InfoDictionary> bundled = loadInfoDictionary(*path);
@@ -18,7 +26,7 @@ std::string baseURLFor(platform::Environment& env, const std::optional<InfoDicti
                  bundled.error().message);
     return resolveBaseURL({});
   }
-  return resolveBaseURL(*bundled);
+  return chosen(env, *bundled);
 }
 
 TransportConfiguration completed(platform::Environment& env, TransportConfiguration transport) {

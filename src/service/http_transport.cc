@@ -1,5 +1,8 @@
 #include "service/http_transport.h"
 
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -46,6 +49,7 @@ struct Transfer {
   curl_off_t lastDownloaded = 0;
   curl_off_t lastUploaded = 0;
   bool idle = false;
+  const std::atomic<bool>* cancelled = nullptr;  // the transport's
 };
 
 size_t onBody(char* data, size_t size, size_t count, void* user) {
@@ -89,6 +93,7 @@ size_t onHeader(char* data, size_t size, size_t count, void* user) {
 // seconds late.
 int onProgress(void* user, curl_off_t, curl_off_t downloaded, curl_off_t, curl_off_t uploaded) {
   auto* transfer = static_cast<Transfer*>(user);
+  if (transfer->cancelled && *transfer->cancelled) return 1;
   Clock::time_point now = Clock::now();
   if (downloaded != transfer->lastDownloaded || uploaded != transfer->lastUploaded) {
     transfer->lastDownloaded = downloaded;
@@ -138,6 +143,26 @@ std::optional<std::string> resolveLocation(const std::string& base, const std::s
 
 }  // namespace
 
+// curl opens and closes its sockets through these, so that the transport knows them.
+struct SocketHooks {
+  static curl_socket_t open(void* user, curlsocktype, curl_sockaddr* address) {
+    auto* transport = static_cast<HttpTransport*>(user);
+    std::lock_guard lock(transport->socketsMutex_);
+    if (transport->cancelled_) return CURL_SOCKET_BAD;
+    int fd = ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+    if (fd >= 0) transport->sockets_.insert(fd);
+    return fd >= 0 ? fd : CURL_SOCKET_BAD;
+  }
+  static int close(void* user, curl_socket_t fd) {
+    auto* transport = static_cast<HttpTransport*>(user);
+    {
+      std::lock_guard lock(transport->socketsMutex_);
+      transport->sockets_.erase(fd);
+    }
+    return ::close(fd);
+  }
+};
+
 struct HttpTransport::Curl {
   internal::CurlLibrary library;
   // libcurl locks shared data one kind at a time (connections, DNS, TLS sessions) and may hold
@@ -184,6 +209,15 @@ Expected<HttpTransport::Curl*> HttpTransport::setUpCurl() {
 }
 
 HttpTransport::~HttpTransport() = default;
+
+void HttpTransport::cancelAll() {
+  std::lock_guard lock(socketsMutex_);
+  cancelled_ = true;
+  // Shut down, not closed: curl still owns the descriptors and closes them itself; a shut-down
+  // socket wakes its poll at once with an error.
+  for (int fd : sockets_) ::shutdown(fd, SHUT_RDWR);
+  cancelledChanged_.notify_all();
+}
 
 Expected<HttpResponse> HttpTransport::get(const std::string& url,
                                           const std::vector<std::string>& headerLines,
@@ -271,7 +305,9 @@ Expected<HttpTransport::Exchange> HttpTransport::exchange(
     headers.reset(extended);
   }
 
+  auto cancelled = [&] { return fail("request to " + url + " cancelled: the program is ending"); };
   for (;;) {
+    if (cancelled_) return cancelled();
     const Clock::time_point started = Clock::now();
     if (started >= deadline) {
       return fail("request to " + url + " timed out: not finished within " +
@@ -286,6 +322,7 @@ Expected<HttpTransport::Exchange> HttpTransport::exchange(
     transfer.maxBytes = configuration_.maxResponseBytes;
     transfer.idleLimit = configuration_.requestTimeout;
     transfer.lastActivity = started;
+    transfer.cancelled = &cancelled_;
 
     CURL* h = easy.get();
     internal::curl().easy_setopt(h, CURLOPT_URL, url.c_str());
@@ -316,8 +353,13 @@ Expected<HttpTransport::Exchange> HttpTransport::exchange(
     internal::curl().easy_setopt(h, CURLOPT_XFERINFODATA, &transfer);
     internal::curl().easy_setopt(h, CURLOPT_NOPROGRESS, 0L);
     internal::curl().easy_setopt(h, CURLOPT_ERRORBUFFER, detail.data());
+    internal::curl().easy_setopt(h, CURLOPT_OPENSOCKETFUNCTION, SocketHooks::open);
+    internal::curl().easy_setopt(h, CURLOPT_OPENSOCKETDATA, this);
+    internal::curl().easy_setopt(h, CURLOPT_CLOSESOCKETFUNCTION, SocketHooks::close);
+    internal::curl().easy_setopt(h, CURLOPT_CLOSESOCKETDATA, this);
 
     CURLcode code = internal::curl().easy_perform(h);
+    if (cancelled_) return cancelled();
     if (code == CURLE_OK) {
       Exchange result;
       internal::curl().easy_getinfo(h, CURLINFO_RESPONSE_CODE, &result.status);
@@ -361,7 +403,11 @@ Expected<HttpTransport::Exchange> HttpTransport::exchange(
                   " (no connectivity within " + describeDuration(configuration_.resourceTimeout) +
                   ")");
     }
-    std::this_thread::sleep_for(pause);
+    {
+      std::unique_lock lock(socketsMutex_);
+      cancelledChanged_.wait_for(lock, pause, [&] { return cancelled_.load(); });
+    }
+    if (cancelled_) return cancelled();
     if (Clock::now() >= deadline) {
       return fail("request to " + url + " failed: " + internal::curl().easy_strerror(code) +
                   " (no connectivity within " + describeDuration(configuration_.resourceTimeout) +

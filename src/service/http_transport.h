@@ -26,16 +26,20 @@
 //   Expected<HttpResponse> r = transport.get(url, {"Accept: application/json"},
 //                                            CachePolicy::reloadIgnoringLocalCacheData);
 //
-// Thread safety: `get` may run on many threads at once. A transport must outlive its requests.
+// Thread safety: `get` and `cancelAll` may run on many threads at once. A transport must outlive
+// its requests.
 #pragma once
 
+#include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -86,6 +90,11 @@ class HttpTransport {
   Expected<HttpResponse> get(const std::string& url, const std::vector<std::string>& headerLines,
                              CachePolicy policy);
 
+  // Ends every request in flight within moments ("request to URL cancelled: the program is
+  // ending"), and every later one at once: what a program that is told to stop calls before it
+  // waits for its refreshes. Their sockets are shut down, so no wait for the network remains.
+  void cancelAll();
+
   ResponseCache& cache() { return cache_; }
   const TransportConfiguration& configuration() const { return configuration_; }
 
@@ -104,6 +113,15 @@ class HttpTransport {
   struct Curl;  // libcurl's set-up and share handle, kept out of this header
   // libcurl loaded and set up, on the first call; the error says why it cannot be.
   Expected<Curl*> setUpCurl();
+
+  // The sockets of requests in flight, so that cancelAll can shut them down; curl opens and
+  // closes them through the transport. Declared before curl_: the share handle closes its
+  // cached connections through the transport when it goes.
+  friend struct SocketHooks;
+  std::mutex socketsMutex_;
+  std::condition_variable cancelledChanged_;  // wakes a wait for connectivity
+  std::set<int> sockets_;                     // guarded by socketsMutex_
+  std::atomic<bool> cancelled_{false};
 
   const TransportConfiguration configuration_;
   std::once_flag curlOnce_;

@@ -60,13 +60,17 @@ Expected<void> checkForecastSize(const model::ChartPacket& packet);
 
 // The snapshot as shown at `at`: current conditions re-derived from the hourly point nearest to
 // the hour of `at` on the day `at` falls on, both read in the snapshot's zone (`deviceZone` when
-// the snapshot names no known zone). Unchanged when there is no such day or it has no points.
+// the snapshot names no known zone); the feels-like temperature, which no point carries, is left
+// out. Unchanged when there is no such day or it has no points.
 model::PluvoWidgetSnapshot displaySnapshot(const model::PluvoWidgetSnapshot& snapshot, Instant at,
                                            TimeZone deviceZone);
 
 // The snapshot brought into the builder's form: condition texts and symbols of days, points and
-// current conditions, the days' rain texts and the summary values re-derived. Idempotent, and a
-// snapshot fresh from `makeWidgetSnapshot` is already in this form.
+// current conditions, the days' rain texts and the summary values re-derived. Idempotent. A
+// snapshot fresh from `makeWidgetSnapshot` comes out unchanged, with two exceptions: a packet
+// without hours or days gives current conditions without a text, which read "Partly cloudy" here,
+// and hours whose time text does not read gave rain ranges in their labels, which stored points
+// do not keep (the points' clock hours are used here).
 model::PluvoWidgetSnapshot normalized(const model::PluvoWidgetSnapshot& snapshot);
 
 // A place name tidied: trimmed of white space and line breaks, its comma-separated parts trimmed,

@@ -17,6 +17,10 @@ constexpr std::string_view kSunSymbol = "sun.max.fill";
 constexpr std::string_view kPartlyCloudySymbol = "cloud.sun.fill";
 constexpr std::string_view kCloudSymbol = "cloud.fill";
 
+constexpr std::string_view kClearText = "Clear";
+constexpr std::string_view kPartlyCloudyText = "Partly cloudy";
+constexpr std::string_view kCloudyText = "Cloudy";
+
 std::string_view symbolForText(std::string_view text, double heaviestHourlyInches) {
   static constexpr std::array<std::string_view, 4> kRainWords = {"rain", "shower", "drizzle",
                                                                  "thunder"};
@@ -60,13 +64,14 @@ ConditionDescription describeCondition(std::optional<std::string_view> text,
   if (text && !trimWhitespace(*text).empty()) {
     return {std::string(*text), std::string(symbolForText(*text, heaviestHourlyInches))};
   }
-  // Without a text the condition stays absent (the views show their own word for it): the
-  // cloud cover chooses the symbol, and with no cover either the sky reads as partly cloudy.
-  std::string_view symbol = kPartlyCloudySymbol;
+  // Without a text the sky is described by the symbol the cloud cover chooses, in words the
+  // keyword rule above maps back to that same symbol (so normalizing again changes nothing); with
+  // no cover either, the sky reads as partly cloudy.
   if (cloudCover && std::isfinite(*cloudCover)) {
-    symbol = *cloudCover < 25 ? kSunSymbol : *cloudCover < 75 ? kPartlyCloudySymbol : kCloudSymbol;
+    if (*cloudCover < 25) return {std::string(kClearText), std::string(kSunSymbol)};
+    if (*cloudCover >= 75) return {std::string(kCloudyText), std::string(kCloudSymbol)};
   }
-  return {std::nullopt, std::string(symbol)};
+  return {std::string(kPartlyCloudyText), std::string(kPartlyCloudySymbol)};
 }
 
 }  // namespace pluvo::snapshot

@@ -5,11 +5,12 @@
 // (any case): thunder takes "cloud.bolt.rain.fill", light rain the app's own "pluvo.light-rain",
 // other rain "cloud.rain.fill". Otherwise "clear" or "sunny" takes "sun.max.fill", the
 // partly-cloudy words "cloud.sun.fill" ("broken cloud" the plain cloud), and the rest
-// "cloud.fill". Without a text, the cloud cover (percent) chooses: under 25 the sun, under 75
-// the sun behind a cloud, else the cloud; without either, "cloud.sun.fill".
+// "cloud.fill". Without a text, the cloud cover (percent) chooses: under 25 "Clear" with the sun,
+// under 75 "Partly cloudy" with the sun behind a cloud, else "Cloudy" with the cloud; without
+// either, "Partly cloudy" with "cloud.sun.fill". Every description thus carries a text.
 //
 //   describeCondition("Light rain", std::nullopt, 0.01);  // {"Light rain", "pluvo.light-rain"}
-//   describeCondition(std::nullopt, 80.0, 0);              // {nullopt, "cloud.fill"}
+//   describeCondition(std::nullopt, 80.0, 0);              // {"Cloudy", "cloud.fill"}
 //
 // Thread safety: pure functions.
 #pragma once
@@ -26,16 +27,14 @@ inline constexpr double kLightRainHourlyInches = 2.0 / 25.4;
 
 // A condition text and the symbol it leads to.
 struct ConditionDescription {
-  std::optional<std::string> text;  // absent when nothing describes the sky
+  std::optional<std::string> text;  // always set by describeCondition
   std::string symbolName;
   bool operator==(const ConditionDescription&) const = default;
 };
 
 // A `text` that is not blank is kept verbatim and chooses the symbol by its keywords; otherwise
-// the text stays absent and `cloudCover` (percent) chooses the symbol, or "cloud.sun.fill"
+// `cloudCover` (percent) chooses text and symbol, or "Partly cloudy" and "cloud.sun.fill"
 // without it. `heaviestHourlyInches` decides light rain against `kLightRainHourlyInches`.
-// Nothing invents a text: an hour has none, and a day or current conditions have only the
-// packet's.
 ConditionDescription describeCondition(std::optional<std::string_view> text,
                                        std::optional<double> cloudCover,
                                        double heaviestHourlyInches);

@@ -41,9 +41,11 @@ PluvoWidgetSnapshot displaySnapshot(const PluvoWidgetSnapshot& snapshot, Instant
 
   PluvoWidgetSnapshot shown = snapshot;
   PluvoWidgetCurrent& current = shown.current;
-  // The chosen point fills temperature, chance, amount, condition and symbol; the feels-like
-  // temperature stays, as points carry none.
+  // The chosen point fills temperature, chance, amount, condition and symbol. Points carry no
+  // feels-like temperature, and the stored one belongs to the hour the snapshot was built at:
+  // beside another hour's temperature it would contradict it ("65°, feels 86°"), so it goes.
   current.temperature = chosen->temperature;
+  current.feelsLike.reset();
   current.rainChance = chosen->rainChance;
   current.rainAmount = chosen->rainAmount;
   ConditionDescription d =

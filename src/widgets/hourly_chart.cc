@@ -22,9 +22,12 @@ using render::Rect;
 constexpr double kPlateRadius = 3;
 constexpr double kLabelGap = 1;  // plate to hour labels
 constexpr Color kPlate = render::named::white.opacity(0.06);
-// Night over the plate: a deep indigo, lighter in twilight.
-constexpr Color kNight = render::rgb255(0x03, 0x05, 0x14).opacity(0.72);
-constexpr Color kTwilight = render::rgb255(0x03, 0x05, 0x14).opacity(0.36);
+// Night over the plate: an indigo, bluer than the widget's navy so that a night plate never
+// melts into the background beside it, lighter in twilight; and a faint edge around the plate.
+constexpr Color kNight = render::rgb255(0x0e, 0x10, 0x38).opacity(0.82);
+constexpr Color kTwilight = render::rgb255(0x0e, 0x10, 0x38).opacity(0.4);
+constexpr Color kPlateEdge = render::named::white.opacity(0.11);
+constexpr double kPlateEdgeWidth = 0.75;
 constexpr Color kObserved = render::palette::widgetSecondaryText.opacity(0.16);
 constexpr double kHatchPitch = 3.2;
 constexpr Color kGrid = render::named::white.opacity(0.07);
@@ -340,6 +343,12 @@ void layoutHourlyChart(const LayoutContext& context, const ChartScales& scales,
                                   span.dark ? kNight : kTwilight, 0, row)));
     }
   }
+  {
+    render::Path edge;
+    edge.addRoundedRect(plate.inset(kPlateEdgeWidth / 2), kPlateRadius - kPlateEdgeWidth / 2);
+    out.push_back(strokeElement(ElementRole::chartPlateEdge, std::move(edge), kPlateEdge,
+                                kPlateEdgeWidth, row));
+  }
 
   // The observed hours: one band from the first to the last observed hour.
   std::optional<double> observedFrom, observedTo;
@@ -499,8 +508,9 @@ void layoutHourlyChart(const LayoutContext& context, const ChartScales& scales,
                                                          .weight = render::FontWeight::semibold,
                                                          .monospacedDigits = true});
       Point at{xOf(axis.slotOfWallHour(hour)) - label.width() / 2, plate.maxY() + kLabelGap};
+      // 0.74 of the secondary colour: 5:1 on the navy, past the 4.5:1 small text needs.
       out.push_back(textElement(ElementRole::chartHourLabel, std::move(label), at,
-                                render::palette::widgetSecondaryText.opacity(0.62), row));
+                                render::palette::widgetSecondaryText.opacity(0.74), row));
     }
   }
 }

@@ -63,6 +63,8 @@ std::string_view elementRoleName(ElementRole role) {
       return "chartPlate";
     case ElementRole::chartNight:
       return "chartNight";
+    case ElementRole::chartPlateEdge:
+      return "chartPlateEdge";
     case ElementRole::chartObserved:
       return "chartObserved";
     case ElementRole::chartGrid:

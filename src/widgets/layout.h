@@ -65,6 +65,7 @@ enum class ElementRole {
   // The hourly chart of a day.
   chartPlate,
   chartNight,
+  chartPlateEdge,  // the plate's outline, so that a dark night never reads as the chart's end
   chartObserved,
   chartGrid,
   chartRainBar,

@@ -151,19 +151,53 @@ WidgetLayout layoutMediumToday(const WidgetLayoutConstants& k,
   out[factsAt].frame = facts;
   y += factsHeight;
 
-  // Today's rain line goes at the bottom of the column, level with the chart's floor.
+  // Today's rain line goes at the bottom of the column, level with the chart's floor: the drop,
+  // the chance, the amount and the timing, one gap apart. When they do not fit the column, the
+  // whole line shrinks evenly (gaps included) until its smallest text reaches the type scale's
+  // minimum; past that the timing takes its own line under the chance. A time range is never
+  // cut.
   WidgetRainSummary summary = makeRainSummary(&day, metric);
   Color emphasis = summary.hasUsefulRain ? render::palette::accent : tone::secondary(0.88);
-  TextLine chance =
-      render::layoutText(summary.chanceText, typeFont(rain.chanceSize, FontWeight::black, true));
-  const Font small = typeFont(rain.chanceSize * 0.86, FontWeight::heavy, true);
+  const double dropWidth = render::symbolSize("drop.fill", rain.dropSize).width;
+  constexpr double kSmallShare = 0.86;  // amount and timing, of the chance's size
+  auto rowWidth = [&](double scale, bool withDetail) {
+    auto width = [&](const std::string& text, double size, FontWeight weight) {
+      return render::layoutText(text, typeFont(size * scale, weight, true)).width();
+    };
+    double w = (dropWidth + 3 + rain.spacing) * scale +
+               width(summary.chanceText, rain.chanceSize, FontWeight::black) +
+               width(summary.amountText, rain.chanceSize * kSmallShare, FontWeight::heavy);
+    if (withDetail) {
+      w += rain.spacing * scale +
+           width(summary.detailText, rain.chanceSize * kSmallShare, FontWeight::heavy);
+    }
+    return w;
+  };
+  const double minimumScale = type::kMinimum / (rain.chanceSize * kSmallShare);
+  double rowScale = 1;
+  bool detailOwnLine = false;
+  if (double full = rowWidth(1, true); full > columnWidth) {
+    // Widths are linear in the size (hinting is off); the check below catches rounding.
+    rowScale = std::max(minimumScale, columnWidth / full);
+    while (rowScale > minimumScale && rowWidth(rowScale, true) > columnWidth) rowScale -= 0.01;
+    if (rowWidth(rowScale, true) > columnWidth) {
+      detailOwnLine = true;
+      rowScale = std::clamp(columnWidth / rowWidth(1, false), minimumScale, 1.0);
+    }
+  }
+  TextLine chance = render::layoutText(
+      summary.chanceText, typeFont(rain.chanceSize * rowScale, FontWeight::black, true));
+  const Font small = typeFont(rain.chanceSize * kSmallShare * rowScale, FontWeight::heavy, true);
   TextLine amount = render::layoutText(summary.amountText, small);
+  TextLine detail = render::layoutText(summary.detailText, small);
+  const double gap = rain.spacing * rowScale;
+  const double rainHeight = chance.height() + (detailOwnLine ? detail.height() : 0);
 
   // The overlays' values between them, where the column has the room (the chart and its legend
   // still show the overlays when it has not).
   const double metricHeight =
       render::layoutText("0", typeFont(kMetricSize, FontWeight::heavy, true)).height();
-  if (y + 2 + metricHeight + 2 + chance.height() <= body.maxY()) {
+  if (y + 2 + metricHeight + 2 + rainHeight <= body.maxY()) {
     x = left;
     bool metricLine = false;
     for (const ChartOverlay* overlay : context.overlays) {
@@ -184,29 +218,34 @@ WidgetLayout layoutMediumToday(const WidgetLayoutConstants& k,
   }
 
   const double top3 =
-      std::clamp(body.maxY() - hourLabelStripHeight() - chance.height() + 2,
-                 std::min(y + 2, body.maxY() - chance.height()), body.maxY() - chance.height());
+      std::clamp(body.maxY() - hourLabelStripHeight() - rainHeight + 2,
+                 std::min(y + 2, body.maxY() - rainHeight), body.maxY() - rainHeight);
   const double baseline3 = top3 + chance.baseline();
   size_t groupAt = out.size();
   out.push_back(
       groupElement(ElementRole::rainLineGroup, {}, rainLineAccessibilityLabel(summary), 0));
-  out.push_back(symbolElement(
-      ElementRole::rainDrop, "drop.fill",
-      {left + render::symbolSize("drop.fill", rain.dropSize).width / 2, top3 + chance.height() / 2},
-      rain.dropSize, emphasis, 0));
-  x = left + render::symbolSize("drop.fill", rain.dropSize).width + 3;
+  out.push_back(symbolElement(ElementRole::rainDrop, "drop.fill",
+                              {left + dropWidth * rowScale / 2, top3 + chance.height() / 2},
+                              rain.dropSize * rowScale, emphasis, 0));
+  x = left + (dropWidth + 3) * rowScale;
   auto onBaseline3 = [&](ElementRole role, TextLine line, Color color, double gapAfter) {
     double w = line.width();
     Point at{x, baseline3 - line.baseline()};
     out.push_back(textElement(role, std::move(line), at, color, 0));
     x += w + gapAfter;
   };
-  onBaseline3(ElementRole::rainChance, std::move(chance), emphasis, rain.spacing);
+  const double chanceX = x;
+  onBaseline3(ElementRole::rainChance, std::move(chance), emphasis, gap);
   onBaseline3(ElementRole::rainAmount, std::move(amount),
-              render::palette::rain.opacity(summary.hasUsefulRain ? 1.0 : 0.7), rain.spacing);
-  if (right - x >= type::kMinimum) {
-    onBaseline3(ElementRole::rainDetail, fittedText(summary.detailText, small, right - x, 0.75),
-                tone::secondary(0.85), 0);
+              render::palette::rain.opacity(summary.hasUsefulRain ? 1.0 : 0.7), gap);
+  if (detailOwnLine) {
+    // Under the chance, cut only when even its own line is too narrow (a column of a few points).
+    TextLine own = fittedText(summary.detailText, small, right - chanceX, 1);
+    out.push_back(textElement(ElementRole::rainDetail, std::move(own),
+                              {chanceX, top3 + rainHeight - detail.height()}, tone::secondary(0.85),
+                              0));
+  } else {
+    onBaseline3(ElementRole::rainDetail, std::move(detail), tone::secondary(0.85), 0);
   }
   Rect group = out[groupAt + 1].frame;
   for (size_t e = groupAt + 2; e < out.size(); ++e) group = unionRect(group, out[e].frame);

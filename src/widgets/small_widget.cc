@@ -6,6 +6,7 @@
 #include "render/logo.h"
 #include "render/symbols.h"
 #include "widgets/daily_blocks.h"
+#include "widgets/widget_parts.h"
 
 namespace pluvo::widgets {
 
@@ -48,6 +49,7 @@ constexpr double kRuleHeight = 24;
 constexpr double kClockSize = 7.5;
 constexpr double kDetailSize = 10.5;
 constexpr double kDetailMinimumScale = 0.62;
+constexpr double kStampGap = 6;  // between the timing and the data-age stamp
 
 Color secondary(double opacity) { return palette::widgetSecondaryText.opacity(opacity); }
 
@@ -57,7 +59,8 @@ Rect lineBox(const TextLine& line, double x, double y) {
 
 }  // namespace
 
-SmallWidgetLayout layoutSmallWidget(const model::PluvoWidgetSnapshot& snapshot, Rect frame) {
+SmallWidgetLayout layoutSmallWidget(const model::PluvoWidgetSnapshot& snapshot, Instant entryDate,
+                                    TimeZone deviceZone, Rect frame) {
   SmallWidgetLayout l;
   l.frame = frame;
   l.content = frame.inset(kSmallWidgetPadding);
@@ -78,16 +81,35 @@ SmallWidgetLayout layoutSmallWidget(const model::PluvoWidgetSnapshot& snapshot, 
   l.location = lineBox(l.locationText, c.x + kLogoWidth + kHeaderSpacing,
                        c.y + (headerHeight - l.locationText.height()) / 2);
 
+  // Once the data is old, its stamp ends the timing line: right beside the rain it dates.
+  TimeZone zone = snapshot.resolvedTimeZone(deviceZone);
+  if (!zone) zone = findTimeZone("UTC");
+  DataAgeStamp stamp = dataAgeStamp(snapshot.updatedAt, entryDate, zone);
+  double stampRoom = 0;
+  if (stamp.stale) {
+    l.stampText =
+        layoutText(stamp.text,
+                   {.size = type::kStamp, .weight = FontWeight::semibold, .monospacedDigits = true},
+                   {.maxWidth = c.width / 2});
+    l.stampColor = stamp.color;
+    stampRoom = l.stampText.width() + kStampGap;
+  }
+
   // Strip, from the bottom up: the timing line, then the metrics row above it.
   double clockWidth = render::symbolSize("clock.fill", kClockSize).width;
   l.detailText =
       layoutText(l.summary.detailText, {.size = kDetailSize, .weight = FontWeight::heavy},
-                 {.maxWidth = std::max(0.0, c.width - clockWidth - kTimingGap),
+                 {.maxWidth = std::max(0.0, c.width - clockWidth - kTimingGap - stampRoom),
                   .minimumScaleFactor = kDetailMinimumScale});
   double timingTop = c.maxY() - l.detailText.height();
   l.clock = Rect::centred({c.x + clockWidth / 2, timingTop + l.detailText.height() / 2},
                           render::symbolSize("clock.fill", kClockSize));
   l.detail = lineBox(l.detailText, c.x + clockWidth + kTimingGap, timingTop);
+  if (stamp.stale) {
+    double baseline = timingTop + l.detailText.baseline();
+    l.stamp =
+        lineBox(l.stampText, c.maxX() - l.stampText.width(), baseline - l.stampText.baseline());
+  }
 
   double dropWidth = render::symbolSize("drop.fill", kDropSize).width;
   double metricWidth = std::max(0.0, (c.width - 2 * kMetricGap - kRuleWidth) / 2);
@@ -137,12 +159,22 @@ SmallWidgetLayout layoutSmallWidget(const model::PluvoWidgetSnapshot& snapshot, 
   render::Size iconFrame = conditionIconFrame(l.currentSymbol, kIconSize, kIconFrameWidth);
   l.icon = {c.maxX() - iconFrame.width, blockTop + (stackHeight - iconFrame.height) / 2,
             iconFrame.width, iconFrame.height};
+
+  std::string& text = l.accessibilityText;
+  text = render::kPluvoLogoMarkAccessibilityLabel;
+  if (!snapshot.locationName.empty()) text += ", " + snapshot.locationName;
+  text += ", " + temperatureWithDegreeText(snapshot.current.temperature, l.usesMetricUnits);
+  text += ", " + snapshot.current.condition.value_or("Forecast");
+  text += ", " + l.summary.chanceText + " chance, " + l.summary.amountText + " rain, " +
+          l.summary.detailText;
+  if (stamp.stale) text += ", " + stamp.accessibilityLabel;
   return l;
 }
 
 void drawSmallWidget(render::Canvas& canvas, const SmallWidgetLayout& l) {
   render::drawPluvoLogoMark(canvas, l.logo);
   canvas.drawTextAt(l.locationText, {l.location.x, l.location.y}, palette::widgetSecondaryText);
+  if (l.stamp.width > 0) canvas.drawTextAt(l.stampText, {l.stamp.x, l.stamp.y}, l.stampColor);
 
   canvas.drawTextAt(l.temperatureText, {l.temperature.x, l.temperature.y}, render::named::white);
   canvas.drawTextAt(l.conditionText, {l.condition.x, l.condition.y}, palette::widgetSecondaryText);
@@ -160,19 +192,6 @@ void drawSmallWidget(render::Canvas& canvas, const SmallWidgetLayout& l) {
   render::drawSymbol(canvas, "clock.fill", l.clock.center(), kClockSize,
                      {.tint = l.usefulRain ? palette::accent.opacity(0.92) : timing});
   canvas.drawTextAt(l.detailText, {l.detail.x, l.detail.y}, timing);
-}
-
-std::string smallWidgetAccessibilityText(const model::PluvoWidgetSnapshot& snapshot) {
-  bool metric = snapshot.usesMetricUnits();
-  const model::PluvoWidgetDay* today = snapshot.days.empty() ? nullptr : &snapshot.days.front();
-  WidgetRainSummary summary = makeRainSummary(today, metric);
-  std::string text(render::kPluvoLogoMarkAccessibilityLabel);
-  if (!snapshot.locationName.empty()) text += ", " + snapshot.locationName;
-  text += ", " + temperatureWithDegreeText(snapshot.current.temperature, metric);
-  text += ", " + snapshot.current.condition.value_or("Forecast");
-  text +=
-      ", " + summary.chanceText + " chance, " + summary.amountText + " rain, " + summary.detailText;
-  return text;
 }
 
 }  // namespace pluvo::widgets

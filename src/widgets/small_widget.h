@@ -13,9 +13,13 @@
 // metrics and the rule, 4 above the timing line and after the clock) and the timing line's
 // opacity (0.92 with useful rain, 0.8 without).
 //
-//   SmallWidgetLayout layout = layoutSmallWidget(snapshot, {0, 0, 170, 170});
-//   drawSmallWidget(canvas, layout);
-//   smallWidgetAccessibilityText(snapshot);  // "Pluvo, Houston, TX, 74°, Partly cloudy, ..."
+// Once the data is old (4 hours, as the other layouts judge it), the timing line ends in the same
+// orange data-age stamp as their headers ("as of Thu 3:00p"): the strip's day is the first stored
+// day, which may be yesterday's, and nobody should read it as today's. Fresh data has no stamp.
+//
+//   SmallWidgetLayout layout = layoutSmallWidget(snapshot, entryDate, deviceZone, {0, 0, 170,
+//   170}); drawSmallWidget(canvas, layout); smallWidgetAccessibilityText(layout);  // "Pluvo,
+//   Houston, TX, 74°, Partly cloudy, ..."
 //
 // Thread safety: as the canvas (render/canvas.h); the layout holds text laid out on the calling
 // thread.
@@ -24,8 +28,11 @@
 #include <optional>
 #include <string>
 
+#include "base/calendar.h"
+#include "base/instant.h"
 #include "model/widget_snapshot.h"
 #include "render/canvas.h"
+#include "render/color.h"
 #include "render/geometry.h"
 #include "render/text.h"
 #include "widgets/day_texts.h"
@@ -41,6 +48,7 @@ struct SmallWidgetLayout {
   bool usefulRain = false;  // today's rain chance >= 20 or amount > 0 (false without a day)
   WidgetRainSummary summary;
   std::string currentSymbol;
+  std::string accessibilityText;  // what the widget says, in reading order
 
   // Header: the mark, then the place.
   render::Rect logo;
@@ -59,8 +67,11 @@ struct SmallWidgetLayout {
   render::Rect amountLabel;
   render::Rect clock;
   render::Rect detail;
+  render::Rect stamp;  // the data-age stamp at the timing line's end; empty while data is fresh
+  render::Color stampColor;
 
   render::TextLine locationText;
+  render::TextLine stampText;
   render::TextLine temperatureText;
   render::TextLine conditionText;
   render::TextLine chanceText;
@@ -70,15 +81,13 @@ struct SmallWidgetLayout {
   render::TextLine detailText;
 };
 
-// Lays the widget out in `frame` (normally 170x170 points at the origin). Today is the first of
-// `days`; without days the strip shows "0%", the unit's zero amount and "unavailable".
-SmallWidgetLayout layoutSmallWidget(const model::PluvoWidgetSnapshot& snapshot, render::Rect frame);
+// Lays the widget out in `frame` (normally 170x170 points at the origin) for the entry at
+// `entryDate`; the snapshot's zone (else `deviceZone`, else UTC) dates the stamp. Today is the
+// first of `days`; without days the strip shows "0%", the unit's zero amount and "unavailable".
+SmallWidgetLayout layoutSmallWidget(const model::PluvoWidgetSnapshot& snapshot, Instant entryDate,
+                                    TimeZone deviceZone, render::Rect frame);
 
 // Draws the layout's content (not the background: the root view paints that).
 void drawSmallWidget(render::Canvas& canvas, const SmallWidgetLayout& layout);
-
-// What the widget says, in reading order: "Pluvo, Houston, TX, 74°, Partly cloudy, 22% chance,
-// 0.03\" rain, 3-4p".
-std::string smallWidgetAccessibilityText(const model::PluvoWidgetSnapshot& snapshot);
 
 }  // namespace pluvo::widgets

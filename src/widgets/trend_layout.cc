@@ -22,7 +22,7 @@ using render::TextLine;
 
 constexpr double kChartGap = 10;  // the blocks to the chart
 
-// The sizes of one block size, with the type scale's floor applied.
+// The sizes of one block size: the daily blocks' named sizes, and our own gaps and shares.
 struct RowStyle {
   ConditionSummaryMetrics condition;
   CompactRainLineMetrics rain;
@@ -99,9 +99,11 @@ WidgetLayout layoutTrend(const WidgetLayoutConstants& k, const model::PluvoWidge
   const double between = 2 * k.rowSpacing + k.rowSeparatorHeight;
   auto rowHeightFor = [&](int slots) { return (body.height - (slots - 1) * between) / slots; };
 
-  // Row slots: fixed for the medium and 3-day kinds; the 5-day kind fits what it can.
+  // Row slots: fixed for the medium and 3-day kinds; the 5-day kind fits what it can of five.
+  // Rows keep that height when fewer days are left: the slots past them stay empty (the first
+  // says why) rather than a few rows stretching over the widget.
   const int available = static_cast<int>(context.days.size());
-  int slots = medium ? 2 : k.fixedDayCount.value_or(std::min(available, kFiveDayMaximum));
+  int slots = medium ? 2 : k.fixedDayCount.value_or(kFiveDayMaximum);
   slots = std::max(1, slots);
   double rowHeight = rowHeightFor(slots);
   if (!medium && !k.fixedDayCount) {
@@ -111,11 +113,6 @@ WidgetLayout layoutTrend(const WidgetLayoutConstants& k, const model::PluvoWidge
   }
   const int shown = std::min(slots, available);
   layout.dayRows = shown;
-  // The 5-day kind with fewer days says so under its rows, where a slot's room is left.
-  if (!medium && !k.fixedDayCount && shown < kFiveDayMaximum) {
-    double used = shown * rowHeight + (shown - 1) * between;
-    if (body.height - used - between >= 24) ++slots;
-  }
 
   // Texts of every row, then the columns they share.
   const ConditionSummaryMetrics& m = s.condition;
@@ -134,16 +131,16 @@ WidgetLayout layoutTrend(const WidgetLayoutConstants& k, const model::PluvoWidge
     r.date =
         render::layoutText(day.dateLabel, typeFont(s.dayLabelSize, FontWeight::semibold, true));
     r.high = render::layoutText(temperatureText(day.high, context.usesMetricUnits),
-                                typeFont(m.highSize, FontWeight::black, true));
-    r.highLabel = render::layoutText("H", typeFont(m.labelSize, FontWeight::black));
+                                namedFont(m.highSize, FontWeight::black, true));
+    r.highLabel = render::layoutText("H", namedFont(m.labelSize, FontWeight::black));
     r.low = render::layoutText(temperatureText(day.low, context.usesMetricUnits),
-                               typeFont(m.lowSize, FontWeight::black, true));
-    r.lowLabel = render::layoutText("L", typeFont(m.labelSize, FontWeight::black));
+                               namedFont(m.lowSize, FontWeight::black, true));
+    r.lowLabel = render::layoutText("L", namedFont(m.labelSize, FontWeight::black));
     r.speed = render::layoutText(windSpeedText(day.windSpeed, context.usesMetricUnits),
-                                 typeFont(m.windSize, FontWeight::black, true));
+                                 namedFont(m.windSize, FontWeight::black, true));
     r.rain = makeRainSummary(&day, context.usesMetricUnits);
-    r.chance =
-        render::layoutText(r.rain.chanceText, typeFont(s.rain.chanceSize, FontWeight::black, true));
+    r.chance = render::layoutText(r.rain.chanceText,
+                                  namedFont(s.rain.chanceSize, FontWeight::black, true));
     r.amount = render::layoutText(r.rain.amountText, amountFont);
     r.detail = r.rain.detailText;
     for (const ChartOverlay* overlay : context.overlays) {
@@ -285,9 +282,8 @@ WidgetLayout layoutTrend(const WidgetLayoutConstants& k, const model::PluvoWidge
     double rotation = day.windDirection && std::isfinite(*day.windDirection)
                           ? std::fmod(*day.windDirection + 180, 360)
                           : 0;
-    out.push_back(symbolElement(ElementRole::windArrow, "arrow.up", arrowCentre,
-                                std::max(type::kMinimum, m.windSize), tone::secondary(0.9), i,
-                                rotation));
+    out.push_back(symbolElement(ElementRole::windArrow, "arrow.up", arrowCentre, m.windSize,
+                                tone::secondary(0.9), i, rotation));
     w = r.speed.width();
     out.push_back(textElement(ElementRole::windSpeed, std::move(r.speed), {speedRight - w, top2},
                               tone::secondary(0.9), i));
@@ -311,8 +307,8 @@ WidgetLayout layoutTrend(const WidgetLayoutConstants& k, const model::PluvoWidge
     out.push_back(
         groupElement(ElementRole::rainLineGroup, {}, rainLineAccessibilityLabel(r.rain), i));
     out.push_back(symbolElement(ElementRole::rainDrop, "drop.fill",
-                                {iconColumn + m.iconFrameWidth / 2, top3 + l3 / 2},
-                                std::max(type::kMinimum, s.rain.dropSize), emphasis, i));
+                                {iconColumn + m.iconFrameWidth / 2, top3 + l3 / 2}, s.rain.dropSize,
+                                emphasis, i));
     w = r.chance.width();
     onBaseline(ElementRole::rainChance, std::move(r.chance), chanceRight - w, baseline3, emphasis);
     w = r.amount.width();

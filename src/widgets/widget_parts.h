@@ -53,8 +53,15 @@ inline constexpr double kHourLabel = 8;  // the charts' hour labels
 }  // namespace type
 
 // A font of the type scale: `size` points, never under type::kMinimum; `digits`: tabular figures.
+// For the sizes our layouts choose.
 inline render::Font typeFont(double size, render::FontWeight weight, bool digits = false) {
   return {.size = std::max(type::kMinimum, size), .weight = weight, .monospacedDigits = digits};
+}
+
+// A font of a size the product names for a daily block (the 7-point "H" and "L" of a compact
+// row): exactly that size, the floor of the type scale notwithstanding.
+inline render::Font namedFont(double size, render::FontWeight weight, bool digits = false) {
+  return {.size = size, .weight = weight, .monospacedDigits = digits};
 }
 
 // Colours beyond the shared palette.

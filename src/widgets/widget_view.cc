@@ -37,8 +37,9 @@ std::string drawWidgetContent(render::Canvas& canvas, render::Rect frame,
                               TimeZone deviceZone) {
   WidgetLayoutConstants constants = layoutFor(widget.family, widget.variant);
   if (constants.layout == LayoutKind::small) {
-    drawSmallWidget(canvas, layoutSmallWidget(shownSnapshot, frame));
-    return smallWidgetAccessibilityText(shownSnapshot);
+    SmallWidgetLayout layout = layoutSmallWidget(shownSnapshot, entryDate, deviceZone, frame);
+    drawSmallWidget(canvas, layout);
+    return layout.accessibilityText;
   }
   WidgetLayout layout = layoutWidget(constants, shownSnapshot, entryDate, deviceZone, frame);
   paintLayout(canvas, layout);
@@ -53,7 +54,7 @@ Expected<RenderedWidget> renderWidget(std::string_view kind,
     return fail("unknown widget kind \"" + std::string(kind) + "\"; use one of " + knownKinds());
   }
   render::Size size = options.size.value_or(familySize(widget->family));
-  auto canvas = render::Canvas::create(options.format, size, options.scale);
+  auto canvas = render::Canvas::create(options.format, size, options.scale, options.epaper);
   if (!canvas) return std::unexpected(canvas.error());
   // The container background of every widget, edge to edge.
   canvas->fillRect(canvas->bounds(), render::palette::widgetBackground);

@@ -34,8 +34,9 @@ namespace pluvo::widgets {
 struct RenderOptions {
   double scale = 3;  // pixels per point (PNG)
   render::ImageFormat format = render::ImageFormat::png;
-  std::optional<render::Size> size;  // points; absent: the family's size
-  TimeZone deviceZone = nullptr;     // stands in for a snapshot without a zone; nullptr: UTC
+  std::optional<render::Size> size;      // points; absent: the family's size
+  TimeZone deviceZone = nullptr;         // stands in for a snapshot without a zone; nullptr: UTC
+  std::optional<render::EPaper> epaper;  // PNG only: black ink on white, 1 bit (render/canvas.h)
 };
 
 struct RenderedWidget {

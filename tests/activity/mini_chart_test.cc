@@ -172,6 +172,26 @@ TEST(MiniChart, LabelsOfTheFullChartKeepClearOfEachOther) {
     }
   }
 
+  // Heavy rain beside "now" under a high curve: no spot is clear of the curve, so the amount
+  // stands above its bar across the curve, never over the "now" line, a bar or a label.
+  std::vector<HourPoint> heavy;
+  for (double amount : {0.1, 1.2, 2.4, 1.8, 0.7}) {
+    heavy.push_back({0, at("2026-11-17T16:00:00Z") + 3600.0 * double(heavy.size()), amount, 85});
+  }
+  const MiniChart c = chart(heavy, 332, 57, false, kNow);
+  ASSERT_TRUE(c.peakLabel.has_value());
+  EXPECT_EQ(c.peakLabel->text, "2.40″");
+  const Rect label = c.peakLabel->frame();
+  const Rect tallest = std::ranges::max(c.bars, {}, &MiniChart::Bar::amount).rect;
+  EXPECT_LE(label.bottom(), tallest.y);
+  EXPECT_TRUE(label.x < tallest.right() && tallest.x < label.right());  // over its bar
+  for (const auto& other : {c.topLabel, c.zeroLabel, c.nowMarker->label}) {
+    EXPECT_FALSE(other && label.overlaps(other->frame())) << other->text;
+  }
+  for (const auto& bar : c.bars) EXPECT_FALSE(label.overlaps(bar.rect)) << bar.amount;
+  const double marker = c.nowMarker->line.from.x;
+  EXPECT_FALSE(label.x < marker + 1.6 && marker - 1.6 < label.right());
+
   // No chances: "0%"; a chart too short for a separate "0"; a compact chart has no labels.
   MiniChart empty = chart({}, 300, 30, false);
   EXPECT_EQ(empty.topLabel->text, "0%");

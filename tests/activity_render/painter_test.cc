@@ -115,7 +115,7 @@ TEST(ActivityPainter, TheCopyLinesBarIsARuleInTheCellTheMeasureGaveIt) {
   }
 }
 
-TEST(ActivityPainter, StyledTextKeepsWholeFactsThenShrinksThenTruncates) {
+TEST(ActivityPainter, StyledTextWrapsThenShrinksThenTruncatesAndNeverDropsAFact) {
   const Font font{14, activity::kSemibold};
   const activity::Paint rain = activity::paint("#7dd3fc"), faint = activity::paint("#ffffff", 0.34);
   const std::vector<TextRun> copy = {{"0.65″ until 2 PM", rain},
@@ -142,13 +142,16 @@ TEST(ActivityPainter, StyledTextKeepsWholeFactsThenShrinksThenTruncates) {
   // clang-format off
   const Case cases[] = {
       {"fits", copy, w(all) + 1, 1, 1, {all}, 1},
-      {"wraps at a bar, which is left out", copy, w(two) + 1, 2, 0.7, {two, "0.21″ earlier"}, 1},
+      {"wraps at a bar, which ends the line", copy, w(two + " │") + 1, 2, 0.7,
+       {two + " │", "0.21″ earlier"}, 1},
       {"shrinks on one line", copy, w(all) * 0.8, 1, 0.7, {all}, 0.8},
-      // The watch banner: three facts would need 9-point text; two stay at 14 points.
-      {"leaves out the fact that does not fit", copy, narrow, 2, 0.65,
-       {"0.65″ until 2 PM", "85% chance 11 AM"}, 1},
+      // The watch banner: all three facts, shrunk, and cut with "…" at the minimum scale.
+      {"breaks between words before leaving out a fact", copy, narrow, 2, 0.65,
+       {"0.65″ until 2 PM │ 85%", "chance 11 AM │ 0.21″ earlier"}, 0.67, false},
+      {"shrinks to the minimum, then ends in an ellipsis", copy, narrow, 1, 0.65, {all}, 0.65,
+       true},
       {"a lone fact breaks at its dot rather than shrink further", onset,
-       w("coming in 1 hr 25 min") * 0.9, 2, 0.65, {"<0.01″", "coming in 1 hr 25 min"}, 0.9},
+       w("coming in 1 hr 25 min") * 0.9, 2, 0.65, {"<0.01″ ·", "coming in 1 hr 25 min"}, 0.9},
       {"a fact too long for its lines is cut with an ellipsis", {copy[2]},
        w("85% chance 11 AM") / 3, 2, 0.7, {"85%", "chance 11 AM"}, 0.7, true},
   };
@@ -165,13 +168,13 @@ TEST(ActivityPainter, StyledTextKeepsWholeFactsThenShrinksThenTruncates) {
     std::vector<std::string> lines;
     for (const auto& line : fitting.lines) lines.push_back(plainText(line));
     EXPECT_EQ(lines, c.lines);
-    EXPECT_NEAR(fitting.scale, c.scale, 1e-4);
+    EXPECT_NEAR(fitting.scale, c.scale, 0.005);
     EXPECT_EQ(fitting.truncated, c.truncated);
   }
-  // Runs keep their paints across a break.
-  EXPECT_EQ(fitText({copy, font, {0, 0, narrow, 40}, 14, activity::TextAlignment::kLeading, 2, 1})
-                .lines.at(1),
-            (std::vector<TextRun>{copy[2]}));
+  // Runs keep their paints across a break, the bar its own.
+  EXPECT_EQ(fitText({copy, font, {0, 0, narrow, 40}, 14, activity::TextAlignment::kLeading, 3, 1})
+                .lines.at(0),
+            (std::vector<TextRun>{copy[0], {" │", faint}}));
 }
 
 }  // namespace

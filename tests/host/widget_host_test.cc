@@ -107,5 +107,46 @@ TEST_F(WidgetHostTest, DrawnPicturesAndAnInProcessReload) {
   EXPECT_EQ(status, 0);
 }
 
+TEST_F(WidgetHostTest, OneRoundReadsStorageOnceForAllFiveKinds) {
+  // A snapshot file that does not decode: its failure line is the trace of each read.
+  fs::create_directories(system.containerPath());
+  testing::writeFileBytes(system.containerPath() / "pluvo-widget-snapshot.json", "{broken");
+  HostOptions options{.outDir = out, .once = true};
+  auto host = WidgetHost::open(env, provider, std::move(options));
+  ASSERT_TRUE(host.has_value()) << host.error().message;
+  EXPECT_EQ((*host)->run(), 0);
+  int reads = 0;
+  for (const std::string& line : system.logger.lines()) {
+    reads += line.starts_with(
+        "Pluvo widget snapshot load failed at pluvo-widget-snapshot.json: invalid");
+  }
+  EXPECT_EQ(reads, 1) << ::testing::PrintToString(system.logger.lines());
+  for (const char* kind : {"PluvoCurrentSmallWidget", "PluvoFiveDayLargeWidget"}) {
+    EXPECT_TRUE(fs::exists(out / (std::string(kind) + ".json"))) << kind;
+  }
+}
+
+TEST_F(WidgetHostTest, RefusesToDrawAnActivityThroughALinkPlantedInTheOutput) {
+  const fs::path elsewhere = root.path() / "elsewhere";
+  fs::create_directories(elsewhere);
+  fs::create_directories(out / "activities");
+  fs::create_symlink(elsewhere, out / "activities" / "A1");
+  fs::create_directories(system.containerPath() / "LiveActivities");
+  testing::writeFileBytes(system.containerPath() / "LiveActivities" / "rain.json", "state");
+  const Instant windowEnd = env.now() + 3600;
+  HostOptions options{.outDir = out,
+                      .once = true,
+                      .activityDrawer = [&](std::string_view, Instant) -> Expected<DrawnActivity> {
+                        return DrawnActivity{"A1", windowEnd, {{"lock.png", "PNG", "{}"}}};
+                      }};
+  auto host = WidgetHost::open(env, provider, std::move(options));
+  ASSERT_TRUE(host.has_value()) << host.error().message;
+  EXPECT_EQ((*host)->run(), 0);
+  EXPECT_TRUE(fs::is_empty(elsewhere));
+  EXPECT_THAT(system.logger.lines(),
+              Contains("Pluvo widget host will not draw into " + (out / "activities/A1").string() +
+                       ": it is a symbolic link; remove it to have the activity drawn"));
+}
+
 }  // namespace
 }  // namespace pluvo::host

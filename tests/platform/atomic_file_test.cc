@@ -60,6 +60,28 @@ TEST_F(AtomicFileTest, ReplacementWritesPrivateFilesInPrivateFoldersAndLeavesNot
   EXPECT_EQ(entriesOf(nested.parent_path()), std::set<std::string>{nested.filename()});
 }
 
+TEST_F(AtomicFileTest, FilesForOthersAreReadableAReplacedFileKeepsItsModeAndLinksAreReplaced) {
+  const fs::path image = root.path() / "PluvoCurrentSmallWidget.png";
+  mode_t previous = ::umask(077);
+  EXPECT_EQ(errorOf(writeFileAtomically(image, "png", FileAccess::everyoneReads)), "no error");
+  ::umask(previous);
+  EXPECT_EQ(modeOf(image), 0644);
+  ASSERT_EQ(::chmod(image.c_str(), 0640), 0);
+  EXPECT_EQ(errorOf(writeFileAtomically(image, "png 2", FileAccess::everyoneReads)), "no error");
+  EXPECT_EQ(errorOf(writeFileAtomically(target, "private")), "no error");
+  EXPECT_EQ(modeOf(image), 0640);  // the owner's choice stays
+  // A link planted at the target is replaced by the file; its destination stays untouched.
+  const fs::path elsewhere = root.path() / "elsewhere.txt";
+  writeFileBytes(elsewhere, "keep me");
+  fs::remove(target);
+  fs::create_symlink(elsewhere, target);
+  EXPECT_EQ(errorOf(writeFileAtomically(target, "state", FileAccess::everyoneReads)), "no error");
+  EXPECT_FALSE(fs::is_symlink(target));
+  EXPECT_EQ(readFileBytes(target), "state");
+  EXPECT_EQ(modeOf(target), 0644);
+  EXPECT_EQ(readFileBytes(elsewhere), "keep me");
+}
+
 TEST_F(AtomicFileTest, StagedFileIsInvisibleUntilCommittedAndAFailedRenameKeepsTheOld) {
   writeFileBytes(target, "old");
   {
@@ -110,6 +132,17 @@ TEST_F(AtomicFileTest, ErrorsSayWhatFailedOnWhichFile) {
             "cannot read " + root.path().string() + ": Is a directory");
   writeFileBytes(target, "");
   EXPECT_EQ(readWholeFile(target), "");
+  // A named pipe nobody writes to, or a device, is refused at once, never waited on; a file a
+  // person names may be a device.
+  const fs::path pipe = root.path() / "pluvo-widget-snapshot.pipe";
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  EXPECT_EQ(errorOf(readWholeFile(pipe)),
+            "cannot read " + pipe.string() + ": not a regular file (a named pipe)");
+  EXPECT_EQ(errorOf(readFileIfExists(pipe)),
+            "cannot read " + pipe.string() + ": not a regular file (a named pipe)");
+  EXPECT_EQ(errorOf(readWholeFile("/dev/null")),
+            "cannot read /dev/null: not a regular file (a character device)");
+  EXPECT_EQ(readWholeFile("/dev/null", FileKinds::anyReadable), "");
 
   const fs::path underAFile = target / "container";
   EXPECT_EQ(errorOf(writeFileAtomically(underAFile / "f", "x")),

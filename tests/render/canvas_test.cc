@@ -54,6 +54,40 @@ TEST(Canvas, SvgAndPdfCarryTheAccessibilityTextAndRepeatExactly) {
   EXPECT_EQ(pdf, draw(ImageFormat::pdf));
 }
 
+TEST(Canvas, EPaperPrintsTextAndMarksSolidAndOnlyAreasAsDots) {
+  // A 100x40-point drawing fitted into an 800x480 panel: 8 pixels a point, 80 pixels of margin
+  // above and below.
+  auto canvas = Canvas::create(ImageFormat::png, {100, 40}, 3, EPaper{.panel = {{800, 480}}});
+  ASSERT_TRUE(canvas) << canvas.error().message;
+  canvas->fillRect(canvas->bounds(), palette::widgetBackground);  // the navy: paper
+  canvas->fillRect({0, 0, 30, 40}, palette::rain.opacity(0.88));  // a bar: dots
+  {
+    Canvas::Marks marks(*canvas);  // a symbol in the rain colour: solid
+    canvas->fillRect({40, 0, 20, 40}, palette::rain.opacity(0.88));
+  }
+  canvas->fillRect({70, 0, 30, 20}, named::white.opacity(0.06));  // a faint plate: nothing
+  canvas->strokeLine({70, 30}, {100, 30}, {.color = named::white.opacity(0.07), .width = 2});
+  std::string png = canvas->finish().value();
+  EXPECT_EQ(png.substr(24, 2), std::string("\x01\x00", 2));  // 1-bit greyscale
+  testing::DecodedPng image = testing::decodePng(png);
+  ASSERT_EQ(image.width, 800);
+  ASSERT_EQ(image.height, 480);
+  auto blackIn = [&](int x0, int y0, int x1, int y1) {
+    int black = 0;
+    for (int y = y0; y < y1; ++y) {
+      for (int x = x0; x < x1; ++x) black += image.at(x, y).r == 0;
+    }
+    return double(black) / ((x1 - x0) * (y1 - y0));
+  };
+  EXPECT_EQ(blackIn(0, 0, 800, 80), 0);  // the panel's margin
+  EXPECT_EQ(blackIn(0, 80, 800, 400) > 0, true);
+  const double bar = blackIn(8, 88, 232, 392);
+  EXPECT_GT(bar, 0.3);  // a pattern: some ink, not all
+  EXPECT_LT(bar, 0.9);
+  EXPECT_EQ(blackIn(328, 88, 472, 392), 1);  // the mark
+  EXPECT_EQ(blackIn(560, 80, 800, 400), 0);  // faint plate and hairline: paper
+}
+
 TEST(Canvas, RefusesUnusableSizes) {
   EXPECT_EQ(Canvas::create(ImageFormat::png, {0, 170}).error().message,
             "cannot draw at 0x170 points; give a size between 1 and 4096");

@@ -71,6 +71,15 @@ TEST(BaseURLTest, EachForecastServiceResolvesFromItsDictionaryOrTheDefault) {
   EXPECT_EQ(production.baseURL(), kDefaultBaseURL);
   EXPECT_EQ(bundled.baseURL(), kDefaultBaseURL);
   EXPECT_EQ(staging.client().baseURL(), "https://staging.pluvo.test");
+  // A value without a scheme is not used, and the log says so, naming the key and the fix.
+  EXPECT_TRUE(env.logger.lines().empty());
+  ForecastService typo(env, {.info = InfoDictionary{{{"PluvoAPIBaseURL", " 127.0.0.1:8080 "}}}});
+  EXPECT_EQ(typo.baseURL(), kDefaultBaseURL);
+  EXPECT_THAT(env.logger.lines(),
+              ::testing::ElementsAre(
+                  "Pluvo API base URL \"127.0.0.1:8080\" (PluvoAPIBaseURL) has no scheme or "
+                  "host and was ignored; https://api.pluvo.app is used; write it as "
+                  "http://HOST:PORT or https://HOST"));
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <future>
 #include <tuple>
 
 #include "service/forecast_service.h"
@@ -59,6 +60,18 @@ TEST_F(HttpTransportTest, IdleAndTotalLimitsFireAsConfigured) {
   EXPECT_EQ(fetch(impatient, silent.url() + "/x"),
             "request to " + silent.url() + "/x timed out: no data for 1 s");
   EXPECT_EQ(fetch(impatient, url), "request to " + url + " timed out: not finished within 2 s");
+}
+
+TEST_F(HttpTransportTest, CancelAllEndsARequestThatWaitsOnTheServerAndEveryLaterOne) {
+  testing::SilentListener silent;  // accepts and never answers: 30 s before the idle limit
+  HttpTransport transport(configured());
+  auto waiting = std::async(std::launch::async, [&] { return fetch(transport, silent.url()); });
+  EXPECT_EQ(waiting.wait_for(300ms), std::future_status::timeout);
+  transport.cancelAll();
+  ASSERT_EQ(waiting.wait_for(10s), std::future_status::ready);
+  EXPECT_EQ(waiting.get(), "request to " + silent.url() + " cancelled: the program is ending");
+  EXPECT_EQ(fetch(transport, url), "request to " + url + " cancelled: the program is ending");
+  EXPECT_EQ(server.requestCount(), 0);
 }
 
 TEST_F(HttpTransportTest, RefusesBodiesOverTheCapWithOrWithoutALength) {

@@ -123,11 +123,12 @@ TEST(BuilderPoints, CarryTheHoursValuesWithUniqueIdsAndLocalClockHours) {
   EXPECT_EQ(std::tie(p.tideHeight, p.tideCoefficient, p.moonAltitude, p.moonAltitudeDegrees,
                      p.moonIllumination, p.solunarPeriodType),
             std::tuple(1.12, 89, 0.3338, -29.9, 0.823, "major"));
-  EXPECT_EQ(std::tie(p.condition, p.symbolName), std::tuple(std::nullopt, "cloud.fill"));
+  EXPECT_EQ(std::tie(p.condition, p.symbolName), std::tuple("Cloudy", "cloud.fill"));
   EXPECT_THAT(s.days[0].hourlyPoints->at(0).isObserved, Optional(true));
   const PluvoWidgetHourlyPoint bare = build(minimal()).days[0].hourlyPoints->at(0);
   EXPECT_FALSE(bare.temperature || bare.humidity || bare.cloudCover || bare.tideHeight ||
-               bare.solunarPeriodType || bare.condition);  // the hour had only required values
+               bare.solunarPeriodType);  // the hour had only required values
+  EXPECT_EQ(bare.condition, "Partly cloudy");
 
   // Unreadable times: the label's hour, else the position in the day. A repeated seqIndex still
   // gives unique ids.
@@ -221,10 +222,9 @@ TEST(BuilderSummary, TheHighStaysAboveTheLowAndRainMaximaNeverFallBelowAHundredt
 }
 
 TEST(BuilderCurrent, ComesFromTheNowHourElseTheFirstHourElseTheFirstDay) {
-  const PluvoWidgetCurrent firstHour{73.5, 73.5, 0, 0, std::nullopt, "cloud.sun.fill"};
+  const PluvoWidgetCurrent firstHour{73.5, 73.5, 0, 0, "Partly cloudy", "cloud.sun.fill"};
   ChartPacket p = rainyWeek();
-  EXPECT_EQ(build(p).current,
-            (PluvoWidgetCurrent{80.2, 86.3, 68, 0.02, std::nullopt, "cloud.fill"}));
+  EXPECT_EQ(build(p).current, (PluvoWidgetCurrent{80.2, 86.3, 68, 0.02, "Cloudy", "cloud.fill"}));
   p.annotations.now->hourIndex = 999;  // no such hour
   EXPECT_EQ(build(p).current, firstHour);
   p.annotations.now.reset();
@@ -235,12 +235,13 @@ TEST(BuilderCurrent, ComesFromTheNowHourElseTheFirstHourElseTheFirstDay) {
   p.days[0].condition.reset();  // the day's icon names no condition
   p.days[0].icon = "thunderstorm";
   EXPECT_EQ(build(p).current, (PluvoWidgetCurrent{std::nullopt, std::nullopt, 96, 0.31,
-                                                  std::nullopt, "cloud.sun.fill"}));
+                                                  "Partly cloudy", "cloud.sun.fill"}));
+  // Nothing at all: no condition, and the views show their own word for it.
   EXPECT_EQ(build(ChartPacket{}).current,
             (PluvoWidgetCurrent{std::nullopt, std::nullopt, 0, 0, std::nullopt, "cloud.sun.fill"}));
   // The minimal packet's first hour has neither icon nor cloud cover nor temperature.
   EXPECT_EQ(build(minimal()).current, (PluvoWidgetCurrent{std::nullopt, std::nullopt, 10, 0,
-                                                          std::nullopt, "cloud.sun.fill"}));
+                                                          "Partly cloudy", "cloud.sun.fill"}));
 }
 
 TEST(BuilderCondition, TextsChooseTheSymbolByKeywordAndIntensityAndCloudCoverStandsIn) {
@@ -274,14 +275,17 @@ TEST(BuilderCondition, TextsChooseTheSymbolByKeywordAndIntensityAndCloudCoverSta
   EXPECT_EQ(describeCondition("Fog", 0.0, 0).text, "Fog");
 }
 
-TEST(BuilderCondition, WithoutATextTheCloudCoverChoosesTheSymbolAndNoTextIsInvented) {
-  const std::pair<std::optional<double>, const char*> kCover[] = {{24.9, "sun.max.fill"},
-                                                                  {25.0, "cloud.sun.fill"},
-                                                                  {74.9, "cloud.sun.fill"},
-                                                                  {75.0, "cloud.fill"},
-                                                                  {std::nullopt, "cloud.sun.fill"}};
-  for (auto [cover, symbol] : kCover) {
-    EXPECT_EQ(describeCondition(" \n", cover, 0), (ConditionDescription{std::nullopt, symbol}));
+TEST(BuilderCondition, WithoutATextTheCloudCoverChoosesTextAndSymbolElsePartlyCloudy) {
+  const std::tuple<std::optional<double>, const char*, const char*> kCover[] = {
+      {24.9, "Clear", "sun.max.fill"},
+      {25.0, "Partly cloudy", "cloud.sun.fill"},
+      {74.9, "Partly cloudy", "cloud.sun.fill"},
+      {75.0, "Cloudy", "cloud.fill"},
+      {std::nullopt, "Partly cloudy", "cloud.sun.fill"}};
+  for (auto [cover, text, symbol] : kCover) {
+    ConditionDescription d = describeCondition(" \n", cover, 0);
+    EXPECT_EQ(d, (ConditionDescription{text, symbol}));
+    EXPECT_EQ(describeCondition(d.text, std::nullopt, 0), d);  // the words lead back to the symbol
   }
   // Icon names are not condition texts: a day without a condition, an hour of thunder icons.
   ChartPacket p = smallPacket(2);
@@ -298,10 +302,11 @@ TEST(BuilderCondition, WithoutATextTheCloudCoverChoosesTheSymbolAndNoTextIsInven
       {points[0].condition, *points[0].symbolName},
       {points[1].condition, *points[1].symbolName},
       {s.current.condition, s.current.symbolName}};
-  EXPECT_THAT(kBuilt, ElementsAre(std::tuple(std::nullopt, "cloud.sun.fill"),
-                                  std::tuple(std::nullopt, "cloud.fill"),
-                                  std::tuple(std::nullopt, "cloud.sun.fill"),
-                                  std::tuple(std::nullopt, "cloud.fill")));
+  EXPECT_THAT(kBuilt, ElementsAre(std::tuple("Partly cloudy", "cloud.sun.fill"),
+                                  std::tuple("Cloudy", "cloud.fill"),
+                                  std::tuple("Partly cloudy", "cloud.sun.fill"),
+                                  std::tuple("Cloudy", "cloud.fill")));
+  EXPECT_EQ(normalized(s), s);  // and normalizing keeps them
 }
 
 TEST(BuilderRainDetail, EachShapeOnSmallDays) {
@@ -374,10 +379,10 @@ TEST(RainText, AmountsKeepTwoDecimalsAndTheInchMarkAndHoursAreTwelveHourLabels) 
   EXPECT_EQ(hourRangeLabel(23, 23), "11p-12a");
 }
 
-// The current conditions a snapshot shows when they come from `point`: the built feels-like
-// temperature stays.
-PluvoWidgetCurrent currentOf(const PluvoWidgetHourlyPoint& point, double feelsLike = 86.3) {
-  return {point.temperature, feelsLike,       point.rainChance,
+// The current conditions a snapshot shows when they come from `point`: the feels-like
+// temperature of the hour the snapshot was built at goes, as it belongs to no other hour.
+PluvoWidgetCurrent currentOf(const PluvoWidgetHourlyPoint& point) {
+  return {point.temperature, std::nullopt,    point.rainChance,
           point.rainAmount,  point.condition, point.symbolName.value_or("")};
 }
 

@@ -72,7 +72,8 @@ platform::DefaultsSuite* TestEnvironment::sharedDefaults() {
   return &faultyDefaults_;
 }
 
-Expected<void> TestEnvironment::writeFileAtomically(const fs::path& path, std::string_view bytes) {
+Expected<void> TestEnvironment::writeFileAtomically(const fs::path& path, std::string_view bytes,
+                                                    platform::FileAccess access) {
   underLock(writesMutex_, [&] { attemptedWrites_.push_back(path); });
   if (faults.diskFull) {
     return std::unexpected(platform::systemError("cannot write", path, ENOSPC));
@@ -80,12 +81,12 @@ Expected<void> TestEnvironment::writeFileAtomically(const fs::path& path, std::s
   if (faults.renameFails) {
     // Everything up to the rename really happens; the staged file is then dropped as a failed
     // rename drops it.
-    auto staged = platform::StagedFile::create(path, bytes);
+    auto staged = platform::StagedFile::create(path, bytes, access);
     if (!staged) return std::unexpected(staged.error());
     return std::unexpected(platform::systemError(
         "cannot rename " + staged->temporaryPath().string() + " to", path, EACCES));
   }
-  return system.writeFileAtomically(path, bytes);
+  return system.writeFileAtomically(path, bytes, access);
 }
 
 std::optional<std::string> TestEnvironment::FaultyDefaults::data(std::string_view key) {

@@ -152,8 +152,9 @@ class TestEnvironment : private internal::TestEnvironmentParts,
   std::optional<std::filesystem::path> appGroupContainer() override;
   std::optional<std::filesystem::path> cachesDirectory() override;
   platform::DefaultsSuite* sharedDefaults() override;
-  Expected<void> writeFileAtomically(const std::filesystem::path& path,
-                                     std::string_view bytes) override;
+  Expected<void> writeFileAtomically(
+      const std::filesystem::path& path, std::string_view bytes,
+      platform::FileAccess access = platform::FileAccess::ownerOnly) override;
   platform::WidgetCenter& widgetCenter() override { return widgets; }
 
   // Every file whose atomic write was attempted, in order.

@@ -164,7 +164,8 @@ TEST_F(RefreshCoordinatorTest, FailuresLogOneLineAndLeaveTheStoredSnapshotAlone)
 class ExplodingDisk : public platform::EnvironmentWrapper {
  public:
   using EnvironmentWrapper::EnvironmentWrapper;
-  Expected<void> writeFileAtomically(const std::filesystem::path&, std::string_view) override {
+  Expected<void> writeFileAtomically(const std::filesystem::path&, std::string_view,
+                                     platform::FileAccess) override {
     throw std::runtime_error("disk controller vanished");
   }
 };

@@ -57,6 +57,13 @@ TEST(Layouts, EveryFixtureAndKindKeepsItsElementsApartInsideThePaddingAndAligned
   PluvoWidgetSnapshot empty = build(5), longName = build(5);
   empty.days.clear();
   longName.locationName = "Llanfairpwllgwyngyllgogerychwyrndrobwllllantysiliogogogoch, Wales";
+  // A day of heavy rain from 10a to 11p, whose timing and amount are the longest texts of a row.
+  PluvoWidgetSnapshot heavy = build(5), heavyC = build(5, "C");
+  for (PluvoWidgetSnapshot* s : {&heavy, &heavyC}) {
+    s->days[0].rainChance = 100;
+    s->days[0].rainAmount = s == &heavy ? 1.25 : 0.39;  // 9.9mm
+    for (auto& p : *s->days[0].hourlyPoints) p.rainAmount = p.hour >= 10 && p.hour <= 22 ? 0.1 : 0;
+  }
   const std::vector<std::string> overlays{"precip",   "temp",       "wind", "humidity", "pressure",
                                           "dewpoint", "cloudcover", "tide", "solunar"};
   const std::tuple<std::string, PluvoWidgetSnapshot, Instant> fixtures[] = {
@@ -68,6 +75,8 @@ TEST(Layouts, EveryFixtureAndKindKeepsItsElementsApartInsideThePaddingAndAligned
       {"seven days", build(7), kRainyNow},
       {"empty days", empty, kRainyNow},
       {"long place name", longName, kRainyNow},
+      {"heavy rain", heavy, kRainyNow},
+      {"heavy rain C", heavyC, kRainyNow},
   };
   for (const auto& [name, snapshot, now] : fixtures) {
     for (std::string_view kind : kKinds) {
@@ -81,8 +90,14 @@ TEST(Layouts, EveryFixtureAndKindKeepsItsElementsApartInsideThePaddingAndAligned
         std::vector<const PlacedElement*> marks, areas;
         for (const PlacedElement& e : layout.elements) {
           EXPECT_TRUE(layout.content.inset(-0.01).contains(e.frame)) << describe(e);
+          // Nothing under the type scale's minimum but the 7-point "H" and "L" of compact rows.
+          bool label = e.role == ElementRole::highLabel || e.role == ElementRole::lowLabel;
           if (e.kind == ElementKind::text) {
-            EXPECT_GE(e.style.font.size, type::kMinimum - 1e-9) << describe(e);
+            EXPECT_GE(e.style.font.size, (label ? 7 : type::kMinimum) - 1e-9) << describe(e);
+          }
+          // A time range is shown whole or not at all.
+          if (e.role == ElementRole::rainDetail) {
+            EXPECT_EQ(e.text.find("\u2026"), std::string::npos) << describe(e);
           }
           if (e.isTextOrSymbol()) marks.push_back(&e);
           if (e.role == ElementRole::chartPlate || e.role == ElementRole::rowSeparator) {
@@ -138,6 +153,40 @@ TEST(Layouts, EveryFixtureAndKindKeepsItsElementsApartInsideThePaddingAndAligned
   }
 }
 
+// WCAG's contrast ratio of `text` (with its opacity) over the opaque `background`.
+double contrast(render::Color text, render::Color background) {
+  auto linear = [](double c) {
+    return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
+  };
+  auto luminance = [&](double r, double g, double b) {
+    return 0.2126 * linear(r) + 0.7152 * linear(g) + 0.0722 * linear(b);
+  };
+  auto over = [&](double t, double b) { return t * text.alpha + b * (1 - text.alpha); };
+  double lt = luminance(over(text.red, background.red), over(text.green, background.green),
+                        over(text.blue, background.blue));
+  double lb = luminance(background.red, background.green, background.blue);
+  return (std::max(lt, lb) + 0.05) / (std::min(lt, lb) + 0.05);
+}
+
+TEST(Layouts, EveryTextReadsAtFourAndAHalfToOneOrMore) {
+  // Small text needs 4.5:1 (WCAG AA) against the navy it stands on; the colours the daily
+  // blocks name (the H and L labels' secondary at 0.78 and 0.76) pass as well.
+  PluvoWidgetSnapshot dry = build(5, "F", std::vector<std::string>{"temp", "wind", "humidity"});
+  for (auto& day : dry.days) day.rainChance = 0, day.rainAmount = 0;
+  for (const PluvoWidgetSnapshot& snapshot : {build(5), dry}) {
+    for (std::string_view kind : kKinds) {
+      for (Instant now : {kRainyNow, kRainyNow + 5 * 3600}) {  // fresh, and stamped old
+        WidgetLayout layout = layoutOf(kind, snapshot, now);
+        for (const PlacedElement& e : layout.elements) {
+          if (e.kind != ElementKind::text) continue;
+          EXPECT_GE(contrast(e.style.color, render::palette::widgetBackground), 4.5)
+              << kind << ": " << describe(e);
+        }
+      }
+    }
+  }
+}
+
 TEST(Layouts, EachKindShowsItsNumberOfDays) {
   PluvoWidgetSnapshot seven = build(7), two = build(2), one = build(1);
   const PluvoWidgetSnapshot placeholder = model::makePlaceholderSnapshot(kRainyNow, kChicago);
@@ -165,6 +214,10 @@ TEST(Layouts, EachKindShowsItsNumberOfDays) {
     if (layout.kind != LayoutKind::mediumToday) {
       EXPECT_EQ(layout.findAll(ElementRole::rowGroup).size(), static_cast<size_t>(c.rows));
       EXPECT_EQ(layout.findAll(ElementRole::chartPlate).size(), static_cast<size_t>(c.rows));
+      // Fewer days leave slots empty; the rows keep the height they have with every day.
+      WidgetLayout full = layoutOf(c.kind, seven, kRainyNow);
+      EXPECT_NEAR(layout.find(ElementRole::chartPlate)->frame.height,
+                  full.find(ElementRole::chartPlate)->frame.height, 1e-9);
     }
   }
   // A family the phone might add falls through to the large layout.

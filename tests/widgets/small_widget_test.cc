@@ -7,10 +7,17 @@
 #include "render/color.h"
 #include "support/png_pixels.h"
 #include "support/test_support.h"
+#include "widgets/widget_parts.h"
 #include "widgets/widget_view.h"
 
 namespace pluvo::widgets {
 namespace {
+
+const TimeZone kChicago = findTimeZone("America/Chicago");
+
+SmallWidgetLayout layout(const model::PluvoWidgetSnapshot& snapshot) {
+  return layoutSmallWidget(snapshot, snapshot.updatedAt, kChicago, {0, 0, 170, 170});
+}
 
 model::PluvoWidgetSnapshot placeholder() {
   return model::makePlaceholderSnapshot(testing::at("2026-11-21T15:00:00Z"),
@@ -54,13 +61,13 @@ TEST(SmallWidget, AccentFillsTheRainStripOnlyWithUsefulRain) {
   const render::Color accent = render::palette::accent;
   for (const auto& [snapshot, useful] :
        {std::pair{rainy, true}, {dryish, false}, {noDays, false}}) {
-    SmallWidgetLayout layout = layoutSmallWidget(snapshot, {0, 0, 170, 170});
-    EXPECT_EQ(layout.usefulRain, useful);
+    SmallWidgetLayout l = layout(snapshot);
+    EXPECT_EQ(l.usefulRain, useful);
     // Pixels of the strip (at 2x) within a few levels of the accent.
     testing::DecodedPng image = draw(snapshot, 2);
     int count = 0;
-    for (int y = int(layout.strip.minY() * 2); y < int(layout.strip.maxY() * 2); ++y) {
-      for (int x = int(layout.strip.minX() * 2); x < int(layout.strip.maxX() * 2); ++x) {
+    for (int y = int(l.strip.minY() * 2); y < int(l.strip.maxY() * 2); ++y) {
+      for (int x = int(l.strip.minX() * 2); x < int(l.strip.maxX() * 2); ++x) {
         testing::Rgba p = image.at(x, y);
         count += std::abs(p.r - int(accent.red8())) <= 6 &&
                  std::abs(p.g - int(accent.green8())) <= 6 &&
@@ -74,12 +81,33 @@ TEST(SmallWidget, AccentFillsTheRainStripOnlyWithUsefulRain) {
       EXPECT_EQ(count, 0);
     }
   }
-  SmallWidgetLayout empty = layoutSmallWidget(noDays, {0, 0, 170, 170});
+  SmallWidgetLayout empty = layout(noDays);
   EXPECT_EQ(empty.chanceText.text(), "0%");
   EXPECT_EQ(empty.amountText.text(), "0\"");
   EXPECT_EQ(empty.detailText.text(), "unavailable");
-  EXPECT_EQ(smallWidgetAccessibilityText(placeholder()),
+  EXPECT_EQ(layout(placeholder()).accessibilityText,
             "Pluvo, Houston, TX, 74\u00b0, Partly cloudy, 22% chance, 0.03\" rain, 3-4p");
+}
+
+TEST(SmallWidget, OldDataCarriesTheOrangeStampLikeTheOtherLayouts) {
+  // Thursday 3 PM's snapshot: fresh until 7 PM, then stamped; the next morning with the weekday.
+  model::PluvoWidgetSnapshot s = placeholder();  // made 2026-11-21 9:00 AM in Chicago
+  const struct {
+    double hoursLater;
+    const char* stamp;  // "" for none
+  } kCases[] = {{0, ""}, {3.99, ""}, {4, "as of 9:00a"}, {22, "as of Sat 9:00a"}};
+  for (auto c : kCases) {
+    SmallWidgetLayout l =
+        layoutSmallWidget(s, s.updatedAt + c.hoursLater * 3600, kChicago, {0, 0, 170, 170});
+    EXPECT_EQ(l.stampText.text(), c.stamp) << c.hoursLater;
+    EXPECT_EQ(l.stamp.width > 0, *c.stamp != 0) << c.hoursLater;
+    if (*c.stamp == 0) continue;
+    EXPECT_EQ(l.stampColor, tone::warning);
+    EXPECT_EQ(l.stamp.maxX(), l.content.maxX());
+    EXPECT_NE(l.accessibilityText.find(std::string(c.stamp) + ", over 4 hours old"),
+              std::string::npos)
+        << l.accessibilityText;
+  }
 }
 
 TEST(SmallWidget, LongTextsStayInsideTheirPlaces) {
@@ -90,14 +118,15 @@ TEST(SmallWidget, LongTextsStayInsideTheirPlaces) {
   s.temperatureUnit = "C";
   s.days[0].rainAmount = 123.45;
   s.days[0].rainChance = 100;
-  SmallWidgetLayout l = layoutSmallWidget(s, {0, 0, 170, 170});
+  SmallWidgetLayout l = layoutSmallWidget(s, s.updatedAt + 5 * 3600, kChicago, {0, 0, 170, 170});
   // The mark keeps its place and size; the place is cut to the width that is left.
   EXPECT_EQ(l.logo, (render::Rect{14, l.logo.y, 15, 16.5}));
   EXPECT_TRUE(l.locationText.truncated());
   EXPECT_GE(l.location.minX(), l.logo.maxX() + 5);
+  EXPECT_LE(l.detail.maxX(), l.stamp.minX());
   for (render::Rect r :
-       {l.logo, l.location, l.temperature, l.condition, l.icon, l.chanceDrop, l.chanceValue,
-        l.chanceLabel, l.rule, l.amountValue, l.amountLabel, l.clock, l.detail}) {
+       {l.logo, l.location, l.stamp, l.temperature, l.condition, l.icon, l.chanceDrop,
+        l.chanceValue, l.chanceLabel, l.rule, l.amountValue, l.amountLabel, l.clock, l.detail}) {
     EXPECT_TRUE(l.content.contains(r)) << r.x << "," << r.y << " " << r.width << "x" << r.height;
   }
   EXPECT_LE(l.temperature.maxX(), l.icon.minX() - 8);
