@@ -79,6 +79,7 @@ struct Stroke {
   double miterLimit = 10;      // as a multiple of the width; cairo's and the phone's default
   std::vector<double> dashes;  // on, off, ... lengths in points; empty: solid
   double dashOffset = 0;
+  bool operator==(const Stroke&) const = default;
 };
 
 // The e-paper rendering of a PNG canvas (see above).
