@@ -45,6 +45,7 @@
 #include "platform/task_pool.h"
 #include "pluvo_version.h"
 #include "render/canvas.h"
+#include "render/color.h"
 #include "service/forecast_service.h"
 #include "service/info_dictionary.h"
 #include "snapshot/recovery.h"
@@ -419,7 +420,8 @@ class Desk {
     auto found = desk.entries_.find(w->kind);
     if (found == desk.entries_.end()) {
       // Before the first round: the widget's ground, as the phone shows an empty widget.
-      cairo_set_source_rgb(cr, 0.09, 0.13, 0.24);
+      const render::Color ground = render::palette::widgetBackground;
+      cairo_set_source_rgb(cr, ground.red, ground.green, ground.blue);
       cairo_paint(cr);
       return;
     }
