@@ -197,6 +197,7 @@ std::optional<std::pair<int, int>> positionOf(GtkWidget* window) {
 void moveTo(GtkWidget* window, std::pair<int, int> position) {
   if (auto x11 = x11Window(window)) {
     XMoveWindow(x11->display, x11->window, position.first, position.second);
+    XFlush(x11->display);
   }
 }
 

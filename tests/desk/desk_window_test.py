@@ -6,7 +6,7 @@ snapshot, and shows the lock card while an activity file exists.
 Exit 77 (skipped) when no X server can be started."""
 import json, os, shutil, signal, struct, subprocess, sys, time, zlib
 
-desk, cli, samples, work = sys.argv[1:5]
+desk, cli, samples, work = sys.argv[1:4] + [os.path.abspath(sys.argv[4])]
 
 if not os.environ.get("DISPLAY"):
     if shutil.which("xvfb-run") is None or shutil.which("xwd") is None:
@@ -82,18 +82,33 @@ def screen(x, y, width, height):
     """The screen's pixels in a rectangle, as rows of (r, g, b), read with xwd."""
     data = subprocess.run(["xwd", "-root", "-silent"], check=True, capture_output=True).stdout
     fields = struct.unpack(">25I", data[:100])
-    header_size, bits, stride, byte_order, colours = fields[0], fields[11], fields[12], fields[7], fields[19]
-    assert bits == 32, f"xwd gave {bits} bits per pixel"
+    header_size, byte_order, bits, stride, colours = (fields[0], fields[7], fields[11],
+                                                      fields[12], fields[19])
+    # Depth 24 comes as 3 or 4 bytes a pixel (packed when the root's visual is DirectColor).
+    assert bits in (24, 32), f"xwd gave {bits} bits per pixel"
+    size = bits // 8
     pixels = data[header_size + 12 * colours:]
     rows = []
     for row in range(y, y + height):
         line = pixels[row * stride:(row + 1) * stride]
         out = []
         for column in range(x, x + width):
-            b0, b1, b2, b3 = line[column * 4:column * 4 + 4]
-            out.append((b2, b1, b0) if byte_order == 0 else (b1, b2, b3))
+            pixel = line[column * size:column * size + size]
+            out.append((pixel[2], pixel[1], pixel[0]) if byte_order == 0 else
+                       (pixel[-3], pixel[-2], pixel[-1]))
         rows.append(out)
     return rows
+
+
+def write_png(path, rows):
+    """Rows of (r, g, b) as an RGB PNG: what the window showed, for a look when a check fails."""
+    raw = b"".join(b"\0" + bytes(v for p in row for v in p) for row in rows)
+    chunk = lambda kind, body: (struct.pack(">I", len(body)) + kind + body +
+                                struct.pack(">I", zlib.crc32(kind + body)))
+    with open(path, "wb") as f:
+        f.write(b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", len(rows[0]),
+                                                                    len(rows), 8, 2, 0, 0, 0)) +
+                chunk(b"IDAT", zlib.compress(raw)) + chunk(b"IEND", b""))
 
 
 def difference(a, b):
@@ -141,6 +156,7 @@ try:
         failures.append(f"the window differs from the rendered widget: mean {mean:.2f}, "
                         f"{far:.2%} of pixels off by more than 64")
     mean, far = difference(shown, expected)
+    write_png(os.path.join(work, "window.png"), shown)
     print(f"window against render at {SCALE}x: mean channel difference {mean:.3f}, "
           f"{far:.3%} of pixels off by more than 64")
 
@@ -194,7 +210,7 @@ finally:
 if status != 0:
     failures.append(f"pluvo-desk exited {status} on SIGTERM")
 remembered = open(os.path.join(config, "pluvo", "desk.conf")).read()
-if f"window {KIND} {AT[0]} {AT[1]}" not in remembered:
+if not remembered.startswith("# pluvo-desk") or f"window {KIND} {AT[0]} {AT[1]}" not in remembered:
     failures.append(f"the position was not remembered: {remembered!r}")
 for failure in failures:
     print("FAIL:", failure)
