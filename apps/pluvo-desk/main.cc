@@ -784,9 +784,11 @@ class Desk {
             if (desk.windows_.empty()) return;
             auto position = positionOf(desk.windows_.front()->window);
             if (!position) return;
-            GtkWidget* first = desk.windows_.front()->window;
-            const int width = gtk_widget_get_width(first) * gtk_widget_get_scale_factor(first);
-            moveTo(window, {position->first + width + 12 * gtk_widget_get_scale_factor(first),
+            // The first widget's width in pixels: its family's points at the screen's scale.
+            const KindWindow& first = *desk.windows_.front();
+            const int scale = gtk_widget_get_scale_factor(first.window);
+            const double width = widgets::familySize(widgets::findWidget(first.kind)->family).width;
+            moveTo(window, {position->first + static_cast<int>(std::lround(width + 12)) * scale,
                             position->second});
           }),
           this);
@@ -813,6 +815,8 @@ class Desk {
       env_.log("pluvo-desk cannot draw the lock card: " + canvas.error().message);
       return;
     }
+    // A window is square: the card's rounded corners show the widgets' ground, not the theme's.
+    canvas->fillRect(canvas->bounds(), render::palette::widgetBackground);
     activity_render::paintScene(*canvas, scene);
   }
 
