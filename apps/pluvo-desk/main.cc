@@ -892,6 +892,11 @@ int main(int argc, char** argv) {
     }
     serviceOptions.info = std::move(*info);
   }
+  // Every picture is drawn by cairo: GTK's cairo renderer shows it as drawn, and without GL the
+  // driver stack (tens of megabytes resident, a software rasterizer's LLVM on a VM) stays
+  // unloaded. Either can be asked for back through the environment.
+  g_setenv("GSK_RENDERER", "cairo", FALSE);
+  g_setenv("GDK_DEBUG", "gl-disable", FALSE);
   pluvo::desk::Desk desk(std::move(arguments), std::move(serviceOptions));
   return desk.run();
 }
