@@ -95,6 +95,9 @@ class Canvas {
   // `epaper`: PNG only.
   static Expected<Canvas> create(ImageFormat format, Size size, double scale = 3,
                                  std::optional<EPaper> epaper = std::nullopt);
+  // Draws onto `cr`, a context of the caller's (a window's), whose user space is already points
+  // at the device's scale: nothing is encoded (`finish` fails), and `cr` is left as found.
+  static Expected<Canvas> onto(cairo_t* cr, Size size);
 
   Canvas(Canvas&&) noexcept;
   Canvas& operator=(Canvas&&) noexcept;
