@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <map>
 #include <numbers>
 #include <utility>
@@ -120,8 +121,48 @@ std::string escapeXml(std::string_view text) {
   return out;
 }
 
+SurfacePool::~SurfacePool() {
+  for (cairo_surface_t* surface : kept_) cairo_surface_destroy(surface);
+}
+
+cairo_surface_t* SurfacePool::take(int format, int width, int height) {
+  for (auto it = kept_.begin(); it != kept_.end(); ++it) {
+    cairo_surface_t* surface = *it;
+    if (cairo_image_surface_get_format(surface) == format &&
+        cairo_image_surface_get_width(surface) == width &&
+        cairo_image_surface_get_height(surface) == height) {
+      kept_.erase(it);
+      // As a fresh surface is: every pixel transparent black.
+      std::memset(cairo_image_surface_get_data(surface), 0,
+                  static_cast<size_t>(cairo_image_surface_get_stride(surface)) *
+                      static_cast<size_t>(height));
+      cairo_surface_mark_dirty(surface);
+      return surface;
+    }
+  }
+  return cairo_image_surface_create(static_cast<cairo_format_t>(format), width, height);
+}
+
+void SurfacePool::give(cairo_surface_t* surface) {
+  // Kept only when nothing else holds it.
+  if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS ||
+      cairo_surface_get_reference_count(surface) != 1) {
+    cairo_surface_destroy(surface);
+    return;
+  }
+  for (cairo_surface_t* kept : kept_) {
+    if (cairo_image_surface_get_format(kept) == cairo_image_surface_get_format(surface) &&
+        cairo_image_surface_get_width(kept) == cairo_image_surface_get_width(surface) &&
+        cairo_image_surface_get_height(kept) == cairo_image_surface_get_height(surface)) {
+      cairo_surface_destroy(surface);
+      return;
+    }
+  }
+  kept_.push_back(surface);
+}
+
 Expected<Canvas> Canvas::create(ImageFormat format, Size size, double scale,
-                                std::optional<EPaper> epaper) {
+                                std::optional<EPaper> epaper, SurfacePool* surfaces) {
   if (auto fonts = loadFonts(); !fonts) return std::unexpected(fonts.error());
   if (!(size.width >= 1 && size.height >= 1 && size.width <= kMaximumPoints &&
         size.height <= kMaximumPoints)) {
@@ -143,6 +184,11 @@ Expected<Canvas> Canvas::create(ImageFormat format, Size size, double scale,
   canvas.size_ = size;
   canvas.scale_ = format == ImageFormat::png ? scale : 1;
   canvas.epaper_ = epaper.has_value();
+  if (format == ImageFormat::png) canvas.surfaces_ = surfaces;
+  auto imageSurface = [&](cairo_format_t pixels, int width, int height) {
+    return surfaces ? surfaces->take(pixels, width, height)
+                    : cairo_image_surface_create(pixels, width, height);
+  };
   double offsetX = 0, offsetY = 0;
   switch (format) {
     case ImageFormat::png:
@@ -151,10 +197,9 @@ Expected<Canvas> Canvas::create(ImageFormat format, Size size, double scale,
         canvas.scale_ = std::min(width / size.width, height / size.height);
         offsetX = (width - size.width * canvas.scale_) / 2;
         offsetY = (height - size.height * canvas.scale_) / 2;
-        canvas.surface_ = cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height);
+        canvas.surface_ = imageSurface(CAIRO_FORMAT_RGB24, width, height);
       } else {
-        canvas.surface_ =
-            cairo_image_surface_create(epaper ? CAIRO_FORMAT_RGB24 : CAIRO_FORMAT_ARGB32,
+        canvas.surface_ = imageSurface(epaper ? CAIRO_FORMAT_RGB24 : CAIRO_FORMAT_ARGB32,
                                        static_cast<int>(std::ceil(size.width * scale - 1e-9)),
                                        static_cast<int>(std::ceil(size.height * scale - 1e-9)));
       }
@@ -194,13 +239,13 @@ Canvas::Canvas(Canvas&& other) noexcept
       stream_(std::move(other.stream_)),
       finished_(other.finished_),
       epaper_(other.epaper_),
+      surfaces_(other.surfaces_),
       marks_(other.marks_),
       knockouts_(other.knockouts_) {}
 
 Canvas& Canvas::operator=(Canvas&& other) noexcept {
   if (this != &other) {
-    if (cr_) cairo_destroy(cr_);
-    if (surface_) cairo_surface_destroy(surface_);
+    release();
     format_ = other.format_;
     size_ = other.size_;
     scale_ = other.scale_;
@@ -209,15 +254,23 @@ Canvas& Canvas::operator=(Canvas&& other) noexcept {
     stream_ = std::move(other.stream_);
     finished_ = other.finished_;
     epaper_ = other.epaper_;
+    surfaces_ = other.surfaces_;
     marks_ = other.marks_;
     knockouts_ = other.knockouts_;
   }
   return *this;
 }
 
-Canvas::~Canvas() {
-  if (cr_) cairo_destroy(cr_);
-  if (surface_) cairo_surface_destroy(surface_);
+Canvas::~Canvas() { release(); }
+
+void Canvas::release() {
+  if (cr_) cairo_destroy(std::exchange(cr_, nullptr));
+  if (!surface_) return;
+  if (surfaces_) {
+    surfaces_->give(std::exchange(surface_, nullptr));
+  } else {
+    cairo_surface_destroy(std::exchange(surface_, nullptr));
+  }
 }
 
 cairo_surface_t* Canvas::imageSurface() const {
@@ -412,6 +465,61 @@ void Canvas::strokePath(const Path& path, const Stroke& stroke) {
   cairo_set_miter_limit(cr_, 10);
 }
 
+void Canvas::fillHatch(Rect area, double pitch, double lineWidth, Color color) {
+  if (!(area.width > 0 && area.height > 0 && pitch > 0 && lineWidth > 0)) return;
+  Saved saved(*this);
+  clip(area);
+  cairo_matrix_t m;
+  cairo_get_matrix(cr_, &m);
+  // Five pitches make the tile; at the phone's 3x and 3.2-point pitch that is 48 pixels.
+  const double tilePixels = 5 * pitch * m.xx;
+  const bool tiled = format_ == ImageFormat::png && !epaper_ && m.xy == 0 && m.yx == 0 &&
+                     m.xx == m.yy && m.xx > 0 && tilePixels >= 4 && tilePixels <= 1024 &&
+                     std::abs(tilePixels - std::round(tilePixels)) < 1e-6;
+  if (!tiled) {
+    Path lines;
+    for (double x = area.minX() - area.height; x < area.maxX(); x += pitch) {
+      lines.moveTo({x, area.maxY()});
+      lines.lineTo({x + area.height, area.minY()});
+    }
+    strokePath(lines, {.color = color, .width = lineWidth, .cap = LineCap::butt});
+    return;
+  }
+  // In device pixels the lines are x + y = c + k * pitch * scale; the tile sits on whole pixels
+  // so that it is sampled without filtering, and carries the lines' fractional offset.
+  double cornerX = area.minX(), cornerY = area.minY();
+  cairo_user_to_device(cr_, &cornerX, &cornerY);
+  const double tileX = std::floor(cornerX), tileY = std::floor(cornerY);
+  const double step = pitch * m.xx;
+  const double offset = std::fmod(cornerX - tileX + cornerY - tileY, step);
+  const int n = static_cast<int>(std::round(tilePixels));
+  cairo_surface_t* tile = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, n, n);
+  cairo_t* tileCr = cairo_create(tile);
+  // Every line that crosses the tile, those through its corners too, so that the tile repeats
+  // without seams.
+  for (double c = offset - 2 * step; c <= 2 * n + 2 * step; c += step) {
+    cairo_move_to(tileCr, c + n, -n);
+    cairo_line_to(tileCr, c - n, n);
+  }
+  Color ink = deviceColor(color);
+  cairo_set_source_rgba(tileCr, ink.red, ink.green, ink.blue, ink.alpha);
+  cairo_set_line_width(tileCr, lineWidth * m.xx);
+  cairo_set_line_cap(tileCr, CAIRO_LINE_CAP_BUTT);
+  cairo_stroke(tileCr);
+  cairo_destroy(tileCr);
+  cairo_pattern_t* pattern = cairo_pattern_create_for_surface(tile);
+  cairo_surface_destroy(tile);
+  cairo_pattern_set_extend(pattern, CAIRO_EXTEND_REPEAT);
+  cairo_pattern_set_filter(pattern, CAIRO_FILTER_NEAREST);
+  cairo_matrix_t toTile;
+  cairo_matrix_init_translate(&toTile, -tileX, -tileY);
+  cairo_matrix_multiply(&toTile, &m, &toTile);
+  cairo_pattern_set_matrix(pattern, &toTile);
+  cairo_set_source(cr_, pattern);
+  cairo_pattern_destroy(pattern);
+  cairo_paint(cr_);
+}
+
 void Canvas::strokeLine(Point from, Point to, const Stroke& stroke) {
   Path path;
   path.moveTo(from);
@@ -442,7 +550,10 @@ Expected<std::string> Canvas::finish(const ImageMetadata& metadata) {
     return fail(std::string("drawing failed: ") + cairo_status_to_string(status));
   }
   if (format_ == ImageFormat::png) {
-    return encodePng(surface_, {.description = metadata.description, .oneBit = epaper_});
+    // The drawing is done: its pixels are packed into PNG rows where they lie.
+    return encodePng(
+        surface_,
+        {.description = metadata.description, .oneBit = epaper_, .overwriteSurface = true});
   }
   if (format_ == ImageFormat::pdf) {
     if (!metadata.title.empty()) {
