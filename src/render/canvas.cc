@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <numbers>
@@ -121,44 +122,64 @@ std::string escapeXml(std::string_view text) {
   return out;
 }
 
-SurfacePool::~SurfacePool() {
-  for (cairo_surface_t* surface : kept_) cairo_surface_destroy(surface);
+namespace {
+
+// Who frees a lent buffer: the pool when it takes it back, otherwise the surface's last holder.
+struct LentPixels {
+  unsigned char* data = nullptr;
+  size_t capacity = 0;
+  bool returned = false;
+};
+const cairo_user_data_key_t kLentPixels{};
+
+void freeUnlessReturned(void* lent) {
+  auto* pixels = static_cast<LentPixels*>(lent);
+  if (!pixels->returned) std::free(pixels->data);
+  delete pixels;
 }
 
+}  // namespace
+
+SurfacePool::~SurfacePool() { std::free(kept_); }
+
 cairo_surface_t* SurfacePool::take(int format, int width, int height) {
-  for (auto it = kept_.begin(); it != kept_.end(); ++it) {
-    cairo_surface_t* surface = *it;
-    if (cairo_image_surface_get_format(surface) == format &&
-        cairo_image_surface_get_width(surface) == width &&
-        cairo_image_surface_get_height(surface) == height) {
-      kept_.erase(it);
-      // As a fresh surface is: every pixel transparent black.
-      std::memset(cairo_image_surface_get_data(surface), 0,
-                  static_cast<size_t>(cairo_image_surface_get_stride(surface)) *
-                      static_cast<size_t>(height));
-      cairo_surface_mark_dirty(surface);
-      return surface;
-    }
+  const auto pixels = static_cast<cairo_format_t>(format);
+  const int stride = cairo_format_stride_for_width(pixels, width);
+  if (stride <= 0 || width <= 0 || height <= 0) {
+    return cairo_image_surface_create(pixels, width, height);
   }
-  return cairo_image_surface_create(static_cast<cairo_format_t>(format), width, height);
+  const size_t bytes = static_cast<size_t>(stride) * static_cast<size_t>(height);
+  if (!kept_ || capacity_ < bytes) {
+    std::free(std::exchange(kept_, nullptr));
+    // Cache-line aligned, as pixman's own buffers are; left uninitialised until cleared below.
+    kept_ = static_cast<unsigned char*>(std::aligned_alloc(64, (bytes + 63) / 64 * 64));
+    capacity_ = kept_ ? bytes : 0;
+    if (!kept_) return cairo_image_surface_create(pixels, width, height);
+  }
+  // As a fresh surface is: every pixel transparent black.
+  std::memset(kept_, 0, bytes);
+  cairo_surface_t* surface =
+      cairo_image_surface_create_for_data(kept_, pixels, width, height, stride);
+  auto* lent = new LentPixels{.data = kept_, .capacity = capacity_};
+  if (cairo_surface_set_user_data(surface, &kLentPixels, lent, freeUnlessReturned) !=
+      CAIRO_STATUS_SUCCESS) {
+    delete lent;
+    cairo_surface_destroy(surface);
+    return cairo_image_surface_create(pixels, width, height);
+  }
+  kept_ = nullptr;
+  return surface;
 }
 
 void SurfacePool::give(cairo_surface_t* surface) {
-  // Kept only when nothing else holds it.
-  if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS ||
-      cairo_surface_get_reference_count(surface) != 1) {
-    cairo_surface_destroy(surface);
-    return;
+  auto* lent = static_cast<LentPixels*>(cairo_surface_get_user_data(surface, &kLentPixels));
+  // Taken back only when nothing else holds the surface (a pattern made from it, say).
+  if (lent && !kept_ && cairo_surface_get_reference_count(surface) == 1) {
+    lent->returned = true;
+    kept_ = lent->data;
+    capacity_ = lent->capacity;
   }
-  for (cairo_surface_t* kept : kept_) {
-    if (cairo_image_surface_get_format(kept) == cairo_image_surface_get_format(surface) &&
-        cairo_image_surface_get_width(kept) == cairo_image_surface_get_width(surface) &&
-        cairo_image_surface_get_height(kept) == cairo_image_surface_get_height(surface)) {
-      cairo_surface_destroy(surface);
-      return;
-    }
-  }
-  kept_.push_back(surface);
+  cairo_surface_destroy(surface);
 }
 
 Expected<Canvas> Canvas::create(ImageFormat format, Size size, double scale,

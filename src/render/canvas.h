@@ -87,11 +87,13 @@ struct EPaper {
   std::optional<std::pair<int, int>> panel;
 };
 
-// Image surfaces kept from one PNG drawing to the next, at most one per pixel size and format:
-// a process that draws again and again (the host) then reuses the same pixels instead of asking
-// the system for megabytes of fresh, zeroed memory each time (a large widget at 3x is 5 MB). A
-// reused surface is cleared to transparent before it is drawn on, so the image is the same as on
-// a fresh one. Must outlive every canvas created with it; one thread at a time.
+// The pixels of PNG drawings kept from one drawing to the next: one buffer, as large as the
+// largest drawing yet, lent to one canvas at a time (another canvas meanwhile gets fresh memory).
+// A process that draws again and again (the host) then reuses the same pages instead of asking
+// the system for megabytes of fresh, zeroed memory each time (a large widget at 3x is 5 MB) and
+// keeps no more than one drawing's worth, whatever the sizes it draws. The pixels are cleared to
+// transparent before each drawing, so the image is the same as on a fresh surface. Must outlive
+// every canvas created with it; one thread at a time.
 class SurfacePool {
  public:
   SurfacePool() = default;
@@ -99,15 +101,18 @@ class SurfacePool {
   SurfacePool& operator=(const SurfacePool&) = delete;
   ~SurfacePool();
 
-  size_t size() const { return kept_.size(); }
+  // Bytes of pixels kept (0 while lent or before the first drawing).
+  size_t keptBytes() const { return kept_ ? capacity_ : 0; }
 
  private:
   friend class Canvas;
-  // A kept surface of that format and size, cleared, or a new one.
+  // A surface of that format and size over the kept pixels, cleared, or a fresh one.
   cairo_surface_t* take(int format, int width, int height);
+  // Destroys the surface; its pixels are kept when they were lent and nothing else holds it.
   void give(cairo_surface_t* surface);
 
-  std::vector<cairo_surface_t*> kept_;
+  unsigned char* kept_ = nullptr;
+  size_t capacity_ = 0;
 };
 
 class Canvas {

@@ -59,18 +59,15 @@ Expected<std::string> encodePng(cairo_surface_t* surface, const PngOptions& opti
   }
   const size_t w = static_cast<size_t>(width), h = static_cast<size_t>(height);
 
-  // The buffers of the rows and of the compressed image stay with the thread from image to image:
-  // a large widget at 3x needs megabytes of each, and memory handed back to the system between
-  // drawings is paged in again (page faults cost more than the packing itself).
-  thread_local std::vector<unsigned char> copied, straight, compressed;
+  std::unique_ptr<unsigned char[]> copied, straight;
   // The rows are packed in the surface's own buffer when the caller gives up its pixels; every
   // packed row is shorter than a row of 32-bit pixels and each byte is written only after the
   // pixels under it were read, so packing from the top left never overwrites an unread pixel.
   unsigned char* source = data;
   if (!options.overwriteSurface) {
-    copied.resize(stride * h);
-    std::memcpy(copied.data(), data, stride * h);
-    source = copied.data();
+    copied = std::make_unique_for_overwrite<unsigned char[]>(stride * h);
+    std::memcpy(copied.get(), data, stride * h);
+    source = copied.get();
   }
   auto pixelRow = [&](size_t y) {
     return reinterpret_cast<const std::uint32_t*>(source + y * stride);
@@ -122,10 +119,10 @@ Expected<std::string> encodePng(cairo_surface_t* surface, const PngOptions& opti
     if (y < h) {
       opaque = false;
       const size_t rgbaBytes = 1 + w * 4;
-      straight.resize(rgbaBytes * h);
+      straight = std::make_unique_for_overwrite<unsigned char[]>(rgbaBytes * h);
       for (size_t above = 0; above < y; ++above) {
         const unsigned char* in = source + rowBytes * above + 1;
-        unsigned char* out = straight.data() + rgbaBytes * above;
+        unsigned char* out = straight.get() + rgbaBytes * above;
         *out++ = 0;
         for (size_t x = 0; x < w; ++x, in += 3, out += 4) {
           out[0] = in[0], out[1] = in[1], out[2] = in[2], out[3] = 0xff;
@@ -133,7 +130,7 @@ Expected<std::string> encodePng(cairo_surface_t* surface, const PngOptions& opti
       }
       for (; y < h; ++y) {
         const std::uint32_t* pixels = pixelRow(y);
-        unsigned char* out = straight.data() + rgbaBytes * y;
+        unsigned char* out = straight.get() + rgbaBytes * y;
         *out++ = 0;
         for (size_t x = 0; x < w; ++x, out += 4) {
           std::uint32_t p = pixels[x];
@@ -149,7 +146,7 @@ Expected<std::string> encodePng(cairo_surface_t* surface, const PngOptions& opti
           out[3] = static_cast<unsigned char>(a);
         }
       }
-      raw = straight.data();
+      raw = straight.get();
       rawSize = rgbaBytes * h;
     }
   }
@@ -159,10 +156,16 @@ Expected<std::string> encodePng(cairo_surface_t* surface, const PngOptions& opti
   auto& compressor = compressors[options.compressionLevel];
   if (!compressor) compressor.reset(libdeflate_alloc_compressor(options.compressionLevel));
   if (!compressor) return fail("PNG encoding failed: out of memory for the compressor");
-  // Grown, never cleared: only the pages the compressed images fill become resident.
+  // The compressed image's buffer stays with the thread too, grown and never cleared: only the
+  // pages compressed images fill (a few hundred kilobytes) become resident, and stay so.
+  thread_local std::unique_ptr<unsigned char[]> compressed;
+  thread_local size_t compressedCapacity = 0;
   const size_t bound = libdeflate_zlib_compress_bound(compressor.get(), rawSize);
-  if (compressed.size() < bound) compressed.resize(bound);
-  size_t size = libdeflate_zlib_compress(compressor.get(), raw, rawSize, compressed.data(), bound);
+  if (compressedCapacity < bound) {
+    compressed = std::make_unique_for_overwrite<unsigned char[]>(bound);
+    compressedCapacity = bound;
+  }
+  size_t size = libdeflate_zlib_compress(compressor.get(), raw, rawSize, compressed.get(), bound);
   if (size == 0) return fail("PNG encoding failed: the image did not compress");
 
   std::string header;
@@ -181,8 +184,7 @@ Expected<std::string> encodePng(cairo_surface_t* surface, const PngOptions& opti
     text += options.description;
     appendChunk(png, "iTXt", text);
   }
-  appendChunk(png, "IDAT",
-              std::string_view(reinterpret_cast<const char*>(compressed.data()), size));
+  appendChunk(png, "IDAT", std::string_view(reinterpret_cast<const char*>(compressed.get()), size));
   appendChunk(png, "IEND", {});
   return png;
 }

@@ -7,9 +7,8 @@
 // level 1 through libspng or libpng stayed under 5 times faster (bench/render_bench.cc). An
 // opaque image (every widget: the navy covers it) is written as 8-bit RGB; one with transparency
 // as 8-bit RGBA with straight (not premultiplied) alpha. The optional description travels as an
-// iTXt "Description" chunk, UTF-8. The row and compressed buffers and the compressor are kept
-// by each thread from image to image (a large widget at 3x needs megabytes of each, and memory
-// handed back between drawings has to be paged in again).
+// iTXt "Description" chunk, UTF-8. The compressor and the compressed image's buffer are kept by
+// each thread from image to image (allocating them each time pages them in again).
 //
 // `encodePngWithCairo` is cairo's writer, kept for the comparison in the benchmark.
 //
