@@ -3,6 +3,7 @@
 #include <cairo.h>
 #include <libdeflate.h>
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -107,12 +108,19 @@ Expected<std::string> encodePng(cairo_surface_t* surface, const PngOptions& opti
         if ((alphas >> 24) != 0xff) break;
       }
       unsigned char* out = source + rowBytes * y;
-      for (size_t x = 0; x < w; ++x) {
-        std::uint32_t p = pixels[x];
-        out[1 + 3 * x] = static_cast<unsigned char>(p >> 16);
-        out[2 + 3 * x] = static_cast<unsigned char>(p >> 8);
-        out[3 + 3 * x] = static_cast<unsigned char>(p);
+      // Each pixel but the row's last as one 4-byte store of R, G, B and a byte the next pixel
+      // overwrites; that byte may lie on the next pixel, so it is read first.
+      std::uint32_t p = pixels[0];
+      for (size_t x = 0; x + 1 < w; ++x) {
+        const std::uint32_t next = pixels[x + 1];
+        const std::uint32_t rgb =
+            std::endian::native == std::endian::little ? __builtin_bswap32(p) >> 8 : p << 8;
+        std::memcpy(out + 1 + 3 * x, &rgb, 4);
+        p = next;
       }
+      out[3 * w - 2] = static_cast<unsigned char>(p >> 16);
+      out[3 * w - 1] = static_cast<unsigned char>(p >> 8);
+      out[3 * w] = static_cast<unsigned char>(p);
       out[0] = 0;
     }
     rawSize = rowBytes * h;
