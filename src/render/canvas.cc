@@ -206,7 +206,7 @@ Expected<Canvas> Canvas::create(ImageFormat format, Size size, double scale,
   canvas.scale_ = format == ImageFormat::png ? scale : 1;
   canvas.epaper_ = epaper.has_value();
   if (format == ImageFormat::png) canvas.surfaces_ = surfaces;
-  auto imageSurface = [&](cairo_format_t pixels, int width, int height) {
+  auto newSurface = [&](cairo_format_t pixels, int width, int height) {
     return surfaces ? surfaces->take(pixels, width, height)
                     : cairo_image_surface_create(pixels, width, height);
   };
@@ -218,11 +218,11 @@ Expected<Canvas> Canvas::create(ImageFormat format, Size size, double scale,
         canvas.scale_ = std::min(width / size.width, height / size.height);
         offsetX = (width - size.width * canvas.scale_) / 2;
         offsetY = (height - size.height * canvas.scale_) / 2;
-        canvas.surface_ = imageSurface(CAIRO_FORMAT_RGB24, width, height);
+        canvas.surface_ = newSurface(CAIRO_FORMAT_RGB24, width, height);
       } else {
-        canvas.surface_ = imageSurface(epaper ? CAIRO_FORMAT_RGB24 : CAIRO_FORMAT_ARGB32,
-                                       static_cast<int>(std::ceil(size.width * scale - 1e-9)),
-                                       static_cast<int>(std::ceil(size.height * scale - 1e-9)));
+        canvas.surface_ = newSurface(epaper ? CAIRO_FORMAT_RGB24 : CAIRO_FORMAT_ARGB32,
+                                     static_cast<int>(std::ceil(size.width * scale - 1e-9)),
+                                     static_cast<int>(std::ceil(size.height * scale - 1e-9)));
       }
       break;
     case ImageFormat::svg:
