@@ -102,8 +102,8 @@ int activityTexts(const CommandContext& context, const std::string& statePath) {
   for (const activity::TextRun& run : runs) {
     w.beginObject();
     writeString(w, "text", run.text);
-    writeString(w, "color", run.paint.color);
-    writeNumber(w, "opacity", run.paint.opacity);
+    writeString(w, "color", run.color.hexText());
+    writeNumber(w, "opacity", run.color.alpha);
     w.endObject();
   }
   w.endArray();

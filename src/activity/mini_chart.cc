@@ -19,8 +19,8 @@ constexpr double kProbabilityOpacity = 0.94;
 constexpr double kMarkerOpacity = 0.95;
 constexpr double kTickBaseOpacity = 0.92;
 
-constexpr Font kLabelFont{8, kSemibold};
-constexpr Font kBoldLabelFont{8, kBold};
+constexpr Font kLabelFont = font(8);
+constexpr Font kBoldLabelFont = font(8, FontWeight::bold);
 
 // The chart spans 12 hours, so it has 13 or 14 ticks; the cap guards absurd instants that an
 // hour no longer moves.
@@ -33,10 +33,10 @@ struct Variant {
 constexpr Variant kCompact{5, 4, 9, 5, 2.2, 1.6, 0.36, 0.55, 1, 0, 1.05};
 constexpr Variant kFull{6, 5, 11, 4, 3.2, 1.9, 0.42, 0.7, 10, 12, 1.25};
 
-ChartLabel label(std::string text, Font font, Paint paint, Point origin,
+ChartLabel label(std::string text, Font font, Color color, Point origin,
                  const MeasureText& measure) {
   TextMetrics metrics = measure(text, font);
-  return ChartLabel{std::move(text), font, std::move(paint), origin, metrics};
+  return ChartLabel{std::move(text), font, color, origin, metrics};
 }
 
 std::vector<PathElement> curveThrough(const std::vector<Point>& p) {
@@ -118,18 +118,19 @@ struct Obstacles {
 bool onCurve(const Rect& frame, const Obstacles& o) {
   const double c = o.curveClearance;
   return std::any_of(o.curve.begin(), o.curve.end(), [&](const Point& p) {
-    return p.x > frame.x - c && p.x < frame.right() + c && p.y > frame.y - c &&
-           p.y < frame.bottom() + c;
+    return p.x > frame.x - c && p.x < frame.maxX() + c && p.y > frame.y - c &&
+           p.y < frame.maxY() + c;
   });
 }
 
 bool overlapsAny(const Rect& frame, const std::vector<Rect>& rects) {
-  return std::any_of(rects.begin(), rects.end(), [&](const Rect& r) { return r.overlaps(frame); });
+  return std::any_of(rects.begin(), rects.end(),
+                     [&](const Rect& r) { return r.intersects(frame); });
 }
 
 double distance(Point p, const Rect& r) {
-  const double dx = std::max({r.x - p.x, 0.0, p.x - r.right()});
-  const double dy = std::max({r.y - p.y, 0.0, p.y - r.bottom()});
+  const double dx = std::max({r.x - p.x, 0.0, p.x - r.maxX()});
+  const double dy = std::max({r.y - p.y, 0.0, p.y - r.maxY()});
   return std::hypot(dx, dy);
 }
 
@@ -149,19 +150,18 @@ std::optional<ChartLabel> peakLabel(const MiniChart::Bar& bar, double width, dou
   constexpr double kMaxSlide = 12;
   constexpr double kStep = 0.5;
   constexpr double kSidePenalty = 1;
-  ChartLabel peak =
-      label(amountText(bar.amount), kBoldLabelFont, paint(palette::kRain), {}, measure);
+  ChartLabel peak = label(amountText(bar.amount), kBoldLabelFont, palette::rain, {}, measure);
   const double w = peak.metrics.width;
   const double h = peak.metrics.height();
   const Rect& r = bar.rect;
   const Point anchor{r.x + r.width / 2, r.y};
   auto inside = [&](const Rect& f) {
-    return f.x >= 1 && f.right() <= width - 1 && f.y >= 0 && f.bottom() <= baseline - 1;
+    return f.x >= 1 && f.maxX() <= width - 1 && f.y >= 0 && f.maxY() <= baseline - 1;
   };
 
   const Point above{std::clamp(anchor.x - w / 2, 1.0, std::max(1.0, width - 1 - w)),
                     r.y - kGap - h};
-  const Point right{r.right() + kSideGap, r.y};
+  const Point right{r.maxX() + kSideGap, r.y};
   const Point left{r.x - kSideGap - w, r.y};
 
   std::optional<Point> best;
@@ -226,7 +226,7 @@ MiniChart makeMiniChart(const std::vector<HourPoint>& points, double width, doub
 
   chart.plate = {0, 0, width, height};
   chart.plateCornerRadius = v.plateCorner;
-  chart.plateFill = paint(palette::kPlate, kPlateOpacity);
+  chart.plateFill = palette::activityPlate.opacity(kPlateOpacity);
 
   // Bars: one per clock hour with rain, centred on the hour's start, at least a stub high.
   const double plotWidth =
@@ -238,7 +238,7 @@ MiniChart makeMiniChart(const std::vector<HourPoint>& points, double width, doub
   const double barArea =
       full ? height - ChartLayout::kTopInset - ChartLayout::kBottomInset : height;
   const double usable = barArea >= 1 ? barArea - v.barInset : 1 - v.barInset;
-  chart.barFill = paint(palette::kRain, kBarOpacity);
+  chart.barFill = palette::rain.opacity(kBarOpacity);
   for (const ChartLayout::HourlyBar& bar : layout.hourlyBars) {
     if (!(bar.amount > 0)) continue;
     const double fraction = layout.barFraction(bar.amount);
@@ -255,10 +255,10 @@ MiniChart makeMiniChart(const std::vector<HourPoint>& points, double width, doub
     curve.push_back({layout.xPosition(sample.date), layout.chanceY(sample.precipProb)});
   }
   chart.probabilityPath = curveThrough(curve);
-  chart.probabilityStroke = {paint(palette::kAccent, kProbabilityOpacity),
+  chart.probabilityStroke = {palette::accent.opacity(kProbabilityOpacity),
                              v.lineWidth,
-                             LineCap::kRound,
-                             LineJoin::kRound,
+                             LineCap::round,
+                             LineJoin::round,
                              2,
                              {},
                              0};
@@ -271,10 +271,10 @@ MiniChart makeMiniChart(const std::vector<HourPoint>& points, double width, doub
     const double x = layout.xPosition(t);
     chart.ticks.push_back({{x, baseline - 1}, {x, tickEnd}});
   }
-  chart.tickStroke = {paint(palette::kTickBase, v.tickOpacity),
+  chart.tickStroke = {palette::tickBase.opacity(v.tickOpacity),
                       v.tickWidth,
-                      LineCap::kSquare,
-                      LineJoin::kMiter,
+                      LineCap::square,
+                      LineJoin::miter,
                       10,
                       {},
                       0};
@@ -284,16 +284,16 @@ MiniChart makeMiniChart(const std::vector<HourPoint>& points, double width, doub
     const double x = layout.xPosition(*options.now);
     MiniChart::NowMarker marker;
     marker.line = {{x, v.markerTop}, {x, height - v.markerBottomInset - 1}};
-    marker.stroke = {paint(palette::kNowMarker, kMarkerOpacity),
+    marker.stroke = {palette::nowMarker.opacity(kMarkerOpacity),
                      v.markerWidth,
-                     LineCap::kRound,
-                     LineJoin::kMiter,
+                     LineCap::round,
+                     LineJoin::miter,
                      10,
                      {2.2, 2.2},
                      0};
     if (full) {
       marker.label =
-          label("now", kBoldLabelFont, paint(palette::kNowMarker, kMarkerOpacity), {}, measure);
+          label("now", kBoldLabelFont, palette::nowMarker.opacity(kMarkerOpacity), {}, measure);
       // The upper bound is deliberately loose: the word may run past a narrow chart's edge.
       marker.label->origin = {std::clamp(x - marker.label->metrics.width / 2, 1.0, 10000.0), 1};
     }
@@ -308,11 +308,11 @@ MiniChart makeMiniChart(const std::vector<HourPoint>& points, double width, doub
     }
     const double topY = std::max(ChartLayout::kTopInset, layout.chanceY(highest) - 4);
     chart.topLabel = label(percentText(highest), kLabelFont,
-                           paint(palette::kAccent, kProbabilityOpacity), {2, topY}, measure);
+                           palette::accent.opacity(kProbabilityOpacity), {2, topY}, measure);
     const double zeroY = height - ChartLayout::kBottomInset - 1 - 9;
     if (zeroY > topY + 12) {
       chart.zeroLabel =
-          label("0", kLabelFont, paint(palette::kTickBase, kTickBaseOpacity), {2, zeroY}, measure);
+          label("0", kLabelFont, palette::tickBase.opacity(kTickBaseOpacity), {2, zeroY}, measure);
     }
 
     const MiniChart::Bar* tallest = nullptr;
@@ -331,7 +331,7 @@ MiniChart makeMiniChart(const std::vector<HourPoint>& points, double width, doub
       }
       if (chart.nowMarker) {
         const Segment& line = chart.nowMarker->line;
-        const double half = chart.nowMarker->stroke.lineWidth / 2 + 1;
+        const double half = chart.nowMarker->stroke.width / 2 + 1;
         obstacles.marks.push_back(
             {line.from.x - half, line.from.y, 2 * half, line.to.y - line.from.y});
         if (chart.nowMarker->label) {
@@ -339,7 +339,7 @@ MiniChart makeMiniChart(const std::vector<HourPoint>& points, double width, doub
         }
       }
       obstacles.curve = flattened(chart.probabilityPath);
-      obstacles.curveClearance = chart.probabilityStroke.lineWidth / 2 + 0.5;
+      obstacles.curveClearance = chart.probabilityStroke.width / 2 + 0.5;
       chart.peakLabel = peakLabel(*tallest, width, baseline, obstacles, measure);
     }
   }

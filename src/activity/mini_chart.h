@@ -34,20 +34,6 @@
 
 namespace pluvo::activity {
 
-enum class LineCap { kButt, kRound, kSquare };
-enum class LineJoin { kMiter, kRound, kBevel };
-
-struct StrokeStyle {
-  Paint paint;
-  double lineWidth = 1;
-  LineCap cap = LineCap::kButt;
-  LineJoin join = LineJoin::kMiter;
-  double miterLimit = 10;
-  std::vector<double> dash;  // on, off, ... lengths; empty for a solid line
-  double dashPhase = 0;
-  bool operator==(const StrokeStyle&) const = default;
-};
-
 // One element of a path: move to `to`, line to `to`, or a cubic Bézier through two controls.
 struct PathElement {
   enum class Kind { kMove, kLine, kCubic };
@@ -68,7 +54,7 @@ struct Segment {
 struct ChartLabel {
   std::string text;
   Font font;
-  Paint paint;
+  Color color;
   Point origin;
   TextMetrics metrics;  // as measured when placed
   Rect frame() const { return {origin.x, origin.y, metrics.width, metrics.height()}; }
@@ -92,7 +78,7 @@ struct MiniChart {
   };
   struct NowMarker {
     Segment line;
-    StrokeStyle stroke;
+    Stroke stroke;
     std::optional<ChartLabel> label;  // the word "now", full variant only
     bool operator==(const NowMarker&) const = default;
   };
@@ -104,18 +90,18 @@ struct MiniChart {
 
   Rect plate;
   double plateCornerRadius = 0;
-  Paint plateFill;
+  Color plateFill;
 
   double barWidth = 0;
   std::vector<Bar> bars;  // hours with rain, ascending
-  Paint barFill;
+  Color barFill;
 
   std::vector<PathElement> probabilityPath;  // empty without chance samples
-  StrokeStyle probabilityStroke;
+  Stroke probabilityStroke;
 
   std::vector<Instant> tickInstants;
   std::vector<Segment> ticks;
-  StrokeStyle tickStroke;
+  Stroke tickStroke;
 
   std::optional<NowMarker> nowMarker;
 

@@ -8,10 +8,10 @@ namespace pluvo::activity {
 
 namespace {
 
-constexpr Font kLocationFont{13, kSemibold};
+constexpr Font kLocationFont = font(13);
 constexpr double kLocationOpacity = 0.7;
-constexpr Font kBrandFont{14, kSemibold};
-constexpr Font kBrandSecondaryFont{12, kSemibold};
+constexpr Font kBrandFont = font(14);
+constexpr Font kBrandSecondaryFont = font(12);
 constexpr double kBrandSecondaryOpacity = 0.55;
 constexpr double kBrandSpacing = 5;
 constexpr double kBrandMarkSide = 15;
@@ -33,7 +33,7 @@ constexpr double kMinimumChartHeight = 30;
 // The island's chart and its header.
 constexpr double kIslandChartHeight = 36;
 constexpr double kIslandChartGap = 8;
-constexpr Font kIslandAmountFont{15, kBold};
+constexpr Font kIslandAmountFont = font(15, FontWeight::bold);
 constexpr double kIslandCorner = 44;
 
 std::string accessibility(std::initializer_list<std::string> parts) {
@@ -56,11 +56,11 @@ std::string spokenCopyLine(const std::vector<TextRun>& runs) {
   return text;
 }
 
-Scene emptyScene(Size size, std::string_view background, double corner) {
+Scene emptyScene(Size size, Color background, double corner) {
   Scene scene;
   scene.width = size.width;
   scene.height = size.height;
-  scene.background = paint(background);
+  scene.background = background;
   scene.backgroundCornerRadius = corner;
   scene.tapTarget = std::string(kTapTarget);
   return scene;
@@ -75,8 +75,8 @@ TextBlock centredLine(std::vector<TextRun> runs, Font font, Rect frame, TextAlig
 }
 
 SymbolItem intensityIcon(const ContentState& state, double pointSize, Rect frame) {
-  return SymbolItem{std::string(intensitySymbol(state.intensityLabel)), Font{pointSize, kSemibold},
-                    paint(palette::kRain), frame};
+  return SymbolItem{std::string(intensitySymbol(state.intensityLabel)), font(pointSize),
+                    palette::rain, frame};
 }
 
 std::string totalAmount(const ContentState& state) { return amountText(state.totalInches); }
@@ -128,7 +128,8 @@ Scene lockCard(const PresentationInput& input, const LockCardLengths& lengths, S
   const ContentState& state = input.state;
   const MeasureText& measure = input.measure;
   const TimeZone zone = textZone(state, input.deviceZone);
-  Scene scene = emptyScene(size, palette::kNavy, lengths.frameCorner + lengths.frameInset);
+  Scene scene =
+      emptyScene(size, palette::widgetBackground, lengths.frameCorner + lengths.frameInset);
 
   const double left = lengths.contentInsetHorizontal;
   const double contentWidth = std::max(1.0, size.width - 2 * lengths.contentInsetHorizontal);
@@ -143,14 +144,14 @@ Scene lockCard(const PresentationInput& input, const LockCardLengths& lengths, S
   scene.items.push_back(BrandMarkItem{
       {left, y + (brandHeight - kBrandMarkSide) / 2, kBrandMarkSide, kBrandMarkSide}});
   double x = left + kBrandMarkSide + kBrandSpacing;
-  scene.items.push_back(TextBlock{{{"Pluvo", paint(palette::kWhite)}},
+  scene.items.push_back(TextBlock{{{"Pluvo", render::named::white}},
                                   kBrandFont,
                                   {x, y, std::min(brand.width, right - x), brandHeight},
                                   brandBaseline});
   x += brand.width + kBrandSpacing;
   if (x < right) {
     scene.items.push_back(
-        TextBlock{{{"Rain window", paint(palette::kWhite, kBrandSecondaryOpacity)}},
+        TextBlock{{{"Rain window", render::named::white.opacity(kBrandSecondaryOpacity)}},
                   kBrandSecondaryFont,
                   {x, y, std::min(secondary.width, right - x), brandHeight},
                   brandBaseline});
@@ -158,7 +159,7 @@ Scene lockCard(const PresentationInput& input, const LockCardLengths& lengths, S
   y += brandHeight + kRowSpacing;
 
   // Header row: the place, then the copy line, on the first line's baseline.
-  const Font copyFont{lengths.copyFontSize, kSemibold};
+  const Font copyFont = font(lengths.copyFontSize);
   const std::string location = displayLocation(state.locationName);
   std::vector<TextRun> copy = copyLine(state, input.now, zone);
   const std::string copyText = plainText(copy);
@@ -182,7 +183,7 @@ Scene lockCard(const PresentationInput& input, const LockCardLengths& lengths, S
   const double headerBaseline = y + ascent;
   const double headerHeight = headerHeightFor(lines);
   if (!location.empty()) {
-    scene.items.push_back(TextBlock{{{location, paint(palette::kWhite, kLocationOpacity)}},
+    scene.items.push_back(TextBlock{{{location, render::named::white.opacity(kLocationOpacity)}},
                                     kLocationFont,
                                     {left, y, copyLeft - kHeaderSpacing - left, headerHeight},
                                     headerBaseline});
@@ -210,7 +211,7 @@ Scene lockCard(const PresentationInput& input, const LockCardLengths& lengths, S
                    size.height - 2 * lengths.frameInset},
                   lengths.frameCorner,
                   kFrameStrokeWidth,
-                  paint(palette::kWhite, kFrameStrokeOpacity)});
+                  render::named::white.opacity(kFrameStrokeOpacity)});
   scene.accessibilityLabel = accessibility({"Pluvo", location, state.intensityLabel, spoken});
   return scene;
 }
@@ -221,11 +222,11 @@ Scene watchBanner(const PresentationInput& input, Size size) {
   constexpr double kInset = 10;
   constexpr double kSpacing = 8;
   constexpr double kColumnSpacing = 2;
-  constexpr Font kCopyFont{14, kSemibold};
+  constexpr Font kCopyFont = font(14);
   const ContentState& state = input.state;
   const MeasureText& measure = input.measure;
   const TimeZone zone = textZone(state, input.deviceZone);
-  Scene scene = emptyScene(size, palette::kNavy, 16);
+  Scene scene = emptyScene(size, palette::widgetBackground, 16);
 
   scene.items.push_back(
       intensityIcon(state, 22, {kInset, (size.height - kIconFrame) / 2, kIconFrame, kIconFrame}));
@@ -240,7 +241,7 @@ Scene watchBanner(const PresentationInput& input, Size size) {
   const double columnHeight = (location.empty() ? 0 : place.height() + kColumnSpacing) + copyHeight;
   double y = (size.height - columnHeight) / 2;
   if (!location.empty()) {
-    scene.items.push_back(TextBlock{{{location, paint(palette::kWhite, kLocationOpacity)}},
+    scene.items.push_back(TextBlock{{{location, render::named::white.opacity(kLocationOpacity)}},
                                     kLocationFont,
                                     {left, y, width, place.height()},
                                     y + place.ascent});
@@ -261,7 +262,7 @@ Scene watchBanner(const PresentationInput& input, Size size) {
 // The icon's frame on the region's leading edge, as the total keeps to the trailing one: in the
 // expanded island the icon then stands over the place name and the chart below it.
 Scene islandExpandedLeading(const PresentationInput& input, Size size) {
-  Scene scene = emptyScene(size, palette::kIslandBlack, 0);
+  Scene scene = emptyScene(size, palette::islandBlack, 0);
   scene.items.push_back(
       intensityIcon(input.state, 18, {0, (size.height - kIconFrame) / 2, kIconFrame, kIconFrame}));
   scene.accessibilityLabel = input.state.intensityLabel;
@@ -269,9 +270,9 @@ Scene islandExpandedLeading(const PresentationInput& input, Size size) {
 }
 
 Scene islandExpandedTrailing(const PresentationInput& input, Size size) {
-  Scene scene = emptyScene(size, palette::kIslandBlack, 0);
+  Scene scene = emptyScene(size, palette::islandBlack, 0);
   const std::string amount = totalAmount(input.state);
-  scene.items.push_back(centredLine({{amount, paint(palette::kRain)}}, Font{18, kBold},
+  scene.items.push_back(centredLine({{amount, palette::rain}}, font(18, FontWeight::bold),
                                     {0, 0, size.width, size.height}, TextAlignment::kTrailing, 0.7,
                                     input.measure));
   scene.accessibilityLabel = amount;
@@ -284,7 +285,7 @@ Scene islandExpandedTrailing(const PresentationInput& input, Size size) {
 Scene islandExpandedBottom(const PresentationInput& input, Size size) {
   const ContentState& state = input.state;
   const MeasureText& measure = input.measure;
-  Scene scene = emptyScene(size, palette::kIslandBlack, 0);
+  Scene scene = emptyScene(size, palette::islandBlack, 0);
   const std::string location = displayLocation(state.locationName);
   const std::string amount = totalAmount(state);
   const TextMetrics place = measure(location, kLocationFont);
@@ -296,12 +297,12 @@ Scene islandExpandedBottom(const PresentationInput& input, Size size) {
   const double chartTop = std::max(0.0, size.height - kIslandChartHeight);
   const double headerTop = chartTop - kIslandChartGap - headerHeight;
   if (!location.empty()) {
-    scene.items.push_back(TextBlock{{{location, paint(palette::kWhite, kLocationOpacity)}},
+    scene.items.push_back(TextBlock{{{location, render::named::white.opacity(kLocationOpacity)}},
                                     kLocationFont,
                                     {0, headerTop, locationWidth, headerHeight},
                                     headerTop + ascent});
   }
-  scene.items.push_back(TextBlock{{{amount, paint(palette::kRain)}},
+  scene.items.push_back(TextBlock{{{amount, palette::rain}},
                                   kIslandAmountFont,
                                   {size.width - amountWidth, headerTop, amountWidth, headerHeight},
                                   headerTop + ascent,
@@ -321,7 +322,7 @@ Scene islandExpanded(const PresentationInput& input, Size size) {
   constexpr double kTop = 12;
   constexpr Size kLeading{52, 52};
   constexpr Size kTrailing{120, 52};
-  Scene scene = emptyScene(size, palette::kIslandBlack, kIslandCorner);
+  Scene scene = emptyScene(size, palette::islandBlack, kIslandCorner);
   const double bottomTop = kTop + kLeading.height + 8;
   const Size bottom{std::max(1.0, size.width - 2 * kSide),
                     std::max(1.0, size.height - bottomTop - kTop)};
@@ -344,7 +345,7 @@ constexpr double kCompactOuterInset = 8;
 constexpr double kCompactSymbolSide = 14;
 
 Scene islandCompactLeading(const PresentationInput& input, Size size) {
-  Scene scene = emptyScene(size, palette::kIslandBlack, 0);
+  Scene scene = emptyScene(size, palette::islandBlack, 0);
   const double side = std::min({kCompactSymbolSide, size.width, size.height});
   const double x = std::min(kCompactOuterInset, std::max(0.0, size.width - side));
   scene.items.push_back(intensityIcon(input.state, 12, {x, (size.height - side) / 2, side, side}));
@@ -353,10 +354,10 @@ Scene islandCompactLeading(const PresentationInput& input, Size size) {
 }
 
 Scene islandCompactTrailing(const PresentationInput& input, Size size) {
-  Scene scene = emptyScene(size, palette::kIslandBlack, 0);
+  Scene scene = emptyScene(size, palette::islandBlack, 0);
   const std::string amount = totalAmount(input.state);
   scene.items.push_back(
-      centredLine({{amount, paint(palette::kWhite)}}, Font{12, kSemibold},
+      centredLine({{amount, render::named::white}}, font(12),
                   {0, 0, std::max(1.0, size.width - kCompactOuterInset), size.height},
                   TextAlignment::kTrailing, 0.6, input.measure));
   scene.accessibilityLabel = amount;
@@ -366,7 +367,7 @@ Scene islandCompactTrailing(const PresentationInput& input, Size size) {
 // The compact island: the symbol left of the camera, the total right of it.
 Scene islandCompact(const PresentationInput& input, Size size) {
   const Size region{std::min(52.0, size.width / 2), size.height};
-  Scene scene = emptyScene(size, palette::kIslandBlack, size.height / 2);
+  Scene scene = emptyScene(size, palette::islandBlack, size.height / 2);
   Scene leading = islandCompactLeading(input, region);
   Scene trailing = islandCompactTrailing(input, region);
   scene.accessibilityLabel =
@@ -378,10 +379,10 @@ Scene islandCompact(const PresentationInput& input, Size size) {
 
 Scene islandMinimal(const PresentationInput& input, Size size) {
   constexpr double kInset = 4;
-  Scene scene = emptyScene(size, palette::kIslandBlack, std::min(size.width, size.height) / 2);
+  Scene scene = emptyScene(size, palette::islandBlack, std::min(size.width, size.height) / 2);
   const std::string amount = totalAmount(input.state);
   scene.items.push_back(
-      centredLine({{amount, paint(palette::kRain)}}, Font{11, kBold},
+      centredLine({{amount, palette::rain}}, font(11, FontWeight::bold),
                   {kInset, 0, std::max(1.0, size.width - 2 * kInset), size.height},
                   TextAlignment::kCenter, 0.6, input.measure));
   scene.accessibilityLabel = accessibility({input.state.intensityLabel, amount});

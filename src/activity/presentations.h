@@ -48,7 +48,7 @@ struct TextBlock {
 struct SymbolItem {
   std::string name;
   Font font;
-  Paint paint;
+  Color color;
   Rect frame;
   bool operator==(const SymbolItem&) const = default;
 };
@@ -71,7 +71,7 @@ struct FrameStroke {
   Rect rect;
   double cornerRadius = 0;
   double lineWidth = 1;
-  Paint paint;
+  Color color;
   bool operator==(const FrameStroke&) const = default;
 };
 
@@ -80,7 +80,7 @@ using Item = std::variant<TextBlock, SymbolItem, ChartItem, BrandMarkItem, Frame
 struct Scene {
   double width = 0;
   double height = 0;
-  Paint background;
+  Color background;
   double backgroundCornerRadius = 0;  // the picture outside it stays transparent
   std::vector<Item> items;            // drawing order
   std::string tapTarget;              // "pluvo://dashboard"
@@ -108,10 +108,7 @@ struct PresentationInput {
   const MeasureText& measure;
 };
 
-struct Size {
-  double width = 0;
-  double height = 0;
-};
+using render::Size;
 
 inline constexpr Size kLockCardSize{364, 160};
 inline constexpr Size kWatchBannerSize{184, 72};

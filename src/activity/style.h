@@ -1,10 +1,8 @@
-// The drawing vocabulary shared by the activity's layout values: points and rectangles in
-// points (y grows downwards), fonts as a size and a weight, and paints as an sRGB colour text
-// ("#rrggbb") with an opacity from 0 to 1.
-//
-// Weights are numeric, as fontconfig and Pango count them: semibold 600, bold 700. The palette
-// holds the activity's colours; the two that the product gives as fractions (the chart plate and
-// the tick base) are rounded to the nearest 8-bit step.
+// The drawing vocabulary of the activity's layout values: the render layer's points and
+// rectangles (in points, y growing downwards), fonts, colours with their opacity, and strokes,
+// so that the Live Activity and the widgets speak one language and share one palette
+// (render/color.h). What is the activity's own: styled text runs and the measure its layouts
+// ask of the painter.
 //
 // Thread safety: plain values.
 #pragma once
@@ -14,47 +12,27 @@
 #include <string_view>
 #include <vector>
 
+#include "render/canvas.h"
+#include "render/color.h"
+#include "render/geometry.h"
+#include "render/text.h"
+
 namespace pluvo::activity {
 
-struct Point {
-  double x = 0;
-  double y = 0;
-  bool operator==(const Point&) const = default;
-};
+using render::Color;
+using render::Font;
+using render::FontWeight;
+using render::LineCap;
+using render::LineJoin;
+using render::Point;
+using render::Rect;
+using render::Stroke;
+namespace palette = render::palette;
 
-struct Rect {
-  double x = 0;
-  double y = 0;
-  double width = 0;
-  double height = 0;
-  double right() const { return x + width; }
-  double bottom() const { return y + height; }
-  // True when the two rectangles share some area (touching edges do not count).
-  bool overlaps(const Rect& other) const {
-    return x < other.right() && other.x < right() && y < other.bottom() && other.y < bottom();
-  }
-  bool operator==(const Rect&) const = default;
-};
-
-inline constexpr int kSemibold = 600;
-inline constexpr int kBold = 700;
-
-struct Font {
-  double size = 0;  // points
-  int weight = kSemibold;
-  bool operator==(const Font&) const = default;
-};
-
-struct Paint {
-  std::string color;  // "#rrggbb"
-  double opacity = 1;
-  bool operator==(const Paint&) const = default;
-};
-
-// One run of a styled text: its characters and their paint.
+// One run of a styled text: its characters and their colour.
 struct TextRun {
   std::string text;
-  Paint paint;
+  Color color;
   bool operator==(const TextRun&) const = default;
 };
 
@@ -74,20 +52,9 @@ struct TextMetrics {
 // renderer's measure; layouts use it to place labels and to size rows.
 using MeasureText = std::function<TextMetrics(std::string_view text, const Font& font)>;
 
-namespace palette {
-inline constexpr std::string_view kRain = "#7dd3fc";       // amounts, bars, icons
-inline constexpr std::string_view kAccent = "#38bdf8";     // the probability line
-inline constexpr std::string_view kSecondary = "#bae6fd";  // secondary activity text
-inline constexpr std::string_view kWhite = "#ffffff";
-inline constexpr std::string_view kNowMarker = "#ff453a";
-inline constexpr std::string_view kPlate = "#1b2234";        // 0.105, 0.135, 0.205
-inline constexpr std::string_view kTickBase = "#9eabc2";     // 0.62, 0.67, 0.76
-inline constexpr std::string_view kNavy = "#090e1b";         // 0.035, 0.055, 0.105: backgrounds
-inline constexpr std::string_view kIslandBlack = "#000000";  // the Dynamic Island
-}  // namespace palette
-
-inline Paint paint(std::string_view color, double opacity = 1) {
-  return Paint{std::string(color), opacity};
+// A font of the activity: semibold unless said otherwise.
+constexpr Font font(double size, FontWeight weight = FontWeight::semibold) {
+  return Font{.size = size, .weight = weight};
 }
 
 }  // namespace pluvo::activity

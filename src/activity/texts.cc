@@ -155,14 +155,14 @@ std::vector<TextRun> copyLine(const ContentState& state, Instant now, TimeZone z
   }
 
   std::vector<TextRun> runs;
-  runs.push_back({std::move(window), paint(palette::kRain)});
+  runs.push_back({std::move(window), palette::rain});
   if (auto peak = peakChanceText(state.hours, state.windowEnd, now, zone)) {
-    runs.push_back({std::string(kBar), paint(palette::kWhite, kSeparatorOpacity)});
-    runs.push_back({std::move(*peak), paint(palette::kSecondary)});
+    runs.push_back({std::string(kBar), render::named::white.opacity(kSeparatorOpacity)});
+    runs.push_back({std::move(*peak), palette::activitySecondaryText});
   }
   if (state.observedInches > 0) {
-    runs.push_back({std::string(kBar), paint(palette::kWhite, kSeparatorOpacity)});
-    runs.push_back({amountText(state.observedInches) + " earlier", paint(palette::kSecondary)});
+    runs.push_back({std::string(kBar), render::named::white.opacity(kSeparatorOpacity)});
+    runs.push_back({amountText(state.observedInches) + " earlier", palette::activitySecondaryText});
   }
   return runs;
 }

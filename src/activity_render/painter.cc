@@ -22,45 +22,10 @@ using activity::TextRun;
 
 constexpr std::string_view kBoxBar = "\u2502";
 
-render::Font fontAt(const activity::Font& font, double scale = 1) {
-  return {font.size * scale, static_cast<render::FontWeight>(font.weight), false};
-}
-
-render::Point toPoint(activity::Point p) { return {p.x, p.y}; }
-render::Rect toRect(const activity::Rect& r) { return {r.x, r.y, r.width, r.height}; }
-
-render::LineCap toCap(activity::LineCap cap) {
-  switch (cap) {
-    case activity::LineCap::kRound:
-      return render::LineCap::round;
-    case activity::LineCap::kSquare:
-      return render::LineCap::square;
-    case activity::LineCap::kButt:
-      break;
-  }
-  return render::LineCap::butt;
-}
-
-render::LineJoin toJoin(activity::LineJoin join) {
-  switch (join) {
-    case activity::LineJoin::kRound:
-      return render::LineJoin::round;
-    case activity::LineJoin::kBevel:
-      return render::LineJoin::bevel;
-    case activity::LineJoin::kMiter:
-      break;
-  }
-  return render::LineJoin::miter;
-}
-
-render::Stroke toStroke(const activity::StrokeStyle& s) {
-  return {.color = colorOf(s.paint),
-          .width = s.lineWidth,
-          .cap = toCap(s.cap),
-          .join = toJoin(s.join),
-          .miterLimit = s.miterLimit,
-          .dashes = s.dash,
-          .dashOffset = s.dashPhase};
+render::Font fontAt(const render::Font& font, double scale = 1) {
+  render::Font scaled = font;
+  scaled.size *= scale;
+  return scaled;
 }
 
 // The pieces of a text between its box-drawing bars; a bar stands between each two pieces.
@@ -335,7 +300,7 @@ TextFitting asRuns(const TextBlock& text, const std::vector<Piece>& pieces, cons
       if (last && *last == run) {
         runs.back().text += piece;
       } else {
-        runs.push_back({std::string(piece), text.runs[run].paint});
+        runs.push_back({std::string(piece), text.runs[run].color});
       }
       last = run;
     };
@@ -346,8 +311,7 @@ TextFitting asRuns(const TextBlock& text, const std::vector<Piece>& pieces, cons
 }
 
 void paintLabel(render::Canvas& canvas, const activity::ChartLabel& label) {
-  canvas.drawTextAt(render::layoutText(label.text, fontAt(label.font)), toPoint(label.origin),
-                    colorOf(label.paint));
+  canvas.drawTextAt(render::layoutText(label.text, fontAt(label.font)), label.origin, label.color);
 }
 
 render::Path toPath(const std::vector<activity::PathElement>& elements) {
@@ -355,13 +319,13 @@ render::Path toPath(const std::vector<activity::PathElement>& elements) {
   for (const activity::PathElement& e : elements) {
     switch (e.kind) {
       case activity::PathElement::Kind::kMove:
-        path.moveTo(toPoint(e.to));
+        path.moveTo(e.to);
         break;
       case activity::PathElement::Kind::kLine:
-        path.lineTo(toPoint(e.to));
+        path.lineTo(e.to);
         break;
       case activity::PathElement::Kind::kCubic:
-        path.curveTo(toPoint(e.control1), toPoint(e.control2), toPoint(e.to));
+        path.curveTo(e.control1, e.control2, e.to);
         break;
     }
   }
@@ -374,8 +338,8 @@ struct ItemPainter {
   void operator()(const TextBlock& text) const { paintText(canvas, text); }
 
   void operator()(const activity::SymbolItem& symbol) const {
-    render::drawSymbol(canvas, symbol.name, toRect(symbol.frame).center(), symbol.font.size,
-                       {.tint = colorOf(symbol.paint)});
+    render::drawSymbol(canvas, symbol.name, symbol.frame.center(), symbol.font.size,
+                       {.tint = symbol.color});
   }
 
   void operator()(const activity::ChartItem& chart) const {
@@ -383,13 +347,13 @@ struct ItemPainter {
   }
 
   void operator()(const activity::BrandMarkItem& mark) const {
-    render::drawPluvoLogoMark(canvas, toRect(mark.frame));
+    render::drawPluvoLogoMark(canvas, mark.frame);
   }
 
   void operator()(const activity::FrameStroke& frame) const {
     render::Path path;
-    path.addRoundedRect(toRect(frame.rect), frame.cornerRadius);
-    canvas.strokePath(path, {.color = colorOf(frame.paint), .width = frame.lineWidth});
+    path.addRoundedRect(frame.rect, frame.cornerRadius);
+    canvas.strokePath(path, {.color = frame.color, .width = frame.lineWidth});
   }
 };
 
@@ -403,10 +367,6 @@ activity::MeasureText fontMeasure() {
   };
 }
 
-render::Color colorOf(const activity::Paint& paint) {
-  return render::hexColor(paint.color, render::named::white).opacity(paint.opacity);
-}
-
 void paintMiniChart(render::Canvas& canvas, const activity::MiniChart& chart,
                     render::Point origin) {
   render::Canvas::Saved saved(canvas);
@@ -415,23 +375,23 @@ void paintMiniChart(render::Canvas& canvas, const activity::MiniChart& chart,
   // word "now" near it, is cut at the picture's edge as in a bitmap of that size.
   canvas.clip(render::Rect{0, 0, chart.width, chart.height});
 
-  canvas.fillRoundedRect(toRect(chart.plate), chart.plateCornerRadius, colorOf(chart.plateFill));
-  const render::Color barColor = colorOf(chart.barFill);
+  canvas.fillRoundedRect(chart.plate, chart.plateCornerRadius, chart.plateFill);
+  const render::Color barColor = chart.barFill;
   for (const activity::MiniChart::Bar& bar : chart.bars) {
-    canvas.fillRoundedRect(toRect(bar.rect), bar.cornerRadius, barColor);
+    canvas.fillRoundedRect(bar.rect, bar.cornerRadius, barColor);
   }
   if (!chart.probabilityPath.empty()) {
-    canvas.strokePath(toPath(chart.probabilityPath), toStroke(chart.probabilityStroke));
+    canvas.strokePath(toPath(chart.probabilityPath), chart.probabilityStroke);
   }
-  const render::Stroke tick = toStroke(chart.tickStroke);
+  const render::Stroke tick = chart.tickStroke;
   for (const activity::Segment& segment : chart.ticks) {
-    canvas.strokeLine(toPoint(segment.from), toPoint(segment.to), tick);
+    canvas.strokeLine(segment.from, segment.to, tick);
   }
   if (chart.nowMarker) {
     {
       render::Canvas::Saved marker(canvas);
-      canvas.strokeLine(toPoint(chart.nowMarker->line.from), toPoint(chart.nowMarker->line.to),
-                        toStroke(chart.nowMarker->stroke));
+      canvas.strokeLine(chart.nowMarker->line.from, chart.nowMarker->line.to,
+                        chart.nowMarker->stroke);
     }
     if (chart.nowMarker->label) paintLabel(canvas, *chart.nowMarker->label);
   }
@@ -463,8 +423,7 @@ void paintText(render::Canvas& canvas, const TextBlock& text) {
     if (text.alignment == activity::TextAlignment::kTrailing) x += text.frame.width - width;
     for (const TextRun& run : line) {
       const double room = cut ? right - x : std::numeric_limits<double>::infinity();
-      const Drawn drawn =
-          drawRun(canvas, run.text, font, colorOf(run.paint), {x, baseline}, metrics, room);
+      const Drawn drawn = drawRun(canvas, run.text, font, run.color, {x, baseline}, metrics, room);
       if (drawn.cut) break;
       x += drawn.advance;
     }
@@ -475,9 +434,9 @@ void paintText(render::Canvas& canvas, const TextBlock& text) {
 void paintScene(render::Canvas& canvas, const activity::Scene& scene) {
   const render::Rect bounds{0, 0, scene.width, scene.height};
   if (scene.backgroundCornerRadius > 0) {
-    canvas.fillRoundedRect(bounds, scene.backgroundCornerRadius, colorOf(scene.background));
+    canvas.fillRoundedRect(bounds, scene.backgroundCornerRadius, scene.background);
   } else {
-    canvas.fillRect(bounds, colorOf(scene.background));
+    canvas.fillRect(bounds, scene.background);
   }
   const ItemPainter painter{canvas};
   for (const activity::Item& item : scene.items) std::visit(painter, item);

@@ -44,9 +44,6 @@ inline constexpr double kBoxBarThickness = 0.07;
 // Measures one line in Inter at the font's nominal size, the box-drawing bar included.
 activity::MeasureText fontMeasure();
 
-// "#rrggbb" with its opacity; a text that does not parse gives white, as the texts' own colour.
-render::Color colorOf(const activity::Paint& paint);
-
 // The chart with its top-left corner at `origin`, cut to its own rectangle as the picture of its
 // size that it is (a bar centred on an hour at the span's edge shows its inner half).
 void paintMiniChart(render::Canvas& canvas, const activity::MiniChart& chart,

@@ -65,6 +65,13 @@ inline constexpr std::string_view kActivitySecondaryTextHex = "#bae6fd";
 inline constexpr Color accent = rgb255(0x38, 0xbd, 0xf8);
 inline constexpr Color rain = rgb255(0x7d, 0xd3, 0xfc);
 inline constexpr Color activitySecondaryText = rgb255(0xba, 0xe6, 0xfd);
+// The Live Activity's chart: its plate (0.105, 0.135, 0.205 to the nearest 8-bit step), the base
+// of its ticks (the widgets' secondary text), and the red "now" line.
+inline constexpr Color activityPlate = rgb255(0x1b, 0x22, 0x34);
+inline constexpr Color tickBase = rgb255(0x9e, 0xab, 0xc2);
+inline constexpr Color nowMarker = rgb255(0xff, 0x45, 0x3a);
+// The Dynamic Island is black, whatever the palette.
+inline constexpr Color islandBlack{0, 0, 0, 1};
 // Symbol colours: the sun and lightning, clouds, and falling rain.
 inline constexpr Color sun = rgb255(0xfa, 0xcc, 0x15);
 inline constexpr Color cloud = rgb255(0xe2, 0xe8, 0xf0);

@@ -41,6 +41,10 @@ struct Rect {
   Rect inset(double dx, double dy) const {
     return {x + dx, y + dy, width - 2 * dx, height - 2 * dy};
   }
+  // True when the two share some area (touching edges do not count).
+  bool intersects(const Rect& other) const {
+    return x < other.maxX() && other.x < maxX() && y < other.maxY() && other.y < maxY();
+  }
   bool contains(Rect other) const {
     return other.x >= x && other.y >= y && other.maxX() <= maxX() && other.maxY() <= maxY();
   }

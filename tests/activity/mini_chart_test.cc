@@ -38,13 +38,13 @@ TEST(MiniChart, BarsAreSizedFromTheHourWidthAndNeverVanish) {
   ASSERT_EQ(full.bars.size(), 1u);  // the dry hour draws nothing
   const auto& bar = full.bars[0].rect;
   EXPECT_DOUBLE_EQ(bar.height, 3.2);
-  EXPECT_DOUBLE_EQ(bar.bottom(), 57 - 12 - 1);
+  EXPECT_DOUBLE_EQ(bar.maxY(), 57 - 12 - 1);
   EXPECT_DOUBLE_EQ(bar.x + bar.width / 2, full.layout.xPosition(at("2026-11-17T18:00:00Z")));
 
   MiniChart compact = chart(drizzle, 100, 36, true);
   EXPECT_DOUBLE_EQ(compact.barWidth, 4);
   EXPECT_DOUBLE_EQ(compact.bars.at(0).rect.height, 2.2);
-  EXPECT_DOUBLE_EQ(compact.bars.at(0).rect.bottom(), 35);
+  EXPECT_DOUBLE_EQ(compact.bars.at(0).rect.maxY(), 35);
 
   // A 5-minute series still gets one bar per clock hour, as wide as an hourly one.
   std::vector<HourPoint> minutes;
@@ -151,23 +151,23 @@ TEST(MiniChart, LabelsOfTheFullChartKeepClearOfEachOther) {
     const Rect label = c.peakLabel->frame();
     const Rect tallest = std::ranges::max(c.bars, {}, &MiniChart::Bar::amount).rect;
     if (spot == Spot::left) {
-      EXPECT_LE(label.right(), tallest.x);
+      EXPECT_LE(label.maxX(), tallest.x);
     } else if (spot == Spot::right) {
-      EXPECT_GE(label.x, tallest.right());
+      EXPECT_GE(label.x, tallest.maxX());
     } else {
-      EXPECT_DOUBLE_EQ(label.bottom(), tallest.y - 1.5);
+      EXPECT_DOUBLE_EQ(label.maxY(), tallest.y - 1.5);
       EXPECT_DOUBLE_EQ(label.x + label.width / 2, tallest.x + tallest.width / 2);
     }
     for (const auto& other : {c.topLabel, c.zeroLabel, c.nowMarker->label}) {
-      EXPECT_FALSE(other && label.overlaps(other->frame())) << other->text;
+      EXPECT_FALSE(other && label.intersects(other->frame())) << other->text;
     }
-    for (const auto& bar : c.bars) EXPECT_FALSE(label.overlaps(bar.rect)) << bar.amount;
+    for (const auto& bar : c.bars) EXPECT_FALSE(label.intersects(bar.rect)) << bar.amount;
     const double marker = c.nowMarker->line.from.x;
-    EXPECT_FALSE(label.x < marker + 1.6 && marker - 1.6 < label.right());
+    EXPECT_FALSE(label.x < marker + 1.6 && marker - 1.6 < label.maxX());
     for (const auto& sample : c.layout.chanceSamples) {
       const double x = c.layout.xPosition(sample.date), y = c.layout.chanceY(sample.precipProb);
-      EXPECT_FALSE(x > label.x - 1.45 && x < label.right() + 1.45 && y > label.y - 1.45 &&
-                   y < label.bottom() + 1.45)
+      EXPECT_FALSE(x > label.x - 1.45 && x < label.maxX() + 1.45 && y > label.y - 1.45 &&
+                   y < label.maxY() + 1.45)
           << "curve at " << x << "," << y;
     }
   }
@@ -183,14 +183,14 @@ TEST(MiniChart, LabelsOfTheFullChartKeepClearOfEachOther) {
   EXPECT_EQ(c.peakLabel->text, "2.40″");
   const Rect label = c.peakLabel->frame();
   const Rect tallest = std::ranges::max(c.bars, {}, &MiniChart::Bar::amount).rect;
-  EXPECT_LE(label.bottom(), tallest.y);
-  EXPECT_TRUE(label.x < tallest.right() && tallest.x < label.right());  // over its bar
+  EXPECT_LE(label.maxY(), tallest.y);
+  EXPECT_TRUE(label.x < tallest.maxX() && tallest.x < label.maxX());  // over its bar
   for (const auto& other : {c.topLabel, c.zeroLabel, c.nowMarker->label}) {
-    EXPECT_FALSE(other && label.overlaps(other->frame())) << other->text;
+    EXPECT_FALSE(other && label.intersects(other->frame())) << other->text;
   }
-  for (const auto& bar : c.bars) EXPECT_FALSE(label.overlaps(bar.rect)) << bar.amount;
+  for (const auto& bar : c.bars) EXPECT_FALSE(label.intersects(bar.rect)) << bar.amount;
   const double marker = c.nowMarker->line.from.x;
-  EXPECT_FALSE(label.x < marker + 1.6 && marker - 1.6 < label.right());
+  EXPECT_FALSE(label.x < marker + 1.6 && marker - 1.6 < label.maxX());
 
   // No chances: "0%"; a chart too short for a separate "0"; a compact chart has no labels.
   MiniChart empty = chart({}, 300, 30, false);

@@ -53,8 +53,8 @@ TEST(Presentations, EveryRegionShowsItsPiecesInsideItsPicture) {
               return it.rect;
           },
           item);
-      EXPECT_TRUE(r.x >= 0 && r.y >= 0 && r.right() <= scene.width + 1e-9 &&
-                  r.bottom() <= scene.height + 1e-9)
+      EXPECT_TRUE(r.x >= 0 && r.y >= 0 && r.maxX() <= scene.width + 1e-9 &&
+                  r.maxY() <= scene.height + 1e-9)
           << r.x << "," << r.y << " " << r.width << "x" << r.height;
     }
   }
@@ -72,13 +72,13 @@ TEST(Presentations, EveryRegionShowsItsPiecesInsideItsPicture) {
   EXPECT_EQ(header[0].firstBaseline, header[1].firstBaseline);
   const auto chart = itemsOf<ChartItem>(bottom).at(0);
   EXPECT_TRUE(chart.chart.compact);
-  EXPECT_GE(chart.frame.y, header[1].frame.bottom());
+  EXPECT_GE(chart.frame.y, header[1].frame.maxY());
 
   // The banner's second line is the copy line, in the state's zone.
   const auto banner = itemsOf<TextBlock>(watchBanner(input));
   ASSERT_EQ(banner.size(), 2u);
   EXPECT_EQ(banner[1].runs, copyLine(state, kNow, findTimeZone("America/Chicago")));
-  EXPECT_GE(banner[1].frame.y, banner[0].frame.bottom());
+  EXPECT_GE(banner[1].frame.y, banner[0].frame.maxY());
 }
 
 TEST(Presentations, LockCardGivesTheChartWhatTheCopyLineLeaves) {
@@ -90,14 +90,14 @@ TEST(Presentations, LockCardGivesTheChartWhatTheCopyLineLeaves) {
   const TextBlock& place = texts[2];
   const TextBlock& copy = texts[3];
   EXPECT_EQ(place.firstBaseline, copy.firstBaseline);
-  EXPECT_GT(copy.frame.x, place.frame.right());
+  EXPECT_GT(copy.frame.x, place.frame.maxX());
   // "0.65″ until 2 PM │ 85% chance 11 AM │ 0.21″ earlier" is 51 characters: 382 points at
   // 15, more than the 277 beside the place, so it wraps to two lines.
   EXPECT_EQ(copy.maxLines, 2);
   const ChartItem chart = itemsOf<ChartItem>(card).at(0);
   EXPECT_FALSE(chart.chart.compact);
-  EXPECT_EQ(chart.frame.y, copy.frame.bottom() + 12);
-  EXPECT_DOUBLE_EQ(chart.frame.bottom(), 160 - 12);
+  EXPECT_EQ(chart.frame.y, copy.frame.maxY() + 12);
+  EXPECT_DOUBLE_EQ(chart.frame.maxY(), 160 - 12);
 
   // A short line keeps to one line, and the chart grows by a line.
   state.hours.clear();

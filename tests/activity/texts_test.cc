@@ -112,7 +112,7 @@ TEST(ActivityTexts, CopyLineFollowsTheWindow) {
   state.observedInches = 0;
   for (auto& h : state.hours) h.precipProb = 0.49;
   EXPECT_EQ(copyLine(state, central("14:35"), kChicago),
-            (std::vector<TextRun>{{"0.35″ · 3–5 PM", paint("#7dd3fc")}}));
+            (std::vector<TextRun>{{"0.35″ · 3–5 PM", render::hexColor("#7dd3fc", {})}}));
   // A window without length counts down to its start; one ending tomorrow names the day.
   state.windowEnd = state.windowStart;
   state.totalInches = 0.1;

@@ -56,7 +56,7 @@ TEST(ActivityPainter, ChartPixelsShowThePlateTheBarsAndTheDashedMarker) {
   };
   const activity::MiniChart chart = chartOf(true);
   const auto image = drawn({300, 60}, [&](render::Canvas& c) { paintMiniChart(c, chart); });
-  const Rgba plate = over(colorOf(chart.plateFill), kNavy);
+  const Rgba plate = over(chart.plateFill, kNavy);
   // Far right of the plot, above the low chance line: only the plate.
   expectNear(image.at(250 * 3, 20 * 3), plate);
   expectNear(image.at(0, 0), kNavy);  // outside the plate's rounded corner
@@ -64,7 +64,7 @@ TEST(ActivityPainter, ChartPixelsShowThePlateTheBarsAndTheDashedMarker) {
   const auto tallest = chart.bars[1].rect;
   expectNear(image.at(static_cast<int>((tallest.x + tallest.width / 2) * 3),
                       static_cast<int>((tallest.y + tallest.height / 2) * 3)),
-             over(colorOf(chart.barFill), plate));
+             over(chart.barFill, plate));
 
   // The marker's column alternates red dashes and gaps (2.2 points each, the round caps eating
   // into the gaps): over 30 points, six or seven of each. Without the marker it holds no red.
@@ -90,16 +90,16 @@ TEST(ActivityPainter, ChartPixelsShowThePlateTheBarsAndTheDashedMarker) {
 }
 
 TEST(ActivityPainter, TheCopyLinesBarIsARuleInTheCellTheMeasureGaveIt) {
-  const Font font{15, activity::kSemibold};
+  const Font font = activity::font(15);
   const activity::MeasureText measure = fontMeasure();
   const double before = measure("0.65″ ", font).width;
   // The cell is part of every measured width, so layouts and painting agree.
   EXPECT_NEAR(measure("0.65″ │ 80%", font).width,
               before + kBoxBarAdvance * 15 + measure(" 80%", font).width, 1e-9);
 
-  const TextBlock text{{{"0.65″", activity::paint("#7dd3fc")},
-                        {" │ ", activity::paint("#ffffff", 0.34)},
-                        {"80%", activity::paint("#bae6fd")}},
+  const TextBlock text{{{"0.65″", render::hexColor("#7dd3fc", {})},
+                        {" │ ", render::hexColor("#ffffff", {}).opacity(0.34)},
+                        {"80%", render::hexColor("#bae6fd", {})}},
                        font,
                        {10, 0, 200, 30},
                        20};
@@ -116,8 +116,9 @@ TEST(ActivityPainter, TheCopyLinesBarIsARuleInTheCellTheMeasureGaveIt) {
 }
 
 TEST(ActivityPainter, StyledTextWrapsThenShrinksThenTruncatesAndNeverDropsAFact) {
-  const Font font{14, activity::kSemibold};
-  const activity::Paint rain = activity::paint("#7dd3fc"), faint = activity::paint("#ffffff", 0.34);
+  const Font font = activity::font(14);
+  const render::Color rain = render::hexColor("#7dd3fc", {}),
+                      faint = render::hexColor("#ffffff", {}).opacity(0.34);
   const std::vector<TextRun> copy = {{"0.65″ until 2 PM", rain},
                                      {" │ ", faint},
                                      {"85% chance 11 AM", rain},
