@@ -36,6 +36,18 @@
 
 namespace pluvo::host {
 
+// A timer that fires once at a deadline of the system clock: the reload date of a widget kind,
+// the Live Activities' minute. The kernel's wall-clock timer below is the real one; a test makes
+// its own to fire reload dates at will.
+class ReloadTimer {
+ public:
+  virtual ~ReloadTimer() = default;
+  // Fires once at `deadline` (at once when it has passed). Fails, leaving the timer as it was,
+  // when the deadline cannot be set.
+  virtual Expected<void> armAt(std::chrono::system_clock::time_point deadline) = 0;
+  virtual void disarm() = 0;
+};
+
 // Blocks `signals` in the calling thread, and so in every thread it starts afterwards.
 void blockSignals(std::initializer_list<int> signals);
 
@@ -43,15 +55,14 @@ class KernelEvents {
  public:
   using FolderChange = std::function<void(std::string_view name)>;
 
-  class WallClockTimer {
+  class WallClockTimer final : public ReloadTimer {
    public:
-    ~WallClockTimer();
+    ~WallClockTimer() override;
     WallClockTimer(const WallClockTimer&) = delete;
     WallClockTimer& operator=(const WallClockTimer&) = delete;
-    // Fires once at `deadline` on the system clock (at once when it has passed). Fails, leaving
-    // the timer as it was, when the kernel refuses the deadline (one past the kernel's range).
-    Expected<void> armAt(std::chrono::system_clock::time_point deadline);
-    void disarm();
+    // Fails when the kernel refuses the deadline (one past the kernel's range).
+    Expected<void> armAt(std::chrono::system_clock::time_point deadline) override;
+    void disarm() override;
 
    private:
     friend class KernelEvents;

@@ -75,6 +75,51 @@ Expected<std::string> entryJson(std::string_view kind, const PluvoWidgetTimeline
   return out;
 }
 
+// Replaces `file` with `bytes`, logging the write or why it failed.
+bool writeOutputFile(HostEnvironment& env, const fs::path& file, std::string_view bytes) {
+  // A panel or a web server under another user reads these.
+  if (auto written = env.writeFileAtomically(file, bytes, platform::FileAccess::everyoneReads);
+      !written) {
+    env.log("Pluvo widget host " + written.error().message);
+    return false;
+  }
+  env.log("Pluvo widget host wrote " + file.string());
+  return true;
+}
+
+// The output folder: "<kind>.png" when the drawer draws it, and always "<kind>.json".
+class ImageFolder final : public WidgetOutput {
+ public:
+  ImageFolder(HostEnvironment& env, fs::path folder, WidgetDrawer drawer)
+      : env_(env), folder_(std::move(folder)), drawer_(std::move(drawer)) {}
+
+  bool show(std::string_view kindName, const PluvoWidgetTimeline& timeline) override {
+    const std::string kind(kindName);
+    std::optional<std::string> image;
+    std::string accessibilityText;
+    if (drawer_) {
+      if (Expected<DrawnWidget> drawn = drawer_(kind, timeline.entry); !drawn) {
+        env_.log("Pluvo widget host cannot draw " + kind + ": " + drawn.error().message);
+      } else if (writeOutputFile(env_, folder_ / (kind + ".png"), drawn->png)) {
+        image = kind + ".png";
+        accessibilityText = std::move(drawn->accessibilityText);
+      }
+    }
+    auto json = entryJson(kind, timeline, image, accessibilityText);
+    if (!json) {
+      env_.log("Pluvo widget host cannot encode the entry of " + kind + ": " +
+               json.error().message);
+      return false;
+    }
+    return writeOutputFile(env_, folder_ / (kind + ".json"), *json);
+  }
+
+ private:
+  HostEnvironment& env_;
+  const fs::path folder_;
+  const WidgetDrawer drawer_;
+};
+
 }  // namespace
 
 struct WidgetHost::Core : std::enable_shared_from_this<Core> {
@@ -85,7 +130,7 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
     bool writtenOnce = false;
     std::optional<Instant> entryDate;
     std::optional<Instant> reloadDate;
-    std::unique_ptr<KernelEvents::WallClockTimer> timer;
+    std::unique_ptr<ReloadTimer> timer;
   };
 
   // A folder whose files other processes change, and what a change of one of them means.
@@ -96,7 +141,7 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
   };
 
   Core(HostEnvironment& env, const timeline::PluvoWidgetProvider& provider, HostOptions options,
-       DirectoryLock lock)
+       std::optional<DirectoryLock> lock)
       : env(env),
         provider(provider),
         options(std::move(options)),
@@ -107,7 +152,8 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
   const timeline::PluvoWidgetProvider& provider;
   const HostOptions options;
   platform::MainLoop& loop;
-  DirectoryLock lock;
+  std::optional<DirectoryLock> lock;  // of outDir, when there is one
+  std::vector<std::shared_ptr<WidgetOutput>> outputs;
   std::unique_ptr<KernelEvents> events;
   std::atomic<bool> closed{false};
   std::atomic<int> stopSignals{0};
@@ -187,7 +233,9 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
     kind.inFlight = false;
     kind.entryDate = timeline.entry.date;
     kind.reloadDate = timeline.reloadDate;
-    write(kind.name, timeline);
+    for (const std::shared_ptr<WidgetOutput>& output : outputs) {
+      if (!output->show(kind.name, timeline)) writeFailed = true;
+    }
     kind.writtenOnce = true;
     arm(kind);
     if (kind.wanted && !roundPosted) {
@@ -206,7 +254,7 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
   // Arms `timer` `seconds` ahead on the system clock. A year at most: a reload date centuries
   // off (a snapshot dated 2300) would pass the clock's range; the timer then fires early, the
   // kind is asked again and the timer armed again. A refused deadline is logged, never ignored.
-  void armIn(KernelEvents::WallClockTimer& timer, double seconds, const std::string& what) {
+  void armIn(ReloadTimer& timer, double seconds, const std::string& what) {
     constexpr double kLongestWait = 365.0 * 24 * 3600;
     double ahead = std::isfinite(seconds) ? std::clamp(seconds, 0.0, kLongestWait) : kLongestWait;
     if (std::isnan(seconds)) ahead = 0;
@@ -219,35 +267,8 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
     }
   }
 
-  void write(const std::string& kind, const PluvoWidgetTimeline& timeline) {
-    std::optional<std::string> image;
-    std::string accessibilityText;
-    if (options.drawer) {
-      if (Expected<DrawnWidget> drawn = options.drawer(kind, timeline.entry); !drawn) {
-        env.log("Pluvo widget host cannot draw " + kind + ": " + drawn.error().message);
-      } else if (writeFile(options.outDir / (kind + ".png"), drawn->png)) {
-        image = kind + ".png";
-        accessibilityText = std::move(drawn->accessibilityText);
-      }
-    }
-    auto json = entryJson(kind, timeline, image, accessibilityText);
-    if (!json) {
-      env.log("Pluvo widget host cannot encode the entry of " + kind + ": " + json.error().message);
-      writeFailed = true;
-      return;
-    }
-    if (!writeFile(options.outDir / (kind + ".json"), *json)) writeFailed = true;
-  }
-
   bool writeFile(const fs::path& file, std::string_view bytes) {
-    // A panel or a web server under another user reads these.
-    if (auto written = env.writeFileAtomically(file, bytes, platform::FileAccess::everyoneReads);
-        !written) {
-      env.log("Pluvo widget host " + written.error().message);
-      return false;
-    }
-    env.log("Pluvo widget host wrote " + file.string());
-    return true;
+    return writeOutputFile(env, file, bytes);
   }
 
   void checkIdle() {
@@ -514,19 +535,38 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
 
 Expected<std::unique_ptr<WidgetHost>> WidgetHost::open(
     HostEnvironment& env, const timeline::PluvoWidgetProvider& provider, HostOptions options) {
-  std::error_code error;
-  fs::path out = fs::absolute(options.outDir, error);
-  if (error) return fail("cannot use " + options.outDir.string() + ": " + error.message());
-  options.outDir = out.lexically_normal();
-  auto lock = DirectoryLock::acquire(options.outDir);
-  if (!lock) return std::unexpected(lock.error());
+  std::optional<DirectoryLock> lock;
+  std::vector<std::shared_ptr<WidgetOutput>> outputs;
+  if (!options.outDir.empty()) {
+    std::error_code error;
+    fs::path out = fs::absolute(options.outDir, error);
+    if (error) return fail("cannot use " + options.outDir.string() + ": " + error.message());
+    options.outDir = out.lexically_normal();
+    auto acquired = DirectoryLock::acquire(options.outDir);
+    if (!acquired) return std::unexpected(acquired.error());
+    lock = std::move(*acquired);
+    outputs.push_back(std::make_shared<ImageFolder>(env, options.outDir, options.drawer));
+  } else {
+    options.activityDrawer = nullptr;  // activities are mirrored into the folder alone
+  }
+  outputs.insert(outputs.end(), options.outputs.begin(), options.outputs.end());
   auto events = KernelEvents::create();
   if (!events) return std::unexpected(events.error());
 
-  auto core = std::make_shared<Core>(env, provider, std::move(options), std::move(*lock));
+  auto core = std::make_shared<Core>(env, provider, std::move(options), std::move(lock));
+  core->outputs = std::move(outputs);
   core->events = std::move(*events);
+  ReloadTimerMaker makeTimer = core->options.makeTimer;
+  if (!makeTimer) {
+    makeTimer = [&events = *core->events](
+                    std::function<void()> fired) -> Expected<std::unique_ptr<ReloadTimer>> {
+      auto timer = events.makeTimer(std::move(fired));
+      if (!timer) return std::unexpected(timer.error());
+      return std::unique_ptr<ReloadTimer>(std::move(*timer));
+    };
+  }
   for (std::string_view name : snapshot::kWidgetKinds) {
-    auto timer = core->events->makeTimer([weak = std::weak_ptr<Core>(core), name] {
+    auto timer = makeTimer([weak = std::weak_ptr<Core>(core), name] {
       if (auto self = weak.lock()) {
         self->post([name](Core& c) {
           if (Core::Kind* kind = c.findKind(name)) c.request(*kind);

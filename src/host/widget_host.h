@@ -40,6 +40,11 @@
 //   if (!host) die(host.error().message);
 //   return (*host)->run();
 //
+// Inside, a round produces each asked-for kind's timeline and hands it to every output: the
+// output folder above (when `outDir` is given) and any others, such as a desktop window
+// (`HostOptions::outputs`). The reload timers come from `HostOptions::makeTimer`, so that the
+// reload dates can be fired by hand.
+//
 // Thread safety: `reload`, `reloadAll` and `stop` may be called from any thread; `run` once, on
 // the thread that runs the environment's main loop. The environment and the provider must
 // outlive the host.
@@ -55,6 +60,7 @@
 
 #include "base/error.h"
 #include "host/host_environment.h"
+#include "host/kernel_events.h"
 #include "timeline/provider.h"
 #include "timeline/widget_entry.h"
 
@@ -83,7 +89,22 @@ struct DrawnActivity {
 using ActivityDrawer =
     std::function<Expected<DrawnActivity>(std::string_view fileBytes, Instant now)>;
 
+// One consumer of the rounds' entries, called on the main loop.
+class WidgetOutput {
+ public:
+  virtual ~WidgetOutput() = default;
+  // The kind's new timeline: its entry is shown until `timeline.reloadDate`. False when the
+  // output could not keep it (a `once` run then ends with status 1); the output logs why.
+  virtual bool show(std::string_view kind, const timeline::PluvoWidgetTimeline& timeline) = 0;
+};
+
+// Makes a reload timer whose `fired` may run on any thread.
+using ReloadTimerMaker =
+    std::function<Expected<std::unique_ptr<ReloadTimer>>(std::function<void()> fired)>;
+
 struct HostOptions {
+  // The folder of entries and images, locked for this host alone; empty: no folder (the entries
+  // go to `outputs` alone and Live Activities are not mirrored).
   std::filesystem::path outDir;
   // One round for every kind (waiting for any refresh), then `run` returns.
   bool once = false;
@@ -98,6 +119,10 @@ struct HostOptions {
   std::chrono::milliseconds longestBurst{1000};
   // Called on the main loop each time every requested kind has been written.
   std::function<void()> onIdle{};
+  // Outputs beside the folder, handed every kind's timeline after it.
+  std::vector<std::shared_ptr<WidgetOutput>> outputs{};
+  // The kinds' reload timers; absent: the kernel's wall-clock timers.
+  ReloadTimerMaker makeTimer{};
 };
 
 class WidgetHost {

@@ -251,6 +251,23 @@ Expected<Canvas> Canvas::create(ImageFormat format, Size size, double scale,
   return canvas;
 }
 
+Expected<Canvas> Canvas::onto(cairo_t* cr, Size size) {
+  if (auto fonts = loadFonts(); !fonts) return std::unexpected(fonts.error());
+  if (cr == nullptr || cairo_status(cr) != CAIRO_STATUS_SUCCESS) {
+    return fail("cannot draw onto a context in error");
+  }
+  Canvas canvas;
+  canvas.size_ = size;
+  canvas.finished_ = true;  // nothing to encode
+  canvas.cr_ = cairo_reference(cr);
+  // The device's pixels per point, for the hairlines that snap to pixels.
+  double x = 1, y = 0;
+  cairo_user_to_device_distance(cr, &x, &y);
+  canvas.scale_ = std::hypot(x, y);
+  cairo_save(canvas.cr_);
+  return canvas;
+}
+
 Canvas::Canvas(Canvas&& other) noexcept
     : format_(other.format_),
       size_(other.size_),
@@ -285,6 +302,7 @@ Canvas& Canvas::operator=(Canvas&& other) noexcept {
 Canvas::~Canvas() { release(); }
 
 void Canvas::release() {
+  if (cr_ && !surface_ && finished_) cairo_restore(cr_);  // a context of the caller's
   if (cr_) cairo_destroy(std::exchange(cr_, nullptr));
   if (!surface_) return;
   if (surfaces_) {

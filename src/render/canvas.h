@@ -79,6 +79,7 @@ struct Stroke {
   double miterLimit = 10;      // as a multiple of the width; cairo's and the phone's default
   std::vector<double> dashes;  // on, off, ... lengths in points; empty: solid
   double dashOffset = 0;
+  bool operator==(const Stroke&) const = default;
 };
 
 // The e-paper rendering of a PNG canvas (see above).
@@ -123,6 +124,9 @@ class Canvas {
   static Expected<Canvas> create(ImageFormat format, Size size, double scale = 3,
                                  std::optional<EPaper> epaper = std::nullopt,
                                  SurfacePool* surfaces = nullptr);
+  // Draws onto `cr`, a context of the caller's (a window's), whose user space is already points
+  // at the device's scale: nothing is encoded (`finish` fails), and `cr` is left as found.
+  static Expected<Canvas> onto(cairo_t* cr, Size size);
 
   Canvas(Canvas&&) noexcept;
   Canvas& operator=(Canvas&&) noexcept;

@@ -46,6 +46,20 @@ std::string drawWidgetContent(render::Canvas& canvas, render::Rect frame,
   return layout.accessibilityText();
 }
 
+Expected<std::string> drawWidget(cairo_t* cr, std::string_view kind,
+                                 const model::PluvoWidgetSnapshot& shownSnapshot, Instant entryDate,
+                                 TimeZone deviceZone) {
+  const WidgetDescription* widget = findWidget(kind);
+  if (!widget) {
+    return fail("unknown widget kind \"" + std::string(kind) + "\"; use one of " + knownKinds());
+  }
+  auto canvas = render::Canvas::onto(cr, familySize(widget->family));
+  if (!canvas) return std::unexpected(canvas.error());
+  canvas->fillRect(canvas->bounds(), render::palette::widgetBackground);
+  return drawWidgetContent(*canvas, canvas->bounds(), *widget, shownSnapshot, entryDate,
+                           deviceZone);
+}
+
 Expected<RenderedWidget> renderWidget(std::string_view kind,
                                       const model::PluvoWidgetSnapshot& shownSnapshot,
                                       Instant entryDate, const RenderOptions& options) {

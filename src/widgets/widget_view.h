@@ -54,6 +54,13 @@ Expected<RenderedWidget> renderWidget(std::string_view kind,
                                       const model::PluvoWidgetSnapshot& shownSnapshot,
                                       Instant entryDate, const RenderOptions& options);
 
+// Draws the widget `kind` onto a window's context `cr`, whose user space is points at the
+// screen's scale, from (0, 0) to the family's size (widgets/catalogue.h), background included;
+// nothing is encoded. Returns the accessibility text; fails as `renderWidget` does.
+Expected<std::string> drawWidget(cairo_t* cr, std::string_view kind,
+                                 const model::PluvoWidgetSnapshot& shownSnapshot, Instant entryDate,
+                                 TimeZone deviceZone);
+
 // Draws the chosen layout's content into `frame` of a canvas whose background is already
 // painted, and returns its accessibility text. The dispatch of `layoutFor` lives here.
 std::string drawWidgetContent(render::Canvas& canvas, render::Rect frame,

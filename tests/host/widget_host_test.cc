@@ -1,12 +1,14 @@
 // The widget host in this process, on a temporary container: what a drawer's pictures become
-// in the output folder (and a drawer that fails), and a reload asked for by the store in the
-// same process, which is one round however many files its save touched.
+// in the output folder (and a drawer that fails), a reload asked for by the store in the same
+// process, which is one round however many files its save touched, and the reload dates fired
+// by hand through timers of the test's own.
 #include "host/widget_host.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <condition_variable>
+#include <map>
 #include <thread>
 
 #include "snapshot/builder.h"
@@ -146,6 +148,108 @@ TEST_F(WidgetHostTest, RefusesToDrawAnActivityThroughALinkPlantedInTheOutput) {
   EXPECT_THAT(system.logger.lines(),
               Contains("Pluvo widget host will not draw into " + (out / "activities/A1").string() +
                        ": it is a symbolic link; remove it to have the activity drawn"));
+}
+
+// Timers that record their deadline and fire when the test says; `refuse` fails every arming.
+struct HandTimers {
+  struct Timer final : ReloadTimer {
+    Timer(HandTimers& owner, std::function<void()> fired) : owner(owner), fired(std::move(fired)) {}
+    Expected<void> armAt(std::chrono::system_clock::time_point at) override {
+      std::lock_guard lock(owner.mutex);
+      if (owner.refuse) return fail("deadline out of range");
+      deadline = at;
+      return {};
+    }
+    void disarm() override {
+      std::lock_guard lock(owner.mutex);
+      deadline.reset();
+    }
+    HandTimers& owner;
+    std::function<void()> fired;
+    std::optional<std::chrono::system_clock::time_point> deadline;
+  };
+
+  ReloadTimerMaker maker() {
+    return [this](std::function<void()> fired) -> Expected<std::unique_ptr<ReloadTimer>> {
+      auto timer = std::make_unique<Timer>(*this, std::move(fired));
+      timers.push_back(timer.get());
+      return std::unique_ptr<ReloadTimer>(std::move(timer));
+    };
+  }
+
+  std::mutex mutex;
+  bool refuse = false;
+  std::vector<Timer*> timers;  // in the order of snapshot::kWidgetKinds
+};
+
+// Each kind's timelines as an output receives them.
+struct RecordingOutput final : WidgetOutput {
+  bool show(std::string_view kind, const timeline::PluvoWidgetTimeline& timeline) override {
+    std::lock_guard lock(mutex);
+    shown[std::string(kind)].push_back(timeline.reloadDate);
+    return true;
+  }
+  std::mutex mutex;
+  std::map<std::string, std::vector<Instant>> shown;  // reload dates, by kind
+};
+
+TEST_F(WidgetHostTest, ReloadDatesArmTheTimersAndAFiredOneRedrawsItsKindAlone) {
+  HandTimers timers;
+  auto output = std::make_shared<RecordingOutput>();
+  HostOptions options{.onIdle =
+                          [this] {
+                            std::lock_guard lock(mutex);
+                            ++idleCount;
+                            idle.notify_all();
+                          },
+                      .outputs = {output},
+                      .makeTimer = timers.maker()};
+  auto host = WidgetHost::open(env, provider, std::move(options));
+  ASSERT_TRUE(host.has_value()) << host.error().message;
+  ASSERT_EQ(timers.timers.size(), snapshot::kWidgetKinds.size());
+  std::thread loop([&] { (*host)->run(); });
+  ASSERT_TRUE(idleRounds(1));
+
+  // Without a folder nothing is written: every entry went to the output.
+  EXPECT_FALSE(fs::exists(out));
+  const std::string small(snapshot::kWidgetKinds[0]);
+  const std::string other(snapshot::kWidgetKinds[1]);
+  {
+    std::lock_guard lock(output->mutex);
+    ASSERT_EQ(output->shown.size(), snapshot::kWidgetKinds.size());
+    // Each kind's timer is armed at its reload date, read on the host's clock.
+    for (size_t i = 0; i < timers.timers.size(); ++i) {
+      const std::string kind(snapshot::kWidgetKinds[i]);
+      ASSERT_EQ(output->shown[kind].size(), 1u) << kind;
+      const double ahead = output->shown[kind][0] - env.now();
+      std::lock_guard timerLock(timers.mutex);
+      ASSERT_TRUE(timers.timers[i]->deadline.has_value()) << kind;
+      const double armedAhead = std::chrono::duration<double>(*timers.timers[i]->deadline -
+                                                              std::chrono::system_clock::now())
+                                    .count();
+      EXPECT_NEAR(armedAhead, std::max(ahead, 0.0), 2) << kind;
+    }
+  }
+
+  // The small widget's reload date comes, and its arming is refused: that kind alone is drawn
+  // again, and the refusal is said.
+  {
+    std::lock_guard lock(timers.mutex);
+    timers.refuse = true;
+  }
+  timers.timers[0]->fired();
+  ASSERT_TRUE(idleRounds(2));
+  {
+    std::lock_guard lock(output->mutex);
+    EXPECT_EQ(output->shown[small].size(), 2u);
+    EXPECT_EQ(output->shown[other].size(), 1u);
+  }
+  EXPECT_THAT(system.logger.lines(),
+              Contains("Pluvo widget host cannot set the timer for the reload of " + small +
+                       ": deadline out of range; it is redrawn at the next change or SIGHUP"));
+
+  (*host)->stop();
+  loop.join();
 }
 
 }  // namespace
