@@ -13,6 +13,7 @@
 #include <condition_variable>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <thread>
 
 #include "bench_support.h"
@@ -59,9 +60,11 @@ void hostReloadRounds(benchmark::State& state) {
     long rounds = 0;
     pluvo::host::WidgetDrawer drawer;
     if (drawn) {
-      drawer = [](std::string_view kind, const pluvo::timeline::PluvoWidgetEntry& entry)
+      drawer = [surfaces = std::make_shared<pluvo::render::SurfacePool>()](
+                   std::string_view kind, const pluvo::timeline::PluvoWidgetEntry& entry)
           -> pluvo::Expected<pluvo::host::DrawnWidget> {
-        auto image = pluvo::widgets::renderWidget(kind, entry.snapshot, entry.date, {});
+        auto image = pluvo::widgets::renderWidget(kind, entry.snapshot, entry.date,
+                                                  {.surfaces = surfaces.get()});
         if (!image) return std::unexpected(image.error());
         return pluvo::host::DrawnWidget{.png = std::move(image->bytes),
                                         .accessibilityText = std::move(image->accessibilityText)};

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <memory>
 
 #include "activity/rain_window.h"
 #include "activity_render/draw.h"
@@ -34,12 +35,15 @@ namespace pluvo::cli {
 namespace {
 
 // The host's images: each kind at the phone's size and 3x, as PNG, in the --profile asked for.
+// One surface per widget size is kept from round to round (render::SurfacePool).
 host::WidgetDrawer drawerFor(const CommandContext& context, platform::Environment& env) {
-  return [profile = context.profile, panel = context.panel, &env](
+  return [profile = context.profile, panel = context.panel, &env,
+          surfaces = std::make_shared<render::SurfacePool>()](
              std::string_view kind,
              const timeline::PluvoWidgetEntry& entry) -> Expected<host::DrawnWidget> {
-    auto image = widgets::renderWidget(kind, entry.snapshot, entry.date,
-                                       {.epaper = epaperFor(profile, panel)});
+    auto image =
+        widgets::renderWidget(kind, entry.snapshot, entry.date,
+                              {.epaper = epaperFor(profile, panel), .surfaces = surfaces.get()});
     if (!image) return std::unexpected(image.error());
     return host::DrawnWidget{
         .png = std::move(image->bytes),

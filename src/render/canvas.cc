@@ -9,6 +9,8 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <map>
 #include <numbers>
 #include <utility>
@@ -120,8 +122,68 @@ std::string escapeXml(std::string_view text) {
   return out;
 }
 
+namespace {
+
+// Who frees a lent buffer: the pool when it takes it back, otherwise the surface's last holder.
+struct LentPixels {
+  unsigned char* data = nullptr;
+  size_t capacity = 0;
+  bool returned = false;
+};
+const cairo_user_data_key_t kLentPixels{};
+
+void freeUnlessReturned(void* lent) {
+  auto* pixels = static_cast<LentPixels*>(lent);
+  if (!pixels->returned) std::free(pixels->data);
+  delete pixels;
+}
+
+}  // namespace
+
+SurfacePool::~SurfacePool() { std::free(kept_); }
+
+cairo_surface_t* SurfacePool::take(int format, int width, int height) {
+  const auto pixels = static_cast<cairo_format_t>(format);
+  const int stride = cairo_format_stride_for_width(pixels, width);
+  if (stride <= 0 || width <= 0 || height <= 0) {
+    return cairo_image_surface_create(pixels, width, height);
+  }
+  const size_t bytes = static_cast<size_t>(stride) * static_cast<size_t>(height);
+  if (!kept_ || capacity_ < bytes) {
+    std::free(std::exchange(kept_, nullptr));
+    // Cache-line aligned, as pixman's own buffers are; left uninitialised until cleared below.
+    kept_ = static_cast<unsigned char*>(std::aligned_alloc(64, (bytes + 63) / 64 * 64));
+    capacity_ = kept_ ? bytes : 0;
+    if (!kept_) return cairo_image_surface_create(pixels, width, height);
+  }
+  // As a fresh surface is: every pixel transparent black.
+  std::memset(kept_, 0, bytes);
+  cairo_surface_t* surface =
+      cairo_image_surface_create_for_data(kept_, pixels, width, height, stride);
+  auto* lent = new LentPixels{.data = kept_, .capacity = capacity_};
+  if (cairo_surface_set_user_data(surface, &kLentPixels, lent, freeUnlessReturned) !=
+      CAIRO_STATUS_SUCCESS) {
+    delete lent;
+    cairo_surface_destroy(surface);
+    return cairo_image_surface_create(pixels, width, height);
+  }
+  kept_ = nullptr;
+  return surface;
+}
+
+void SurfacePool::give(cairo_surface_t* surface) {
+  auto* lent = static_cast<LentPixels*>(cairo_surface_get_user_data(surface, &kLentPixels));
+  // Taken back only when nothing else holds the surface (a pattern made from it, say).
+  if (lent && !kept_ && cairo_surface_get_reference_count(surface) == 1) {
+    lent->returned = true;
+    kept_ = lent->data;
+    capacity_ = lent->capacity;
+  }
+  cairo_surface_destroy(surface);
+}
+
 Expected<Canvas> Canvas::create(ImageFormat format, Size size, double scale,
-                                std::optional<EPaper> epaper) {
+                                std::optional<EPaper> epaper, SurfacePool* surfaces) {
   if (auto fonts = loadFonts(); !fonts) return std::unexpected(fonts.error());
   if (!(size.width >= 1 && size.height >= 1 && size.width <= kMaximumPoints &&
         size.height <= kMaximumPoints)) {
@@ -143,6 +205,11 @@ Expected<Canvas> Canvas::create(ImageFormat format, Size size, double scale,
   canvas.size_ = size;
   canvas.scale_ = format == ImageFormat::png ? scale : 1;
   canvas.epaper_ = epaper.has_value();
+  if (format == ImageFormat::png) canvas.surfaces_ = surfaces;
+  auto newSurface = [&](cairo_format_t pixels, int width, int height) {
+    return surfaces ? surfaces->take(pixels, width, height)
+                    : cairo_image_surface_create(pixels, width, height);
+  };
   double offsetX = 0, offsetY = 0;
   switch (format) {
     case ImageFormat::png:
@@ -151,12 +218,11 @@ Expected<Canvas> Canvas::create(ImageFormat format, Size size, double scale,
         canvas.scale_ = std::min(width / size.width, height / size.height);
         offsetX = (width - size.width * canvas.scale_) / 2;
         offsetY = (height - size.height * canvas.scale_) / 2;
-        canvas.surface_ = cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height);
+        canvas.surface_ = newSurface(CAIRO_FORMAT_RGB24, width, height);
       } else {
-        canvas.surface_ =
-            cairo_image_surface_create(epaper ? CAIRO_FORMAT_RGB24 : CAIRO_FORMAT_ARGB32,
-                                       static_cast<int>(std::ceil(size.width * scale - 1e-9)),
-                                       static_cast<int>(std::ceil(size.height * scale - 1e-9)));
+        canvas.surface_ = newSurface(epaper ? CAIRO_FORMAT_RGB24 : CAIRO_FORMAT_ARGB32,
+                                     static_cast<int>(std::ceil(size.width * scale - 1e-9)),
+                                     static_cast<int>(std::ceil(size.height * scale - 1e-9)));
       }
       break;
     case ImageFormat::svg:
@@ -211,13 +277,13 @@ Canvas::Canvas(Canvas&& other) noexcept
       stream_(std::move(other.stream_)),
       finished_(other.finished_),
       epaper_(other.epaper_),
+      surfaces_(other.surfaces_),
       marks_(other.marks_),
       knockouts_(other.knockouts_) {}
 
 Canvas& Canvas::operator=(Canvas&& other) noexcept {
   if (this != &other) {
-    if (cr_) cairo_destroy(cr_);
-    if (surface_) cairo_surface_destroy(surface_);
+    release();
     format_ = other.format_;
     size_ = other.size_;
     scale_ = other.scale_;
@@ -226,16 +292,24 @@ Canvas& Canvas::operator=(Canvas&& other) noexcept {
     stream_ = std::move(other.stream_);
     finished_ = other.finished_;
     epaper_ = other.epaper_;
+    surfaces_ = other.surfaces_;
     marks_ = other.marks_;
     knockouts_ = other.knockouts_;
   }
   return *this;
 }
 
-Canvas::~Canvas() {
+Canvas::~Canvas() { release(); }
+
+void Canvas::release() {
   if (cr_ && !surface_ && finished_) cairo_restore(cr_);  // a context of the caller's
-  if (cr_) cairo_destroy(cr_);
-  if (surface_) cairo_surface_destroy(surface_);
+  if (cr_) cairo_destroy(std::exchange(cr_, nullptr));
+  if (!surface_) return;
+  if (surfaces_) {
+    surfaces_->give(std::exchange(surface_, nullptr));
+  } else {
+    cairo_surface_destroy(std::exchange(surface_, nullptr));
+  }
 }
 
 cairo_surface_t* Canvas::imageSurface() const {
@@ -430,6 +504,61 @@ void Canvas::strokePath(const Path& path, const Stroke& stroke) {
   cairo_set_miter_limit(cr_, 10);
 }
 
+void Canvas::fillHatch(Rect area, double pitch, double lineWidth, Color color) {
+  if (!(area.width > 0 && area.height > 0 && pitch > 0 && lineWidth > 0)) return;
+  Saved saved(*this);
+  clip(area);
+  cairo_matrix_t m;
+  cairo_get_matrix(cr_, &m);
+  // Five pitches make the tile; at the phone's 3x and 3.2-point pitch that is 48 pixels.
+  const double tilePixels = 5 * pitch * m.xx;
+  const bool tiled = format_ == ImageFormat::png && !epaper_ && m.xy == 0 && m.yx == 0 &&
+                     m.xx == m.yy && m.xx > 0 && tilePixels >= 4 && tilePixels <= 1024 &&
+                     std::abs(tilePixels - std::round(tilePixels)) < 1e-6;
+  if (!tiled) {
+    Path lines;
+    for (double x = area.minX() - area.height; x < area.maxX(); x += pitch) {
+      lines.moveTo({x, area.maxY()});
+      lines.lineTo({x + area.height, area.minY()});
+    }
+    strokePath(lines, {.color = color, .width = lineWidth, .cap = LineCap::butt});
+    return;
+  }
+  // In device pixels the lines are x + y = c + k * pitch * scale; the tile sits on whole pixels
+  // so that it is sampled without filtering, and carries the lines' fractional offset.
+  double cornerX = area.minX(), cornerY = area.minY();
+  cairo_user_to_device(cr_, &cornerX, &cornerY);
+  const double tileX = std::floor(cornerX), tileY = std::floor(cornerY);
+  const double step = pitch * m.xx;
+  const double offset = std::fmod(cornerX - tileX + cornerY - tileY, step);
+  const int n = static_cast<int>(std::round(tilePixels));
+  cairo_surface_t* tile = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, n, n);
+  cairo_t* tileCr = cairo_create(tile);
+  // Every line that crosses the tile, those through its corners too, so that the tile repeats
+  // without seams.
+  for (double c = offset - 2 * step; c <= 2 * n + 2 * step; c += step) {
+    cairo_move_to(tileCr, c + n, -n);
+    cairo_line_to(tileCr, c - n, n);
+  }
+  Color ink = deviceColor(color);
+  cairo_set_source_rgba(tileCr, ink.red, ink.green, ink.blue, ink.alpha);
+  cairo_set_line_width(tileCr, lineWidth * m.xx);
+  cairo_set_line_cap(tileCr, CAIRO_LINE_CAP_BUTT);
+  cairo_stroke(tileCr);
+  cairo_destroy(tileCr);
+  cairo_pattern_t* pattern = cairo_pattern_create_for_surface(tile);
+  cairo_surface_destroy(tile);
+  cairo_pattern_set_extend(pattern, CAIRO_EXTEND_REPEAT);
+  cairo_pattern_set_filter(pattern, CAIRO_FILTER_NEAREST);
+  cairo_matrix_t toTile;
+  cairo_matrix_init_translate(&toTile, -tileX, -tileY);
+  cairo_matrix_multiply(&toTile, &m, &toTile);
+  cairo_pattern_set_matrix(pattern, &toTile);
+  cairo_set_source(cr_, pattern);
+  cairo_pattern_destroy(pattern);
+  cairo_paint(cr_);
+}
+
 void Canvas::strokeLine(Point from, Point to, const Stroke& stroke) {
   Path path;
   path.moveTo(from);
@@ -460,7 +589,10 @@ Expected<std::string> Canvas::finish(const ImageMetadata& metadata) {
     return fail(std::string("drawing failed: ") + cairo_status_to_string(status));
   }
   if (format_ == ImageFormat::png) {
-    return encodePng(surface_, {.description = metadata.description, .oneBit = epaper_});
+    // The drawing is done: its pixels are packed into PNG rows where they lie.
+    return encodePng(
+        surface_,
+        {.description = metadata.description, .oneBit = epaper_, .overwriteSurface = true});
   }
   if (format_ == ImageFormat::pdf) {
     if (!metadata.title.empty()) {

@@ -88,13 +88,42 @@ struct EPaper {
   std::optional<std::pair<int, int>> panel;
 };
 
+// The pixels of PNG drawings kept from one drawing to the next: one buffer, as large as the
+// largest drawing yet, lent to one canvas at a time (another canvas meanwhile gets fresh memory).
+// A process that draws again and again (the host) then reuses the same pages instead of asking
+// the system for megabytes of fresh, zeroed memory each time (a large widget at 3x is 5 MB) and
+// keeps no more than one drawing's worth, whatever the sizes it draws. The pixels are cleared to
+// transparent before each drawing, so the image is the same as on a fresh surface. Must outlive
+// every canvas created with it; one thread at a time.
+class SurfacePool {
+ public:
+  SurfacePool() = default;
+  SurfacePool(const SurfacePool&) = delete;
+  SurfacePool& operator=(const SurfacePool&) = delete;
+  ~SurfacePool();
+
+  // Bytes of pixels kept (0 while lent or before the first drawing).
+  size_t keptBytes() const { return kept_ ? capacity_ : 0; }
+
+ private:
+  friend class Canvas;
+  // A surface of that format and size over the kept pixels, cleared, or a fresh one.
+  cairo_surface_t* take(int format, int width, int height);
+  // Destroys the surface; its pixels are kept when they were lent and nothing else holds it.
+  void give(cairo_surface_t* surface);
+
+  unsigned char* kept_ = nullptr;
+  size_t capacity_ = 0;
+};
+
 class Canvas {
  public:
   // `size` in points, `scale` in pixels per point (PNG only; 0.25 ... 8). Fails when the fonts
   // are missing (render/text.h), the size is empty or absurd, or cairo cannot make the surface.
-  // `epaper`: PNG only.
+  // `epaper`: PNG only. `surfaces`: where a PNG canvas takes its surface from and gives it back.
   static Expected<Canvas> create(ImageFormat format, Size size, double scale = 3,
-                                 std::optional<EPaper> epaper = std::nullopt);
+                                 std::optional<EPaper> epaper = std::nullopt,
+                                 SurfacePool* surfaces = nullptr);
   // Draws onto `cr`, a context of the caller's (a window's), whose user space is already points
   // at the device's scale: nothing is encoded (`finish` fails), and `cr` is left as found.
   static Expected<Canvas> onto(cairo_t* cr, Size size);
@@ -169,6 +198,12 @@ class Canvas {
                                   const std::vector<GradientStop>& stops);
   void strokePath(const Path& path, const Stroke& stroke);
   void strokeLine(Point from, Point to, const Stroke& stroke);
+  // Hatches `area`: lines rising to the right at 45 degrees, `pitch` apart along x, one through
+  // the area's top-left corner, stroked `lineWidth` wide with butt caps and clipped to the area.
+  // A PNG drawing under a plain scale and translation paints it from one repeating tile of five
+  // pitches (dozens of antialiased strokes cost milliseconds at 3x; differences stay within a
+  // few levels of the stroke's colour); other drawings stroke every line.
+  void fillHatch(Rect area, double pitch, double lineWidth, Color color);
 
   // Draws a line with its baseline's left end at `baselineOrigin`.
   void drawText(const TextLine& line, Point baselineOrigin, Color color);
@@ -180,6 +215,8 @@ class Canvas {
 
  private:
   Canvas() = default;
+  // Destroys the context and destroys the surface or gives it back to its pool.
+  void release();
   void applyPath(const Path& path);
   void setColor(Color color);
   Color deviceColor(Color color) const;
@@ -196,6 +233,7 @@ class Canvas {
   std::unique_ptr<std::string> stream_;
   bool finished_ = false;
   bool epaper_ = false;
+  SurfacePool* surfaces_ = nullptr;
   int marks_ = 0;
   int knockouts_ = 0;
 };

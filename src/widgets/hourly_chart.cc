@@ -359,18 +359,15 @@ void layoutHourlyChart(const LayoutContext& context, const ChartScales& scales,
     observedTo = std::max(observedTo.value_or(slot + 1), slot + 1);
   }
   if (observedFrom) {
-    // Hatched, as recorded hours are on the app's charts: fine diagonal strokes over the band.
-    Rect band{xOf(*observedFrom), plate.y, xOf(*observedTo) - xOf(*observedFrom), plate.height};
-    Path hatch;
-    for (double x = band.minX() - band.height; x < band.maxX(); x += kHatchPitch) {
-      hatch.moveTo({x, band.maxY()});
-      hatch.lineTo({x + band.height, band.minY()});
-    }
-    PlacedElement e =
-        strokeElement(ElementRole::chartObserved, std::move(hatch), kObserved, 0.6, row);
-    e.frame = band;
-    e.style.cap = render::LineCap::butt;
-    e.style.clip = band;
+    // Hatched, as recorded hours are on the app's charts: fine diagonal lines over the band.
+    PlacedElement e;
+    e.role = ElementRole::chartObserved;
+    e.kind = ElementKind::hatch;
+    e.frame = {xOf(*observedFrom), plate.y, xOf(*observedTo) - xOf(*observedFrom), plate.height};
+    e.style.color = kObserved;
+    e.style.lineWidth = 0.6;
+    e.style.pitch = kHatchPitch;
+    e.row = row;
     out.push_back(std::move(e));
   }
 

@@ -163,6 +163,9 @@ void paintElement(render::Canvas& canvas, const PlacedElement& e) {
                                  .dashes = e.style.dashes});
       return;
     }
+    case ElementKind::hatch:
+      canvas.fillHatch(e.frame, e.style.pitch, e.style.lineWidth, e.style.color);
+      return;
     case ElementKind::group:
       return;
   }

@@ -86,6 +86,7 @@ enum class ElementKind {
   brandMark,      // the PluvoLogoMark, fitted in the frame
   fill,           // `path` filled (the frame, rounded by `style.cornerRadius`, when empty)
   stroke,         // `path` stroked
+  hatch,          // the frame hatched: 45-degree lines `style.pitch` apart (render::Canvas)
   group,          // draws nothing: an accessibility element over its parts
 };
 
@@ -95,7 +96,8 @@ struct ElementStyle {
   bool multicolour = false;  // symbols and icons: the palette's colours instead of `color`
   double pointSize = 0;      // symbols: the text size they sit beside; icons: their size
   double rotation = 0;       // symbols: degrees clockwise about the frame's centre
-  double lineWidth = 1;      // strokes
+  double lineWidth = 1;      // strokes and hatches
+  double pitch = 0;          // hatches: points between lines along x
   render::LineCap cap = render::LineCap::round;
   std::vector<double> dashes;
   double cornerRadius = 0;  // fills of the frame

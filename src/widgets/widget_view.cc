@@ -68,7 +68,8 @@ Expected<RenderedWidget> renderWidget(std::string_view kind,
     return fail("unknown widget kind \"" + std::string(kind) + "\"; use one of " + knownKinds());
   }
   render::Size size = options.size.value_or(familySize(widget->family));
-  auto canvas = render::Canvas::create(options.format, size, options.scale, options.epaper);
+  auto canvas =
+      render::Canvas::create(options.format, size, options.scale, options.epaper, options.surfaces);
   if (!canvas) return std::unexpected(canvas.error());
   // The container background of every widget, edge to edge.
   canvas->fillRect(canvas->bounds(), render::palette::widgetBackground);

@@ -37,6 +37,9 @@ struct RenderOptions {
   std::optional<render::Size> size;      // points; absent: the family's size
   TimeZone deviceZone = nullptr;         // stands in for a snapshot without a zone; nullptr: UTC
   std::optional<render::EPaper> epaper;  // PNG only: black ink on white, 1 bit (render/canvas.h)
+  // PNG only: the drawing's surface is taken from and given back to this pool (a host that draws
+  // every kind again and again keeps one surface per size); nullptr: a fresh one.
+  render::SurfacePool* surfaces = nullptr;
 };
 
 struct RenderedWidget {

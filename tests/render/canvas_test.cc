@@ -22,16 +22,19 @@ TEST(Canvas, PngKeepsColoursAndOpacityAtScale) {
   EXPECT_EQ(image.at(0, 0), (testing::Rgba{9, 14, 27, 255}));
   EXPECT_EQ(image.at(19, 7), (testing::Rgba{0x38, 0xbd, 0xf8, 255}));
 
-  // Half the accent over nothing: straight (not premultiplied) components, half opacity.
-  auto clear = Canvas::create(ImageFormat::png, {2, 1}, 1);
-  clear->fillRect({0, 0, 1, 1}, palette::accent.opacity(0.5));
+  // Half the accent over nothing under an opaque row: straight (not premultiplied) components,
+  // half opacity, and the opaque row above, already packed as RGB, read back whole.
+  auto clear = Canvas::create(ImageFormat::png, {2, 2}, 1);
+  clear->fillRect({0, 0, 2, 1}, palette::widgetBackground);
+  clear->fillRect({0, 1, 1, 1}, palette::accent.opacity(0.5));
   testing::DecodedPng translucent = testing::decodePng(clear->finish().value());
   EXPECT_TRUE(translucent.hasAlpha);
-  testing::Rgba half = translucent.at(0, 0);
+  EXPECT_EQ(translucent.at(1, 0), (testing::Rgba{9, 14, 27, 255}));
+  testing::Rgba half = translucent.at(0, 1);
   EXPECT_NEAR(half.r, 0x38, 2);
   EXPECT_NEAR(half.b, 0xf8, 2);
   EXPECT_NEAR(half.a, 128, 1);
-  EXPECT_EQ(translucent.at(1, 0).a, 0);
+  EXPECT_EQ(translucent.at(1, 1).a, 0);
 }
 
 TEST(Canvas, SvgAndPdfCarryTheAccessibilityTextAndRepeatExactly) {
