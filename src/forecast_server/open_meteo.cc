@@ -92,6 +92,22 @@ std::optional<std::string> stringAt(dom::object object, std::string_view key) {
   return std::string(text);
 }
 
+// The answer's top-level object, parsed by `parser` (which must outlive it); an error for bytes
+// that are not a JSON object and for Open-Meteo's error envelope, whatever the HTTP status.
+Expected<dom::object> openAnswer(dom::parser& parser, std::string_view json) {
+  dom::element root;
+  if (auto error = parser.parse(json.data(), json.size()).get(root)) {
+    return fail(std::string("invalid JSON: ") + simdjson::error_message(error));
+  }
+  dom::object object;
+  if (root.get_object().get(object)) return fail("the answer is not a JSON object");
+  bool isError = false;
+  if (object["error"].get_bool().get(isError) == simdjson::SUCCESS && isError) {
+    return fail("Open-Meteo: " + stringAt(object, "reason").value_or("error without a reason"));
+  }
+  return object;
+}
+
 }  // namespace
 
 std::optional<double> UpstreamSeries::at(std::string_view name, std::size_t index) const {
@@ -139,16 +155,9 @@ std::string geocodingRequestURL(std::string_view geocodingBase, std::string_view
 
 Expected<UpstreamForecast> decodeForecastAnswer(std::string_view json) {
   dom::parser parser;
-  dom::element root;
-  if (auto error = parser.parse(json.data(), json.size()).get(root)) {
-    return fail(std::string("invalid JSON: ") + simdjson::error_message(error));
-  }
-  dom::object object;
-  if (root.get_object().get(object)) return fail("the answer is not a JSON object");
-  bool isError = false;
-  if (object["error"].get_bool().get(isError) == simdjson::SUCCESS && isError) {
-    return fail("Open-Meteo: " + stringAt(object, "reason").value_or("error without a reason"));
-  }
+  auto opened = openAnswer(parser, json);
+  if (!opened) return std::unexpected(std::move(opened).error());
+  dom::object object = *opened;
   UpstreamForecast forecast;
   dom::element latitudeElement, longitudeElement;
   std::optional<double> latitude, longitude;
@@ -181,16 +190,9 @@ Expected<UpstreamForecast> decodeForecastAnswer(std::string_view json) {
 
 Expected<std::vector<model::Place>> decodeGeocodingAnswer(std::string_view json) {
   dom::parser parser;
-  dom::element root;
-  if (auto error = parser.parse(json.data(), json.size()).get(root)) {
-    return fail(std::string("invalid JSON: ") + simdjson::error_message(error));
-  }
-  dom::object object;
-  if (root.get_object().get(object)) return fail("the answer is not a JSON object");
-  bool isError = false;
-  if (object["error"].get_bool().get(isError) == simdjson::SUCCESS && isError) {
-    return fail("Open-Meteo: " + stringAt(object, "reason").value_or("error without a reason"));
-  }
+  auto opened = openAnswer(parser, json);
+  if (!opened) return std::unexpected(std::move(opened).error());
+  dom::object object = *opened;
   std::vector<model::Place> places;
   dom::array results;
   if (object["results"].get_array().get(results)) return places;
