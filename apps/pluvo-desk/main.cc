@@ -654,7 +654,7 @@ class Desk {
     if (name.empty()) return;
     placeStatus("Looking for " + name + "…");
     inBackground([this, name] {
-      auto places = app::searchPlaces(env_, forecasts_.client(), name);
+      auto places = app::searchPlaces(forecasts_.client(), name);
       onGtkThread([this, name, places = std::move(places)] {
         if (place_.window == nullptr) return;
         if (!places) return placeStatus(places.error().message);

@@ -61,7 +61,7 @@ int placeSet(const CommandContext& context, const PlaceSetArguments& arguments) 
                *arguments.latitude, *arguments.longitude};
     title = request.displayName;
   } else {
-    auto places = app::searchPlaces(*environment, client, *arguments.name);
+    auto places = app::searchPlaces(client, *arguments.name);
     if (!places) return reportError(places.error().message);
     model::PlaceQuery query = model::parsePlaceQuery(*arguments.name);
     model::PlaceChoice choice = model::choosePlace(query, *places, /*allowAmbiguous=*/false);

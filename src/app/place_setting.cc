@@ -31,10 +31,8 @@ std::string snapshotTemperatureUnit(const model::ChartPacket& packet) {
   return "F";
 }
 
-Expected<std::vector<model::Place>> searchPlaces(platform::Environment& env,
-                                                 const service::ChartAPIClient& client,
+Expected<std::vector<model::Place>> searchPlaces(const service::ChartAPIClient& client,
                                                  std::string_view typedName) {
-  (void)env;
   model::PlaceQuery query = model::parsePlaceQuery(typedName);
   std::string url = client.baseURL();
   while (url.ends_with('/')) url.pop_back();

@@ -7,7 +7,7 @@
 // lists the places for a typed name, `/api/mobile/weather-chart` answers the packet. Nothing is
 // written unless the packet arrived and decoded, so a failed `setPlace` leaves storage as it was.
 //
-//   auto places = searchPlaces(env, client, "Seattle, WA");
+//   auto places = searchPlaces(client, "Seattle, WA");
 //   auto chosen = model::choosePlace(model::parsePlaceQuery("Seattle, WA"), *places, false);
 //   auto outcome = setPlace(env, store, client, placeRequest((*places)[*chosen.index]));
 //
@@ -34,8 +34,7 @@ inline constexpr std::int64_t kPlaceSnapshotDays = 7;
 
 // The places the service lists for a typed name (only the part before the first comma is
 // searched); an error names the URL and what to check.
-Expected<std::vector<model::Place>> searchPlaces(platform::Environment& env,
-                                                 const service::ChartAPIClient& client,
+Expected<std::vector<model::Place>> searchPlaces(const service::ChartAPIClient& client,
                                                  std::string_view typedName);
 
 struct PlaceRequest {
