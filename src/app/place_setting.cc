@@ -1,8 +1,6 @@
 #include "app/place_setting.h"
 
-#include <cctype>
 #include <cmath>
-#include <cstdio>
 
 #include "service/http_transport.h"
 #include "snapshot/builder.h"
@@ -34,28 +32,18 @@ std::string snapshotTemperatureUnit(const model::ChartPacket& packet) {
 Expected<std::vector<model::Place>> searchPlaces(const service::ChartAPIClient& client,
                                                  std::string_view typedName) {
   model::PlaceQuery query = model::parsePlaceQuery(typedName);
-  std::string url = client.baseURL();
-  while (url.ends_with('/')) url.pop_back();
-  url += "/api/places?name=";
-  for (unsigned char c : query.name) {
-    if (std::isalnum(c) || c == '-' || c == '.' || c == '_' || c == '~') {
-      url += static_cast<char>(c);
-    } else {
-      char escaped[4];
-      std::snprintf(escaped, sizeof escaped, "%%%02X", c);
-      url += escaped;
-    }
-  }
-  auto response = client.transport().get(url, {"Accept: application/json"},
+  auto url = service::placesRequestURL(client.baseURL(), query.name);
+  if (!url) return fail(url.error().message + serviceHint(client.baseURL()));
+  auto response = client.transport().get(*url, {"Accept: application/json"},
                                          service::CachePolicy::reloadIgnoringLocalCacheData);
   if (!response) return fail(response.error().message + serviceHint(client.baseURL()));
   if (response->status != 200) {
     return fail("the forecast service answered HTTP " + std::to_string(response->status) + " to " +
-                url + serviceHint(client.baseURL()));
+                *url + serviceHint(client.baseURL()));
   }
   auto places = model::decodePlaces(response->body);
   if (!places) {
-    return fail("the answer of " + url + " is not a list of places: " + places.error().message);
+    return fail("the answer of " + *url + " is not a list of places: " + places.error().message);
   }
   return places;
 }

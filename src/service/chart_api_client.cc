@@ -37,36 +37,64 @@ bool appendQueryItem(CURLU* url, std::string_view name, std::string_view value) 
 
 }  // namespace
 
-Expected<std::string> chartRequestURL(std::string_view baseURL, const ChartQuery& query) {
+namespace {
+
+// `baseURL` with `path` appended to its own and its query and fragment cleared, ready for query
+// items; the error says why the base cannot carry the request.
+Expected<internal::CurlUrl> serviceURL(std::string_view baseURL, std::string_view path,
+                                       std::string_view what) {
   const std::string base(baseURL);
-  auto badURL = [&base](std::string_view why) {
-    return fail("bad URL: cannot form the chart request from \"" + base + "\" (" +
+  auto badURL = [&](std::string_view why) {
+    return fail("bad URL: cannot form the " + std::string(what) + " from \"" + base + "\" (" +
                 std::string(why) + ")");
   };
   if (const auto& curl = internal::loadCurl(); !curl) {
-    return fail("cannot form the chart request: " + curl.error().message);
+    return fail("cannot form the " + std::string(what) + ": " + curl.error().message);
   }
   internal::CurlUrl url = internal::parseUrl(base);
   if (!url) return badURL("not an absolute URL");
-  std::string path = internal::urlPart(url.get(), CURLUPART_PATH).value_or("");
-  while (path.ends_with('/')) path.pop_back();
-  path.append(kChartPath);
-  if (internal::curl().url_set(url.get(), CURLUPART_PATH, path.c_str(), 0) != CURLUE_OK ||
+  std::string full = internal::urlPart(url.get(), CURLUPART_PATH).value_or("");
+  while (full.ends_with('/')) full.pop_back();
+  full.append(path);
+  if (internal::curl().url_set(url.get(), CURLUPART_PATH, full.c_str(), 0) != CURLUE_OK ||
       internal::curl().url_set(url.get(), CURLUPART_QUERY, nullptr, 0) != CURLUE_OK ||
       internal::curl().url_set(url.get(), CURLUPART_FRAGMENT, nullptr, 0) != CURLUE_OK) {
     return badURL("the path does not fit");
   }
-  bool ok = appendQueryItem(url.get(), "location", query.location) &&
-            appendQueryItem(url.get(), "provider", query.provider);
-  if (ok && query.latitude && query.longitude) {
-    ok = appendQueryItem(url.get(), "lat", shortestDecimal(*query.latitude)) &&
-         appendQueryItem(url.get(), "lon", shortestDecimal(*query.longitude));
+  return url;
+}
+
+Expected<std::string> printed(const internal::CurlUrl& url, bool queryFits,
+                              std::string_view baseURL, std::string_view what) {
+  std::optional<std::string> text =
+      queryFits ? internal::urlPart(url.get(), CURLUPART_URL) : std::nullopt;
+  if (!text) {
+    return fail("bad URL: cannot form the " + std::string(what) + " from \"" +
+                std::string(baseURL) + "\" (" +
+                (queryFits ? "the URL does not print" : "the query does not fit") + ")");
   }
-  ok = ok && appendQueryItem(url.get(), "refresh", wholeUnixSeconds(query.now));
-  if (!ok) return badURL("the query does not fit");
-  std::optional<std::string> text = internal::urlPart(url.get(), CURLUPART_URL);
-  if (!text) return badURL("the URL does not print");
   return *text;
+}
+
+}  // namespace
+
+Expected<std::string> chartRequestURL(std::string_view baseURL, const ChartQuery& query) {
+  auto url = serviceURL(baseURL, kChartPath, "chart request");
+  if (!url) return std::unexpected(std::move(url).error());
+  bool ok = appendQueryItem(url->get(), "location", query.location) &&
+            appendQueryItem(url->get(), "provider", query.provider);
+  if (ok && query.latitude && query.longitude) {
+    ok = appendQueryItem(url->get(), "lat", shortestDecimal(*query.latitude)) &&
+         appendQueryItem(url->get(), "lon", shortestDecimal(*query.longitude));
+  }
+  ok = ok && appendQueryItem(url->get(), "refresh", wholeUnixSeconds(query.now));
+  return printed(*url, ok, baseURL, "chart request");
+}
+
+Expected<std::string> placesRequestURL(std::string_view baseURL, std::string_view name) {
+  auto url = serviceURL(baseURL, kPlacesPath, "place search");
+  if (!url) return std::unexpected(std::move(url).error());
+  return printed(*url, appendQueryItem(url->get(), "name", name), baseURL, "place search");
 }
 
 ChartAPIClient::ChartAPIClient(platform::Environment& env, std::string baseURL,

@@ -35,6 +35,7 @@
 namespace pluvo::service {
 
 inline constexpr std::string_view kChartPath = "/api/mobile/weather-chart";
+inline constexpr std::string_view kPlacesPath = "/api/places";
 inline constexpr std::string_view kUserAgent = "Pluvo-iOS/1.0";
 
 // The place and moment of one widget chart request.
@@ -49,6 +50,8 @@ struct ChartQuery {
 // The request URL for `query` against `baseURL`; an error starting "bad URL" when the base URL
 // cannot carry it. A non-finite or out-of-range `now` is a programming error and aborts.
 Expected<std::string> chartRequestURL(std::string_view baseURL, const ChartQuery& query);
+// The place search of the same service: base URL + "/api/places?name=NAME", percent-encoded.
+Expected<std::string> placesRequestURL(std::string_view baseURL, std::string_view name);
 
 class ChartAPIClient {
  public:
