@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
+#include <map>
 #include <set>
 
 #include "base/calendar.h"
@@ -190,11 +191,14 @@ Expected<ChartPacket> buildChartPacket(const UpstreamForecast& answer, const Pac
   }
 
   // The daily series by local date.
+  std::map<date::year_month_day, std::size_t> dailyByDate;
+  for (std::size_t i = 0; i < daily.time.size(); ++i) {
+    dailyByDate.emplace(dateOf(localTimeOf(daily.time[i], zone)), i);
+  }
   auto dailyIndex = [&](date::year_month_day day) -> std::optional<std::size_t> {
-    for (std::size_t i = 0; i < daily.time.size(); ++i) {
-      if (dateOf(localTimeOf(daily.time[i], zone)) == day) return i;
-    }
-    return std::nullopt;
+    auto found = dailyByDate.find(day);
+    if (found == dailyByDate.end()) return std::nullopt;
+    return found->second;
   };
 
   ChartPacket packet;
@@ -328,13 +332,15 @@ Expected<ChartPacket> buildChartPacket(const UpstreamForecast& answer, const Pac
     }
   }
   auto indexOf = [&](double unix) -> std::optional<double> {
-    for (std::size_t i = 0; i < starts.size(); ++i) {
-      if (static_cast<double>(starts[i]) <= unix && unix < static_cast<double>(ends[i])) {
-        return static_cast<double>(i) +
-               (unix - static_cast<double>(starts[i])) / static_cast<double>(ends[i] - starts[i]);
-      }
-    }
-    return std::nullopt;
+    // The hours run in order: the one that holds `unix` is the last to start at or before it.
+    auto after = std::upper_bound(
+        starts.begin(), starts.end(), unix,
+        [](double t, std::int64_t start) { return t < static_cast<double>(start); });
+    if (after == starts.begin()) return std::nullopt;
+    const std::size_t i = static_cast<std::size_t>(after - starts.begin()) - 1;
+    if (!(unix < static_cast<double>(ends[i]))) return std::nullopt;
+    return static_cast<double>(i) +
+           (unix - static_cast<double>(starts[i])) / static_cast<double>(ends[i] - starts[i]);
   };
 
   // Days, segments, daylight bands and rain peaks.
