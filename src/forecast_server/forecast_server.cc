@@ -203,7 +203,7 @@ Expected<ForecastServer::Kept> ForecastServer::answerFor(double latitude, double
   bool leader = false;
   std::optional<Kept> kept;
   {
-    std::unique_lock lock(mutex_);
+    std::lock_guard lock(mutex_);
     auto found = kept_.find(key);
     if (found != kept_.end()) kept = found->second;
   }
@@ -213,7 +213,7 @@ Expected<ForecastServer::Kept> ForecastServer::answerFor(double latitude, double
     return *kept;
   }
   {
-    std::unique_lock lock(mutex_);
+    std::lock_guard lock(mutex_);
     auto running = flights_.find(key);
     if (running != flights_.end()) {
       flight = running->second;
@@ -223,15 +223,12 @@ Expected<ForecastServer::Kept> ForecastServer::answerFor(double latitude, double
       flights_[key] = flight;
     }
   }
-  Expected<Kept> fetched = fail("not fetched");
+  Expected<Kept> fetched = leader ? fetchForecast(latitude, longitude) : flight->result.get();
   if (leader) {
-    fetched = fetchForecast(latitude, longitude);
     std::lock_guard lock(mutex_);
     if (fetched) kept_[key] = *fetched;
     flights_.erase(key);
     flight->promise.set_value(fetched);
-  } else {
-    fetched = flight->result.get();
   }
   if (fetched) {
     note = leader ? "upstream" : "joined";
