@@ -99,15 +99,11 @@ int placeSet(const CommandContext& context, const PlaceSetArguments& arguments) 
   snapshot::SnapshotStore store(*environment);
   auto outcome = app::setPlace(*environment, store, client, request);
   if (!outcome) return reportError(outcome.error().message);
-  const model::ChartPacket& packet = outcome->record.packet;
   std::string lines = title + "\n";
   lines += "Saved " + std::to_string(outcome->snapshot.days.size()) + " days for the widgets (" +
            (outcome->snapshot.temperatureUnit.value_or("F") == "C" ? "°C" : "°F") + "); " +
            std::string(changeText(outcome->rainWindow)) + ".";
-  if (packet.sources && packet.sources->forecast &&
-      packet.sources->forecast->provider == "openmeteo") {
-    lines += "\nWeather data by Open-Meteo.com";
-  }
+  if (auto credit = app::creditFor(outcome->record.packet)) lines += "\n" + std::string(*credit);
   return writeOutput(context, lines) ? 0 : 1;
 }
 
@@ -140,10 +136,9 @@ int placeShow(const CommandContext& context) {
       if (auto record = model::decodeForecastCacheRecoveryRecord(*bytes)) {
         const auto& sources = record->packet.sources;
         if (sources && sources->forecast) {
-          source = sources->forecast->provider == "openmeteo"
-                       ? "Open-Meteo (" + sources->forecast->endpoint.value_or("") +
-                             "); Weather data by Open-Meteo.com"
-                       : sources->forecast->provider;
+          source =
+              sources->forecast->provider + " (" + sources->forecast->endpoint.value_or("") + ")";
+          if (auto credit = app::creditFor(record->packet)) source += "; " + std::string(*credit);
         }
       }
     }

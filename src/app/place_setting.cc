@@ -64,10 +64,8 @@ Expected<RainWindowChange> afterForecastFetch(platform::Environment& env,
   if (auto written = writeForecastCache(env, {packet, displayLocation, now}); !written) {
     failure = written.error();
   }
-  const bool openMeteo = packet.sources && packet.sources->forecast &&
-                         packet.sources->forecast->provider == "openmeteo";
   if (platform::DefaultsSuite* defaults = env.sharedDefaults()) {
-    const std::string_view credit = openMeteo ? kOpenMeteoCredit : "";
+    const std::string_view credit = creditFor(packet).value_or("");
     if (defaults->data(kCreditDefaultsKey) != credit) {
       if (auto set = defaults->setData(kCreditDefaultsKey, credit); !set && !failure) {
         failure = set.error();
@@ -77,6 +75,14 @@ Expected<RainWindowChange> afterForecastFetch(platform::Environment& env,
   auto change = syncRainWindow(env, packet, now);
   if (failure) return std::unexpected(*failure);
   return change;
+}
+
+std::optional<std::string_view> creditFor(const model::ChartPacket& packet) {
+  if (packet.sources && packet.sources->forecast &&
+      packet.sources->forecast->provider == "openmeteo") {
+    return kOpenMeteoCredit;
+  }
+  return std::nullopt;
 }
 
 std::optional<std::string> dataCredit(platform::Environment& env) {

@@ -71,6 +71,8 @@ Expected<RainWindowChange> afterForecastFetch(platform::Environment& env,
 inline constexpr std::string_view kCreditDefaultsKey = "pluvo.forecast.credit";
 inline constexpr std::string_view kOpenMeteoCredit = "Weather data by Open-Meteo.com";
 std::optional<std::string> dataCredit(platform::Environment& env);
+// The credit a packet's data calls for: Open-Meteo's when its forecast source is "openmeteo".
+std::optional<std::string_view> creditFor(const model::ChartPacket& packet);
 
 // Writes "<container>/pluvo-last-forecast.json" as the main app writes it.
 Expected<void> writeForecastCache(platform::Environment& env,
