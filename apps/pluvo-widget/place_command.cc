@@ -136,9 +136,10 @@ int placeShow(const CommandContext& context) {
       if (auto record = model::decodeForecastCacheRecoveryRecord(*bytes)) {
         const auto& sources = record->packet.sources;
         if (sources && sources->forecast) {
-          source =
-              sources->forecast->provider + " (" + sources->forecast->endpoint.value_or("") + ")";
-          if (auto credit = app::creditFor(record->packet)) source += "; " + std::string(*credit);
+          auto credit = app::creditFor(record->packet);
+          source = (credit ? std::string("Open-Meteo") : sources->forecast->provider) + " (" +
+                   sources->forecast->endpoint.value_or("") + ")";
+          if (credit) source += "; " + std::string(*credit);
         }
       }
     }
