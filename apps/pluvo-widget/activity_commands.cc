@@ -261,12 +261,8 @@ const bool registered =
                       "lock, banner, island-expanded, island-compact or island-minimal",
                       &renderArguments.presentation,
                       {.required = true}},
-                     {"--scale",
-                      "Pixels per point of a PNG",
-                      &renderArguments.scale,
-                      {.showDefault = true}},
-                     {"--format", "png, svg or pdf (default: from the file's extension)",
-                      &renderArguments.format}},
+                     scaleOption(&renderArguments.scale),
+                     formatOption(&renderArguments.format)},
          .drawing = DrawingOptions::profileAndPanel,
          .run = [](const CommandContext& c) { return activityRender(c, renderArguments); }});
 

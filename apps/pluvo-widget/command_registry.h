@@ -45,6 +45,14 @@ struct OptionSpec {
   OptionFlags flags = {};
 };
 
+// The image options of the drawing commands: --scale and --format.
+inline OptionSpec scaleOption(double* scale) {
+  return {"--scale", "Pixels per point of a PNG", scale, {.showDefault = true}};
+}
+inline OptionSpec formatOption(std::optional<std::string>* format) {
+  return {"--format", "png, svg or pdf (default: from the file's extension)", format};
+}
+
 // The drawing commands share --profile (color or eink) and --panel WxH, kept in the context.
 enum class DrawingOptions { none, profile, profileAndPanel };
 
