@@ -35,23 +35,19 @@
 #include "activity_render/draw.h"
 #include "activity_render/painter.h"
 #include "app/place_setting.h"
-#include "app/rain_window.h"
 #include "desk_settings.h"
+#include "extension_stack.h"
 #include "host/host_environment.h"
 #include "host/widget_host.h"
 #include "model/place.h"
 #include "platform/atomic_file.h"
 #include "platform/system_environment.h"
-#include "platform/task_pool.h"
 #include "pluvo_version.h"
 #include "render/canvas.h"
 #include "render/color.h"
 #include "service/forecast_service.h"
 #include "service/info_dictionary.h"
-#include "snapshot/recovery.h"
 #include "snapshot/store.h"
-#include "timeline/provider.h"
-#include "timeline/refresh_coordinator.h"
 #include "widgets/catalogue.h"
 #include "widgets/widget_view.h"
 
@@ -235,18 +231,7 @@ class Desk {
       : arguments_(std::move(arguments)),
         system_(systemOptions(arguments_)),
         env_(system_, arguments_.now),
-        store_(env_),
-        recovery_(env_),
-        forecasts_(env_, std::move(serviceOptions)),
-        coordinator_(
-            env_, store_, forecasts_.client(),
-            [this](const model::ChartPacket& packet, Instant now) {
-              if (auto done = app::afterForecastFetch(env_, packet, packet.location.name, now);
-                  !done) {
-                env_.log("Pluvo app update after a refresh failed: " + done.error().message);
-              }
-            }),
-        provider_(env_, store_, recovery_, coordinator_, tasks_) {}
+        stack_(env_, std::move(serviceOptions)) {}
 
   int run() {
     app_ = gtk_application_new("org.pluvo.Desk", G_APPLICATION_NON_UNIQUE);
@@ -321,7 +306,7 @@ class Desk {
   void startHost() {
     output_ = std::make_shared<WindowOutput>(*this, env_);
     auto opened = host::WidgetHost::open(
-        env_, provider_,
+        env_, stack_.provider,
         {.followSystemTimeZone = !arguments_.zoneGiven && std::getenv("TZ") == nullptr,
          .outputs = {output_}});
     if (!opened) {
@@ -338,7 +323,7 @@ class Desk {
     if (!host_) return;
     host_->stop();
     // A refresh may still wait on the network: its result is not wanted any more.
-    forecasts_.transport().cancelAll();
+    stack_.forecasts.transport().cancelAll();
     hostThread_.join();
     host_.reset();
   }
@@ -550,8 +535,8 @@ class Desk {
 
   void refreshNow() {
     inBackground([this] {
-      if (auto shown = store_.load(); shown && !shown->isPlaceholder()) {
-        coordinator_.refresh(*shown);
+      if (auto shown = stack_.store.load(); shown && !shown->isPlaceholder()) {
+        stack_.coordinator.refresh(*shown);
       }
       if (host_) host_->reloadAll();
     });
@@ -654,7 +639,7 @@ class Desk {
     if (name.empty()) return;
     placeStatus("Looking for " + name + "…");
     inBackground([this, name] {
-      auto places = app::searchPlaces(forecasts_.client(), name);
+      auto places = app::searchPlaces(stack_.forecasts.client(), name);
       onGtkThread([this, name, places = std::move(places)] {
         if (place_.window == nullptr) return;
         if (!places) return placeStatus(places.error().message);
@@ -686,7 +671,7 @@ class Desk {
     const std::string title = model::placeTitle(place);
     placeStatus("Fetching the forecast for " + title + "…");
     inBackground([this, request = app::placeRequest(place), title] {
-      auto outcome = app::setPlace(env_, store_, forecasts_.client(), request);
+      auto outcome = app::setPlace(env_, stack_.store, stack_.forecasts.client(), request);
       onGtkThread([this, title, failure = outcome ? std::string() : outcome.error().message] {
         if (!failure.empty()) return placeStatus(failure);
         placeStatus("The widgets now show " + title + ".");
@@ -828,9 +813,7 @@ class Desk {
         static_cast<guint>(std::ceil(ahead * 1000)),
         +[](gpointer self) -> gboolean {
           auto& desk = *static_cast<Desk*>(self);
-          if (auto ended = app::endFinishedRainWindow(desk.env_, desk.env_.now()); !ended) {
-            desk.env_.log("Pluvo rain window activity failed: " + ended.error().message);
-          }
+          desk.stack_.endFinishedRainWindow(desk.env_.now());
           desk.readActivity();
           if (desk.lockWindow_ != nullptr) desk.armMinute();
           return G_SOURCE_REMOVE;
@@ -841,12 +824,7 @@ class Desk {
   Arguments arguments_;
   platform::SystemEnvironment system_;
   host::HostEnvironment env_;
-  snapshot::SnapshotStore store_;
-  snapshot::ForecastCacheRecovery recovery_;
-  service::ForecastService forecasts_;
-  timeline::PluvoWidgetRefreshCoordinator coordinator_;
-  platform::TaskPool tasks_;
-  timeline::PluvoWidgetProvider provider_;
+  ExtensionStack stack_;
   std::shared_ptr<WindowOutput> output_;
   std::unique_ptr<host::WidgetHost> host_;
   std::thread hostThread_;

@@ -18,16 +18,11 @@
 #include "app/place_setting.h"
 #include "command_registry.h"
 #include "commands.h"
+#include "extension_stack.h"
 #include "host/host_environment.h"
 #include "host/kernel_events.h"
 #include "host/widget_host.h"
 #include "platform/system_environment.h"
-#include "platform/task_pool.h"
-#include "service/forecast_service.h"
-#include "snapshot/recovery.h"
-#include "snapshot/store.h"
-#include "timeline/provider.h"
-#include "timeline/refresh_coordinator.h"
 #include "widgets/widget_view.h"
 
 namespace pluvo::cli {
@@ -110,34 +105,19 @@ int host(const CommandContext& context, const HostArguments& arguments) {
   // --now sets where the clock starts; it runs on from there.
   host::HostEnvironment env(system, context.nowGiven ? std::optional(context.now) : std::nullopt);
 
-  snapshot::SnapshotStore store(env);
-  snapshot::ForecastCacheRecovery recovery(env);
   auto serviceOptions = forecastServiceOptions(context);
   if (!serviceOptions) return 2;
-  service::ForecastService forecasts(env, std::move(*serviceOptions));
-  // The host also plays the main app's part after each refresh: the rain window Live Activity
-  // starts, follows and ends with the forecast.
-  timeline::PluvoWidgetRefreshCoordinator coordinator(
-      env, store, forecasts.client(), [&env](const model::ChartPacket& packet, Instant now) {
-        if (auto done = app::afterForecastFetch(env, packet, packet.location.name, now); !done) {
-          env.log("Pluvo app update after a refresh failed: " + done.error().message);
-        }
-      });
-  platform::TaskPool tasks;
-  timeline::PluvoWidgetProvider provider(env, store, recovery, coordinator, tasks);
+  ExtensionStack stack(env, std::move(*serviceOptions));
 
   auto widgetHost = host::WidgetHost::open(
-      env, provider,
+      env, stack.provider,
       {.outDir = arguments.outDir,
        .once = arguments.once,
        .drawer = drawerFor(context, env),
        .activityDrawer =
-           [&env](std::string_view bytes, Instant now) {
-             // A window over for half an hour ends here, between refreshes.
-             if (auto ended = app::endFinishedRainWindow(env, now); !ended) {
-               env.log("Pluvo rain window activity failed: " + ended.error().message);
-             }
-             return drawActivity(env.deviceTimeZone(), bytes, now);
+           [&stack](std::string_view bytes, Instant now) {
+             stack.endFinishedRainWindow(now);
+             return drawActivity(stack.env.deviceTimeZone(), bytes, now);
            },
        .handleSignals = true,
        .followSystemTimeZone = !context.zoneGiven && std::getenv("TZ") == nullptr,
@@ -153,7 +133,7 @@ int host(const CommandContext& context, const HostArguments& arguments) {
   int status = (*widgetHost)->run();
   // A refresh may still wait on the network: its result is not wanted any more (its writes are
   // already refused), so its request ends now and the pool's workers are joined at once.
-  forecasts.transport().cancelAll();
+  stack.forecasts.transport().cancelAll();
   return status;
 }
 

@@ -1,0 +1,44 @@
+// The widget extension as this machine's long-running programs run it (`pluvo-widget host` and
+// pluvo-desk): the snapshot store, the forecast cache recovery, the forecast service, the refresh
+// coordinator, a task pool and the timeline provider, on one host environment.
+//
+// On Linux the same process plays the main app's part: after every refresh the app keeps the
+// packet as its forecast cache, notes the data's credit and starts, updates or ends the rain
+// window Live Activity (app/place_setting.h); `endFinishedRainWindow` ends a window that has been
+// over for half an hour between refreshes. Their failures are one log line each.
+//
+//   host::HostEnvironment env(system, startAt);
+//   ExtensionStack stack(env, std::move(serviceOptions));
+//   auto host = host::WidgetHost::open(env, stack.provider, {...});
+//
+// Thread safety: as its parts. Make one per process and keep it while the host runs.
+#pragma once
+
+#include "base/instant.h"
+#include "host/host_environment.h"
+#include "platform/task_pool.h"
+#include "service/forecast_service.h"
+#include "snapshot/recovery.h"
+#include "snapshot/store.h"
+#include "timeline/provider.h"
+#include "timeline/refresh_coordinator.h"
+
+namespace pluvo {
+
+struct ExtensionStack {
+  ExtensionStack(host::HostEnvironment& env, service::ForecastServiceOptions options);
+  ExtensionStack(const ExtensionStack&) = delete;
+  ExtensionStack& operator=(const ExtensionStack&) = delete;
+
+  void endFinishedRainWindow(Instant now);
+
+  host::HostEnvironment& env;
+  snapshot::SnapshotStore store;
+  snapshot::ForecastCacheRecovery recovery;
+  service::ForecastService forecasts;
+  timeline::PluvoWidgetRefreshCoordinator coordinator;
+  platform::TaskPool tasks;
+  timeline::PluvoWidgetProvider provider;
+};
+
+}  // namespace pluvo
