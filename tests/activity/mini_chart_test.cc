@@ -117,46 +117,54 @@ TEST(MiniChart, LabelsOfTheFullChartKeepClearOfEachOther) {
   const Instant eight = at("2026-11-17T20:00:00Z");
   const std::vector<HourPoint> lowChance = {{0, eight, 0.3, 25}, {0, eight + 3600, 0.1, 85.9}};
   MiniChart full = chart(lowChance, 332, 57, false);
-  ASSERT_TRUE(full.topLabel && full.zeroLabel && full.peakLabel);
+  ASSERT_TRUE(full.topLabel && full.zeroLabel);
   EXPECT_EQ(full.topLabel->text, "85%");
   EXPECT_DOUBLE_EQ(full.topLabel->origin.y, std::max(9.0, full.layout.chanceY(85.9) - 4));
-  EXPECT_EQ(full.peakLabel->text, "0.30″");
 
   // The peak amount stands centred just above the tallest bar when nothing is in the way, else
-  // beside the bar, clear of the other labels, the bars, the "now" line and the curve.
-  enum class Spot { above, left, right };
-  std::vector<HourPoint> crowd;  // rain either side of the tallest bar under a 78% curve
-  for (double amount : {0.01, 0.12, 0.24, 0.18, 0.07}) {
-    crowd.push_back({0, at("2026-11-17T16:00:00Z") + 3600.0 * double(crowd.size()), amount, 78});
-  }
-  const std::tuple<const char*, std::vector<HourPoint>, Instant, Spot> cases[] = {
-      {"under a low chance", lowChance, kNow, Spot::above},
+  // beside the bar, clear of the other labels, the bars, the "now" line and the curve. Where no
+  // spot is clear of the curve it stands above its bar across the curve, still clear of the rest.
+  enum class Spot { above, left, right, acrossTheCurve };
+  auto fromFour = [](std::initializer_list<double> amounts, double chance) {
+    std::vector<HourPoint> points;
+    for (double amount : amounts)
+      points.push_back(
+          {0, at("2026-11-17T16:00:00Z") + 3600.0 * double(points.size()), amount, chance});
+    return points;
+  };
+  // clang-format off
+  const std::tuple<const char*, std::vector<HourPoint>, Instant, std::string, Spot> cases[] = {
+      {"under a low chance", lowChance, kNow, "0.30″", Spot::above},
       // The curve runs through the spot above and, falling away, through the one on the right.
-      {"under a high chance",
-       {{0, eight, 0.3, 85.9}, {0, eight + 3600, 0.1, 25}},
-       kNow,
+      {"under a high chance", {{0, eight, 0.3, 85.9}, {0, eight + 3600, 0.1, 25}}, kNow, "0.30″",
        Spot::left},
       // The "now" line just right of the tallest bar and the curve just above it.
-      {"in a crowd", crowd, at("2026-11-17T18:35:00Z"), Spot::left},
+      {"in a crowd", fromFour({0.01, 0.12, 0.24, 0.18, 0.07}, 78), at("2026-11-17T18:35:00Z"),
+       "0.24″", Spot::left},
       // At the span's left edge under 100%: above, the amount would cover "100%".
-      {"at the left edge",
-       {{0, at("2026-11-17T15:35:00Z"), 0.3, 100}, lowChance[1]},
-       kNow,
-       Spot::right},
+      {"at the left edge", {{0, at("2026-11-17T15:35:00Z"), 0.3, 100}, lowChance[1]}, kNow,
+       "0.30″", Spot::right},
+      {"heavy rain beside now under a high curve", fromFour({0.1, 1.2, 2.4, 1.8, 0.7}, 85), kNow,
+       "2.40″", Spot::acrossTheCurve},
   };
-  for (const auto& [name, points, now, spot] : cases) {
+  // clang-format on
+  for (const auto& [name, points, now, text, spot] : cases) {
     SCOPED_TRACE(name);
     const MiniChart c = chart(points, 332, 57, false, now);
     ASSERT_TRUE(c.peakLabel.has_value());
+    EXPECT_EQ(c.peakLabel->text, text);
     const Rect label = c.peakLabel->frame();
     const Rect tallest = std::ranges::max(c.bars, {}, &MiniChart::Bar::amount).rect;
     if (spot == Spot::left) {
       EXPECT_LE(label.maxX(), tallest.x);
     } else if (spot == Spot::right) {
       EXPECT_GE(label.x, tallest.maxX());
-    } else {
+    } else if (spot == Spot::above) {
       EXPECT_DOUBLE_EQ(label.maxY(), tallest.y - 1.5);
       EXPECT_DOUBLE_EQ(label.x + label.width / 2, tallest.x + tallest.width / 2);
+    } else {
+      EXPECT_LE(label.maxY(), tallest.y);
+      EXPECT_TRUE(label.x < tallest.maxX() && tallest.x < label.maxX());  // over its bar
     }
     for (const auto& other : {c.topLabel, c.zeroLabel, c.nowMarker->label}) {
       EXPECT_FALSE(other && label.intersects(other->frame())) << other->text;
@@ -166,31 +174,11 @@ TEST(MiniChart, LabelsOfTheFullChartKeepClearOfEachOther) {
     EXPECT_FALSE(label.x < marker + 1.6 && marker - 1.6 < label.maxX());
     for (const auto& sample : c.layout.chanceSamples) {
       const double x = c.layout.xPosition(sample.date), y = c.layout.chanceY(sample.precipProb);
-      EXPECT_FALSE(x > label.x - 1.45 && x < label.maxX() + 1.45 && y > label.y - 1.45 &&
-                   y < label.maxY() + 1.45)
+      EXPECT_TRUE(spot == Spot::acrossTheCurve || x <= label.x - 1.45 || x >= label.maxX() + 1.45 ||
+                  y <= label.y - 1.45 || y >= label.maxY() + 1.45)
           << "curve at " << x << "," << y;
     }
   }
-
-  // Heavy rain beside "now" under a high curve: no spot is clear of the curve, so the amount
-  // stands above its bar across the curve, never over the "now" line, a bar or a label.
-  std::vector<HourPoint> heavy;
-  for (double amount : {0.1, 1.2, 2.4, 1.8, 0.7}) {
-    heavy.push_back({0, at("2026-11-17T16:00:00Z") + 3600.0 * double(heavy.size()), amount, 85});
-  }
-  const MiniChart c = chart(heavy, 332, 57, false, kNow);
-  ASSERT_TRUE(c.peakLabel.has_value());
-  EXPECT_EQ(c.peakLabel->text, "2.40″");
-  const Rect label = c.peakLabel->frame();
-  const Rect tallest = std::ranges::max(c.bars, {}, &MiniChart::Bar::amount).rect;
-  EXPECT_LE(label.maxY(), tallest.y);
-  EXPECT_TRUE(label.x < tallest.maxX() && tallest.x < label.maxX());  // over its bar
-  for (const auto& other : {c.topLabel, c.zeroLabel, c.nowMarker->label}) {
-    EXPECT_FALSE(other && label.intersects(other->frame())) << other->text;
-  }
-  for (const auto& bar : c.bars) EXPECT_FALSE(label.intersects(bar.rect)) << bar.amount;
-  const double marker = c.nowMarker->line.from.x;
-  EXPECT_FALSE(label.x < marker + 1.6 && marker - 1.6 < label.maxX());
 
   // No chances: "0%"; a chart too short for a separate "0"; a compact chart has no labels.
   MiniChart empty = chart({}, 300, 30, false);

@@ -102,29 +102,26 @@ TEST_F(SystemEnvironmentTest, LogLinesGoToStandardErrorWithJournalPrioritiesWhen
   struct stat info {};
   ::fstat(target, &info);
   const std::string stream = std::to_string(info.st_dev) + ":" + std::to_string(info.st_ino);
+  // Each line, and the priority it carries to the journal (error, warning, error, info).
+  const std::pair<std::string, std::string> kLines[] = {
+      {"<3>", "Pluvo widget snapshot recovery failed: no cache"},
+      {"<4>", "Pluvo widget snapshot save skipped: no available shared storage"},
+      {"<3>", "Pluvo widget host cannot draw lock"},
+      {"<6>", "Pluvo widget host wrote /tmp/a.png"}};
+  std::string expected;
   for (const char* journal :
        {stream.c_str(), "1:2", "garbage", static_cast<const char*>(nullptr)}) {
     ScopedVariable variable("JOURNAL_STREAM", journal);
     SystemEnvironment env;
-    env.log("Pluvo widget snapshot recovery failed: no cache");
-    env.log("Pluvo widget snapshot save skipped: no available shared storage");
-    env.log("Pluvo widget host cannot draw lock");
-    env.log("Pluvo widget host wrote /tmp/a.png");
+    for (const auto& [priority, line] : kLines) {
+      env.log(line);
+      expected += (journal == stream.c_str() ? priority : "") + line + "\n";
+    }
   }
   ::dup2(saved, STDERR_FILENO);
   ::close(saved);
   ::close(target);
-  const std::string plain =
-      "Pluvo widget snapshot recovery failed: no cache\n"
-      "Pluvo widget snapshot save skipped: no available shared storage\n"
-      "Pluvo widget host cannot draw lock\n"
-      "Pluvo widget host wrote /tmp/a.png\n";
-  EXPECT_EQ(testing::readFileBytes(file),
-            "<3>Pluvo widget snapshot recovery failed: no cache\n"
-            "<4>Pluvo widget snapshot save skipped: no available shared storage\n"
-            "<3>Pluvo widget host cannot draw lock\n"
-            "<6>Pluvo widget host wrote /tmp/a.png\n" +
-                plain + plain + plain);
+  EXPECT_EQ(testing::readFileBytes(file), expected);
 }
 
 // Reloads arrive from any thread while listeners come and go, even from inside a call.
