@@ -27,6 +27,14 @@ using ::testing::Not;
 
 class WidgetHostTest : public ::testing::Test {
  protected:
+  // The host's onIdle: counts the rounds it finished.
+  std::function<void()> countRounds() {
+    return [this] {
+      std::lock_guard lock(mutex);
+      ++idleCount;
+      idle.notify_all();
+    };
+  }
   // Waits until the host has gone idle `rounds` times in all.
   bool idleRounds(int rounds) {
     std::unique_lock lock(mutex);
@@ -60,12 +68,7 @@ TEST_F(WidgetHostTest, DrawnPicturesAndAnInProcessReload) {
         return DrawnWidget{"PNG " + std::string(kind),
                            entry.snapshot.locationName + ", rain from 2p"};
       },
-      .onIdle =
-          [this] {
-            std::lock_guard lock(mutex);
-            ++idleCount;
-            idle.notify_all();
-          }};
+      .onIdle = countRounds()};
   auto host = WidgetHost::open(env, provider, std::move(options));
   ASSERT_TRUE(host.has_value()) << host.error().message;
   int status = -1;
@@ -196,14 +199,7 @@ struct RecordingOutput final : WidgetOutput {
 TEST_F(WidgetHostTest, ReloadDatesArmTheTimersAndAFiredOneRedrawsItsKindAlone) {
   HandTimers timers;
   auto output = std::make_shared<RecordingOutput>();
-  HostOptions options{.onIdle =
-                          [this] {
-                            std::lock_guard lock(mutex);
-                            ++idleCount;
-                            idle.notify_all();
-                          },
-                      .outputs = {output},
-                      .makeTimer = timers.maker()};
+  HostOptions options{.onIdle = countRounds(), .outputs = {output}, .makeTimer = timers.maker()};
   auto host = WidgetHost::open(env, provider, std::move(options));
   ASSERT_TRUE(host.has_value()) << host.error().message;
   ASSERT_EQ(timers.timers.size(), snapshot::kWidgetKinds.size());

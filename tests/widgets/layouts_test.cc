@@ -72,7 +72,6 @@ TEST(Layouts, EveryFixtureAndKindKeepsItsElementsApartInsideThePaddingAndAligned
       {"rainy C with overlays", build(5, "C", overlays), kRainyNow},
       {"minimal", build(2, "F", std::nullopt, "minimal.json", minimalNow), minimalNow},
       {"one day", build(1), kRainyNow},
-      {"seven days", build(7), kRainyNow},
       {"empty days", empty, kRainyNow},
       {"long place name", longName, kRainyNow},
       {"heavy rain", heavy, kRainyNow},
@@ -273,22 +272,25 @@ TEST(Layouts, NowMarkerSitsOnlyOnTodaysRowAtTheEntryTime) {
   }
 }
 
-TEST(Layouts, DataAgeStampTurnsToTheWarningColourAtExactlyFourHours) {
+// The stamp shows on the day rows and on the face without a usable day: no days at all, or days
+// that have all gone by at the entry's date (nine days on).
+TEST(Layouts, DataAgeStampTurnsAtExactlyFourHoursAndWithoutAUsableDayTheWidgetSaysSo) {
   PluvoWidgetSnapshot rainy = build(5), noDays = rainy;
-  noDays.days.clear();  // the stamp shows on the unavailable face too
+  noDays.days.clear();
   struct Case {
     double ageSeconds;
-    bool stale;
+    bool stale, daysGone;
     std::string_view text;
   };
-  for (Case c : {Case{0, false, "as of 3:05p"},
-                 {4 * 3600 - 1, false, "as of 3:05p"},
-                 {4 * 3600, true, "as of 3:05p"},
-                 {26 * 3600, true, "as of Thu 3:05p"},
-                 {9 * 86400, true, "as of Oct 29"}}) {
+  for (Case c : {Case{0, false, false, "as of 3:05p"},
+                 {4 * 3600 - 1, false, false, "as of 3:05p"},
+                 {4 * 3600, true, false, "as of 3:05p"},
+                 {26 * 3600, true, false, "as of Thu 3:05p"},
+                 {9 * 86400, true, true, "as of Oct 29"}}) {
     for (std::string_view kind : kKinds) {
       for (const PluvoWidgetSnapshot* snapshot : {&rainy, &noDays}) {
-        SCOPED_TRACE(std::to_string(c.ageSeconds) + " s / " + std::string(kind));
+        SCOPED_TRACE(std::to_string(c.ageSeconds) + " s / " + std::string(kind) + " / " +
+                     std::to_string(snapshot->days.size()) + " days");
         WidgetLayout layout = layoutOf(kind, *snapshot, rainy.updatedAt + c.ageSeconds);
         const PlacedElement* stamp = layout.find(ElementRole::dataAge);
         ASSERT_NE(stamp, nullptr);
@@ -296,6 +298,21 @@ TEST(Layouts, DataAgeStampTurnsToTheWarningColourAtExactlyFourHours) {
         EXPECT_EQ(stamp->style.color,
                   c.stale ? tone::warning : render::palette::widgetSecondaryText);
         EXPECT_EQ(stamp->accessibilityLabel.find("over 4 hours old") != std::string::npos, c.stale);
+
+        EXPECT_EQ(layout.unavailable, c.daysGone || snapshot == &noDays);
+        if (!layout.unavailable) continue;
+        EXPECT_EQ(layout.dayRows, 0);
+        EXPECT_EQ(layout.find(ElementRole::chartPlate), nullptr);
+        const PlacedElement* message = layout.find(ElementRole::unavailableMessage);
+        const PlacedElement* brand = layout.find(ElementRole::brandMark);
+        ASSERT_TRUE(message && brand);
+        EXPECT_EQ(message->text, "Forecast unavailable");
+        // The mark centred above the message.
+        EXPECT_NEAR(message->frame.midX(), layout.content.midX(), 0.01);
+        EXPECT_NEAR(brand->frame.midX(), layout.content.midX(), 0.01);
+        EXPECT_LT(brand->frame.maxY(), message->frame.minY());
+        EXPECT_EQ(layout.accessibilityText(),
+                  "Pluvo, Forecast unavailable, Galveston, TX, " + stamp->accessibilityLabel);
       }
     }
   }
@@ -304,33 +321,6 @@ TEST(Layouts, DataAgeStampTurnsToTheWarningColourAtExactlyFourHours) {
   EXPECT_EQ(clockText(testing::at("2026-10-29T17:30:00Z"), kChicago), "12:30p");
   EXPECT_EQ(clockText(testing::at("2026-10-29T16:59:00Z"), kChicago), "11:59a");
   EXPECT_EQ(clockText(kRainyNow, findTimeZone("Asia/Kolkata")), "1:35a");
-}
-
-TEST(Layouts, WithoutAUsableDayTheWidgetSaysForecastUnavailable) {
-  PluvoWidgetSnapshot noDays = build(5), twoDays = build(2);
-  noDays.days.clear();
-  for (std::string_view kind : kKinds) {
-    // No days at all, and days that have all gone by at the entry's date.
-    for (auto [snapshot, now] : {std::pair{&noDays, kRainyNow},
-                                 std::pair{&twoDays, testing::at("2026-11-03T18:00:00Z")}}) {
-      SCOPED_TRACE(kind);
-      WidgetLayout layout = layoutOf(kind, *snapshot, now);
-      EXPECT_TRUE(layout.unavailable);
-      EXPECT_EQ(layout.dayRows, 0);
-      const PlacedElement* message = layout.find(ElementRole::unavailableMessage);
-      const PlacedElement* brand = layout.find(ElementRole::brandMark);
-      ASSERT_TRUE(message && brand);
-      EXPECT_EQ(message->text, "Forecast unavailable");
-      // The mark centred above the message.
-      EXPECT_NEAR(message->frame.midX(), layout.content.midX(), 0.01);
-      EXPECT_NEAR(brand->frame.midX(), layout.content.midX(), 0.01);
-      EXPECT_LT(brand->frame.maxY(), message->frame.minY());
-      EXPECT_EQ(layout.find(ElementRole::chartPlate), nullptr);
-      EXPECT_EQ(layout.accessibilityText(),
-                "Pluvo, Forecast unavailable, Galveston, TX, " +
-                    layout.find(ElementRole::dataAge)->accessibilityLabel);
-    }
-  }
 }
 
 TEST(Catalogue, OnlyExactKindsAreDrawn) {
