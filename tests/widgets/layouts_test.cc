@@ -1,7 +1,8 @@
 // The medium and large layouts, read from their placed elements: nothing overlaps or leaves the
-// padded frame for any kind of snapshot, each kind shows its number of days, "now" sits only on
-// today's row and inside the day, the data-age stamp turns at exactly 4 hours, and a snapshot
-// without a usable day says "Forecast unavailable". Also the root view's dispatch of kinds.
+// padded frame and every text reads at 4.5:1 for any kind of snapshot, each kind shows its number
+// of days, "now" sits only on today's row and inside the day, the data-age stamp turns at exactly 4
+// hours, and a snapshot without a usable day says "Forecast unavailable". Also the root view's
+// dispatch of kinds.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -52,7 +53,22 @@ std::string describe(const PlacedElement& e) {
          std::to_string(e.frame.width) + "x" + std::to_string(e.frame.height);
 }
 
-TEST(Layouts, EveryFixtureAndKindKeepsItsElementsApartInsideThePaddingAndAligned) {
+// WCAG's contrast ratio of `text` (with its opacity) over the opaque `background`.
+double contrast(render::Color text, render::Color background) {
+  auto linear = [](double c) {
+    return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
+  };
+  auto luminance = [&](double r, double g, double b) {
+    return 0.2126 * linear(r) + 0.7152 * linear(g) + 0.0722 * linear(b);
+  };
+  auto over = [&](double t, double b) { return t * text.alpha + b * (1 - text.alpha); };
+  double lt = luminance(over(text.red, background.red), over(text.green, background.green),
+                        over(text.blue, background.blue));
+  double lb = luminance(background.red, background.green, background.blue);
+  return (std::max(lt, lb) + 0.05) / (std::min(lt, lb) + 0.05);
+}
+
+TEST(Layouts, EveryFixtureAndKindKeepsItsElementsApartInsideThePaddingAlignedAndReadable) {
   const Instant minimalNow = testing::at("2026-11-21T18:00:00Z");
   PluvoWidgetSnapshot empty = build(5), longName = build(5);
   empty.days.clear();
@@ -64,15 +80,19 @@ TEST(Layouts, EveryFixtureAndKindKeepsItsElementsApartInsideThePaddingAndAligned
     s->days[0].rainAmount = s == &heavy ? 1.25 : 0.39;  // 9.9mm
     for (auto& p : *s->days[0].hourlyPoints) p.rainAmount = p.hour >= 10 && p.hour <= 22 ? 0.1 : 0;
   }
+  // No rain at all, with the daily blocks' colours (the H and L labels' secondary at 0.78, 0.76).
+  PluvoWidgetSnapshot dry = build(5, "F", std::vector<std::string>{"temp", "wind", "humidity"});
+  for (auto& day : dry.days) day.rainChance = 0, day.rainAmount = 0;
   const std::vector<std::string> overlays{"precip",   "temp",       "wind", "humidity", "pressure",
                                           "dewpoint", "cloudcover", "tide", "solunar"};
   const std::tuple<std::string, PluvoWidgetSnapshot, Instant> fixtures[] = {
       {"placeholder", model::makePlaceholderSnapshot(kRainyNow, kChicago), kRainyNow},
       {"rainy F", build(5), kRainyNow},
+      {"rainy F, stamped 5 h old", build(5), kRainyNow + 5 * 3600},
+      {"dry with blocks", dry, kRainyNow},
       {"rainy C with overlays", build(5, "C", overlays), kRainyNow},
       {"minimal", build(2, "F", std::nullopt, "minimal.json", minimalNow), minimalNow},
       {"one day", build(1), kRainyNow},
-      {"seven days", build(7), kRainyNow},
       {"empty days", empty, kRainyNow},
       {"long place name", longName, kRainyNow},
       {"heavy rain", heavy, kRainyNow},
@@ -94,6 +114,9 @@ TEST(Layouts, EveryFixtureAndKindKeepsItsElementsApartInsideThePaddingAndAligned
           bool label = e.role == ElementRole::highLabel || e.role == ElementRole::lowLabel;
           if (e.kind == ElementKind::text) {
             EXPECT_GE(e.style.font.size, (label ? 7 : type::kMinimum) - 1e-9) << describe(e);
+            // Small text needs 4.5:1 (WCAG AA) against the navy it stands on.
+            EXPECT_GE(contrast(e.style.color, render::palette::widgetBackground), 4.5)
+                << describe(e);
           }
           // A time range is shown whole or not at all.
           if (e.role == ElementRole::rainDetail) {
@@ -147,40 +170,6 @@ TEST(Layouts, EveryFixtureAndKindKeepsItsElementsApartInsideThePaddingAndAligned
           for (const PlacedElement* e : column) {
             EXPECT_NEAR(e->frame.maxX(), column.front()->frame.maxX(), 1e-6) << describe(*e);
           }
-        }
-      }
-    }
-  }
-}
-
-// WCAG's contrast ratio of `text` (with its opacity) over the opaque `background`.
-double contrast(render::Color text, render::Color background) {
-  auto linear = [](double c) {
-    return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
-  };
-  auto luminance = [&](double r, double g, double b) {
-    return 0.2126 * linear(r) + 0.7152 * linear(g) + 0.0722 * linear(b);
-  };
-  auto over = [&](double t, double b) { return t * text.alpha + b * (1 - text.alpha); };
-  double lt = luminance(over(text.red, background.red), over(text.green, background.green),
-                        over(text.blue, background.blue));
-  double lb = luminance(background.red, background.green, background.blue);
-  return (std::max(lt, lb) + 0.05) / (std::min(lt, lb) + 0.05);
-}
-
-TEST(Layouts, EveryTextReadsAtFourAndAHalfToOneOrMore) {
-  // Small text needs 4.5:1 (WCAG AA) against the navy it stands on; the colours the daily
-  // blocks name (the H and L labels' secondary at 0.78 and 0.76) pass as well.
-  PluvoWidgetSnapshot dry = build(5, "F", std::vector<std::string>{"temp", "wind", "humidity"});
-  for (auto& day : dry.days) day.rainChance = 0, day.rainAmount = 0;
-  for (const PluvoWidgetSnapshot& snapshot : {build(5), dry}) {
-    for (std::string_view kind : kKinds) {
-      for (Instant now : {kRainyNow, kRainyNow + 5 * 3600}) {  // fresh, and stamped old
-        WidgetLayout layout = layoutOf(kind, snapshot, now);
-        for (const PlacedElement& e : layout.elements) {
-          if (e.kind != ElementKind::text) continue;
-          EXPECT_GE(contrast(e.style.color, render::palette::widgetBackground), 4.5)
-              << kind << ": " << describe(e);
         }
       }
     }
@@ -273,22 +262,25 @@ TEST(Layouts, NowMarkerSitsOnlyOnTodaysRowAtTheEntryTime) {
   }
 }
 
-TEST(Layouts, DataAgeStampTurnsToTheWarningColourAtExactlyFourHours) {
+// The stamp shows on the day rows and on the face without a usable day: no days at all, or days
+// that have all gone by at the entry's date (nine days on).
+TEST(Layouts, DataAgeStampTurnsAtExactlyFourHoursAndWithoutAUsableDayTheWidgetSaysSo) {
   PluvoWidgetSnapshot rainy = build(5), noDays = rainy;
-  noDays.days.clear();  // the stamp shows on the unavailable face too
+  noDays.days.clear();
   struct Case {
     double ageSeconds;
-    bool stale;
+    bool stale, daysGone;
     std::string_view text;
   };
-  for (Case c : {Case{0, false, "as of 3:05p"},
-                 {4 * 3600 - 1, false, "as of 3:05p"},
-                 {4 * 3600, true, "as of 3:05p"},
-                 {26 * 3600, true, "as of Thu 3:05p"},
-                 {9 * 86400, true, "as of Oct 29"}}) {
+  for (Case c : {Case{0, false, false, "as of 3:05p"},
+                 {4 * 3600 - 1, false, false, "as of 3:05p"},
+                 {4 * 3600, true, false, "as of 3:05p"},
+                 {26 * 3600, true, false, "as of Thu 3:05p"},
+                 {9 * 86400, true, true, "as of Oct 29"}}) {
     for (std::string_view kind : kKinds) {
       for (const PluvoWidgetSnapshot* snapshot : {&rainy, &noDays}) {
-        SCOPED_TRACE(std::to_string(c.ageSeconds) + " s / " + std::string(kind));
+        SCOPED_TRACE(std::to_string(c.ageSeconds) + " s / " + std::string(kind) + " / " +
+                     std::to_string(snapshot->days.size()) + " days");
         WidgetLayout layout = layoutOf(kind, *snapshot, rainy.updatedAt + c.ageSeconds);
         const PlacedElement* stamp = layout.find(ElementRole::dataAge);
         ASSERT_NE(stamp, nullptr);
@@ -296,6 +288,21 @@ TEST(Layouts, DataAgeStampTurnsToTheWarningColourAtExactlyFourHours) {
         EXPECT_EQ(stamp->style.color,
                   c.stale ? tone::warning : render::palette::widgetSecondaryText);
         EXPECT_EQ(stamp->accessibilityLabel.find("over 4 hours old") != std::string::npos, c.stale);
+
+        EXPECT_EQ(layout.unavailable, c.daysGone || snapshot == &noDays);
+        if (!layout.unavailable) continue;
+        EXPECT_EQ(layout.dayRows, 0);
+        EXPECT_EQ(layout.find(ElementRole::chartPlate), nullptr);
+        const PlacedElement* message = layout.find(ElementRole::unavailableMessage);
+        const PlacedElement* brand = layout.find(ElementRole::brandMark);
+        ASSERT_TRUE(message && brand);
+        EXPECT_EQ(message->text, "Forecast unavailable");
+        // The mark centred above the message.
+        EXPECT_NEAR(message->frame.midX(), layout.content.midX(), 0.01);
+        EXPECT_NEAR(brand->frame.midX(), layout.content.midX(), 0.01);
+        EXPECT_LT(brand->frame.maxY(), message->frame.minY());
+        EXPECT_EQ(layout.accessibilityText(),
+                  "Pluvo, Forecast unavailable, Galveston, TX, " + stamp->accessibilityLabel);
       }
     }
   }
@@ -304,33 +311,6 @@ TEST(Layouts, DataAgeStampTurnsToTheWarningColourAtExactlyFourHours) {
   EXPECT_EQ(clockText(testing::at("2026-10-29T17:30:00Z"), kChicago), "12:30p");
   EXPECT_EQ(clockText(testing::at("2026-10-29T16:59:00Z"), kChicago), "11:59a");
   EXPECT_EQ(clockText(kRainyNow, findTimeZone("Asia/Kolkata")), "1:35a");
-}
-
-TEST(Layouts, WithoutAUsableDayTheWidgetSaysForecastUnavailable) {
-  PluvoWidgetSnapshot noDays = build(5), twoDays = build(2);
-  noDays.days.clear();
-  for (std::string_view kind : kKinds) {
-    // No days at all, and days that have all gone by at the entry's date.
-    for (auto [snapshot, now] : {std::pair{&noDays, kRainyNow},
-                                 std::pair{&twoDays, testing::at("2026-11-03T18:00:00Z")}}) {
-      SCOPED_TRACE(kind);
-      WidgetLayout layout = layoutOf(kind, *snapshot, now);
-      EXPECT_TRUE(layout.unavailable);
-      EXPECT_EQ(layout.dayRows, 0);
-      const PlacedElement* message = layout.find(ElementRole::unavailableMessage);
-      const PlacedElement* brand = layout.find(ElementRole::brandMark);
-      ASSERT_TRUE(message && brand);
-      EXPECT_EQ(message->text, "Forecast unavailable");
-      // The mark centred above the message.
-      EXPECT_NEAR(message->frame.midX(), layout.content.midX(), 0.01);
-      EXPECT_NEAR(brand->frame.midX(), layout.content.midX(), 0.01);
-      EXPECT_LT(brand->frame.maxY(), message->frame.minY());
-      EXPECT_EQ(layout.find(ElementRole::chartPlate), nullptr);
-      EXPECT_EQ(layout.accessibilityText(),
-                "Pluvo, Forecast unavailable, Galveston, TX, " +
-                    layout.find(ElementRole::dataAge)->accessibilityLabel);
-    }
-  }
 }
 
 TEST(Catalogue, OnlyExactKindsAreDrawn) {
