@@ -1,36 +1,11 @@
 #include "base/calendar.h"
 
-#include <cstdlib>
-#include <exception>
-
 namespace pluvo {
-
-TimeZone findTimeZone(std::string_view name) {
-  if (name.empty()) return nullptr;
-  try {
-    return date::locate_zone(name);
-  } catch (const std::exception&) {
-    return nullptr;
-  }
-}
-
-TimeZone deviceTimeZone() {
-  if (const char* tz = std::getenv("TZ"); tz != nullptr) {
-    std::string_view name = tz;
-    if (!name.empty() && name.front() == ':') name.remove_prefix(1);
-    if (TimeZone zone = findTimeZone(name)) return zone;
-  }
-  try {
-    return date::current_zone();
-  } catch (const std::exception&) {
-    return findTimeZone("UTC");
-  }
-}
 
 namespace {
 
 date::local_seconds localTime(Instant instant, TimeZone zone) {
-  return zone->to_local(instant.sysSeconds());
+  return zone->toLocal(instant.sysSeconds());
 }
 
 }  // namespace

@@ -2,31 +2,24 @@
 //
 // Dates are formatted as the app's "en_US_POSIX" formatters do: "yyyy-MM-dd" day keys, "EEE"
 // weekday abbreviations ("Mon"), day-of-month numbers without a leading zero. Zones come from
-// the operating system's tz database; an unknown name gives nullptr so that callers can fall
-// back to the device's zone.
+// the operating system's zone files (base/time_zone.h); an unknown name gives nullptr so that
+// callers can fall back to the device's zone.
 //
-//   const date::time_zone* chicago = findTimeZone("America/Chicago");
+//   TimeZone chicago = findTimeZone("America/Chicago");
 //   dayKey(now, chicago);  // "2026-11-01"
 //
 // Thread safety: all functions are safe to call from any thread.
 #pragma once
 
-#include <date/tz.h>
+#include <date/date.h>
 
 #include <string>
 #include <string_view>
 
 #include "base/instant.h"
+#include "base/time_zone.h"
 
 namespace pluvo {
-
-using TimeZone = const date::time_zone*;
-
-// The zone with this exact (case-sensitive) IANA name, or nullptr when the system knows none.
-TimeZone findTimeZone(std::string_view name);
-
-// The device's zone: $TZ when it names a known zone, else /etc/localtime, else UTC.
-TimeZone deviceTimeZone();
 
 // The local calendar date of `instant` in `zone`.
 date::year_month_day localDate(Instant instant, TimeZone zone);

@@ -55,11 +55,6 @@ void readTable(const std::string& path, LocationTable& table) {
   }
 }
 
-std::string zoneFolder() {
-  const char* dir = std::getenv("TZDIR");
-  return dir && *dir ? dir : "/usr/share/zoneinfo";
-}
-
 const LocationTable& locationTable() {
   static const LocationTable table = [] {
     LocationTable t;

@@ -1,7 +1,7 @@
 #include "forecast_server/packet_builder.h"
 
 #include <date/date.h>
-#include <date/tz.h>
+#include <date/date.h>
 
 #include <algorithm>
 #include <cmath>
@@ -66,7 +66,7 @@ struct LocalTime {
 
 LocalTime localTimeOf(std::int64_t unixSeconds, TimeZone zone) {
   date::sys_seconds t{std::chrono::seconds(unixSeconds)};
-  auto info = zone->get_info(t);
+  auto info = zone->offsetAt(t);
   return {date::local_seconds{t.time_since_epoch() + info.offset}, info.offset};
 }
 

@@ -104,7 +104,7 @@ struct DayAxis {
       if (!date) return std::nullopt;
       return (t - midnight) / 3600;
     }
-    auto local = zone->to_local(t.sysSeconds());
+    auto local = zone->toLocal(t.sysSeconds());
     auto base = date ? *date : date::floor<date::days>(local);
     return std::chrono::duration<double>(local - date::local_seconds{base}).count() / 3600;
   }
@@ -113,13 +113,13 @@ struct DayAxis {
     if (!byIndex || !date) return hour;
     auto local = date::local_seconds{*date} +
                  std::chrono::seconds(static_cast<long long>(std::llround(hour * 3600)));
-    auto sys = zone->to_sys(local, date::choose::latest);
+    auto sys = zone->toSys(local, Choose::latest);
     return slotOfInstant(Instant::fromSys(date::floor<std::chrono::seconds>(sys))).value_or(hour);
   }
 };
 
 Instant instantOfLocal(date::local_days day, TimeZone zone) {
-  auto sys = zone->to_sys(date::local_seconds{day}, date::choose::earliest);
+  auto sys = zone->toSys(date::local_seconds{day}, Choose::earliest);
   return Instant::fromSys(date::floor<std::chrono::seconds>(sys));
 }
 

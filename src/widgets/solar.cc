@@ -71,7 +71,7 @@ ChartSite chartSite(std::optional<double> latitude, std::optional<double> longit
   }
   double standardOffsetHours = 0;
   if (zone) {
-    date::sys_info info = zone->get_info(when.sysSeconds());
+    ZoneOffset info = zone->offsetAt(when.sysSeconds());
     auto standard = info.offset - std::chrono::duration_cast<std::chrono::seconds>(info.save);
     standardOffsetHours = static_cast<double>(standard.count()) / 3600;
   }

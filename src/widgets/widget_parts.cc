@@ -40,7 +40,7 @@ std::string upper(std::string text) {
 }
 
 date::local_seconds localTime(Instant instant, TimeZone zone) {
-  return zone->to_local(instant.sysSeconds());
+  return zone->toLocal(instant.sysSeconds());
 }
 
 }  // namespace

@@ -1,11 +1,12 @@
 #include "support/open_meteo_fixture.h"
 
-#include <date/tz.h>
+#include <date/date.h>
 
 #include <cmath>
 #include <optional>
 #include <utility>
 
+#include "base/time_zone.h"
 #include "model/json_writer.h"
 
 namespace pluvo::testing {
@@ -61,10 +62,10 @@ double fixtureRainAt(int localHour) {
 }
 
 std::string openMeteoForecast(const OpenMeteoFixture& f) {
-  const date::time_zone* zone = date::locate_zone(f.zone);
+  TimeZone zone = findTimeZone(f.zone);
   auto midnight = [&](int day) {
     date::local_days local{date::sys_days{f.firstDay} + date::days{day} - date::sys_days{}};
-    return zone->to_sys(date::local_seconds{local}, date::choose::earliest)
+    return zone->toSys(date::local_seconds{local}, Choose::earliest)
         .time_since_epoch()
         .count();
   };
@@ -78,7 +79,7 @@ std::string openMeteoForecast(const OpenMeteoFixture& f) {
     const std::size_t i = hourly.time.size();
     hourly.time.push_back(t);
     const long local =
-        t + zone->get_info(date::sys_seconds{std::chrono::seconds(t)}).offset.count();
+        t + zone->offsetAt(date::sys_seconds{std::chrono::seconds(t)}).offset.count();
     const int hour = static_cast<int>(((local % 86400) + 86400) % 86400 / 3600);
     const int day = static_cast<int>((t - midnight(0)) / 86400);
     const double r = fixtureRainAt(hour);
@@ -129,7 +130,7 @@ std::string openMeteoForecast(const OpenMeteoFixture& f) {
   field(w, "latitude", f.latitude);
   field(w, "longitude", f.longitude);
   w.key("utc_offset_seconds");
-  w.integer(zone->get_info(date::sys_seconds{std::chrono::seconds(midnight(0))}).offset.count());
+  w.integer(zone->offsetAt(date::sys_seconds{std::chrono::seconds(midnight(0))}).offset.count());
   field(w, "timezone", f.zone);
   w.key("hourly_units");
   w.beginObject();

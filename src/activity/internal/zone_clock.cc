@@ -21,7 +21,7 @@ bool onCalendar(Instant instant) {
 std::optional<Instant> hourStart(Instant instant, TimeZone zone) {
   if (!onCalendar(instant) || zone == nullptr) return std::nullopt;
   std::chrono::sys_seconds whole = instant.sysSeconds();
-  auto info = zone->get_info(whole);
+  auto info = zone->offsetAt(whole);
   auto local = whole + info.offset;  // the wall clock as seconds since 1970, zone-naive
   auto intoHour = local - std::chrono::floor<std::chrono::hours>(local);
   return Instant::fromSys(whole - intoHour);
@@ -31,7 +31,7 @@ LocalTime localTime(Instant instant, TimeZone zone) {
   double seconds = instant.sinceReferenceDate;
   if (!std::isfinite(seconds)) seconds = std::signbit(seconds) ? -kCalendarLimit : kCalendarLimit;
   seconds = std::clamp(seconds, -kCalendarLimit, kCalendarLimit);
-  auto local = zone->to_local(Instant{seconds}.sysSeconds());
+  auto local = zone->toLocal(Instant{seconds}.sysSeconds());
   auto day = std::chrono::floor<date::days>(local);
   LocalTime out;
   out.day = date::year_month_day{day};
