@@ -1,5 +1,6 @@
 #include "extension_stack.h"
 
+#include "activity/rain_window.h"
 #include "app/place_setting.h"
 #include "app/rain_window.h"
 
@@ -22,6 +23,32 @@ void ExtensionStack::endFinishedRainWindow(Instant now) {
   if (auto ended = app::endFinishedRainWindow(env, now); !ended) {
     env.log("Pluvo rain window activity failed: " + ended.error().message);
   }
+}
+
+Expected<host::ActivityFacts> ExtensionStack::readActivity(std::string_view fileBytes) {
+  auto file = activity::decodeActivityFile(fileBytes);
+  if (!file) return std::unexpected(file.error());
+  return host::ActivityFacts{.id = std::move(file->id), .windowEnd = file->state.windowEnd};
+}
+
+namespace {
+
+class AppActivityPart final : public host::ActivityOutput {
+ public:
+  explicit AppActivityPart(ExtensionStack& stack) : stack_(stack) {}
+  void show(const host::ActivityFacts&, std::string_view, Instant now) override {
+    stack_.endFinishedRainWindow(now);
+  }
+  void end(std::string_view) override {}
+
+ private:
+  ExtensionStack& stack_;
+};
+
+}  // namespace
+
+std::shared_ptr<host::ActivityOutput> ExtensionStack::appActivityPart() {
+  return std::make_shared<AppActivityPart>(*this);
 }
 
 }  // namespace pluvo

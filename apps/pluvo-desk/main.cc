@@ -4,14 +4,14 @@
 // window at the screen's scale (GTK hands the draw function a context in points). The windows
 // are one more output of the host's rounds (host/widget_host.h): they follow the same reload
 // dates and change notices as the image folder, from a host running on a thread of its own.
-// While a Live Activity file exists in the container, a lock-card window shows beside them.
+// While the app runs a Live Activity, its lock card shows beside them: the card is one of the
+// host's activity outputs (lock_card.h).
 //
-// Right click: the kind, refresh now, set place, open the gallery, quit. A left drag moves a
-// window. Kinds and positions are remembered (desk_settings.h). On X11 the windows keep below
-// the others and stay off the taskbar; on Wayland they are ordinary small windows.
-#include <X11/Xatom.h>
-#include <X11/Xlib.h>
-#include <gdk/x11/gdkx.h>
+// Right click: the kind, refresh now, set place, open the gallery, quit; the same actions are
+// the application's, for scripts (desk_actions.h). A second pluvo-desk started in the same
+// session hands over to the first and ends. A left drag moves a window. Kinds and positions are
+// remembered (desk_settings.h). On X11 the windows keep below the others and stay off the taskbar;
+// on Wayland they are ordinary small windows.
 #include <glib-unix.h>
 #include <gtk/gtk.h>
 #include <signal.h>
@@ -26,19 +26,18 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "activity/rain_window.h"
-#include "activity_render/draw.h"
-#include "activity_render/painter.h"
 #include "app/place_setting.h"
+#include "desk_actions.h"
 #include "desk_settings.h"
 #include "extension_stack.h"
+#include "gtk_support.h"
 #include "host/host_environment.h"
 #include "host/widget_host.h"
+#include "lock_card.h"
 #include "model/place.h"
 #include "platform/atomic_file.h"
 #include "platform/system_environment.h"
@@ -57,8 +56,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view kDefaultKind = "PluvoCurrentSmallWidget";
-// An activity's lock card stays this long after its rain window has ended, as the host's.
-constexpr double kActivityAfterWindow = 3600;
 
 constexpr std::string_view kUsage =
     "Usage: pluvo-desk [--kind K]... [--now T] [--time-zone Z] [--container DIR] [--caches DIR]\n"
@@ -78,7 +75,9 @@ constexpr std::string_view kUsage =
     "  --version        Print the version and exit\n"
     "\n"
     "Right click a window for its menu; drag it to move it. Windows and positions are\n"
-    "remembered in $XDG_CONFIG_HOME/pluvo/desk.conf.\n";
+    "remembered in $XDG_CONFIG_HOME/pluvo/desk.conf. The menu's actions can also be run\n"
+    "from a script: gapplication action org.pluvo.Desk refresh (or kind 'KIND', place,\n"
+    "set-place 'NAME', gallery, quit).\n";
 
 struct Arguments {
   std::vector<std::string> kinds;
@@ -142,61 +141,6 @@ int parseArguments(int argc, char** argv, Arguments& arguments) {
   return 0;
 }
 
-// Runs `task` on the GTK thread (from any thread).
-void onGtkThread(std::function<void()> task) {
-  g_main_context_invoke_full(
-      nullptr, G_PRIORITY_DEFAULT,
-      [](gpointer data) -> gboolean {
-        (*static_cast<std::function<void()>*>(data))();
-        return G_SOURCE_REMOVE;
-      },
-      new std::function<void()>(std::move(task)),
-      [](gpointer data) { delete static_cast<std::function<void()>*>(data); });
-}
-
-// The X11 window under a GTK window, when the display is X11 and the window realized.
-struct X11Window {
-  Display* display;
-  Window window;
-};
-std::optional<X11Window> x11Window(GtkWidget* window) {
-  GdkSurface* surface = gtk_native_get_surface(GTK_NATIVE(window));
-  if (surface == nullptr || !GDK_IS_X11_SURFACE(surface)) return std::nullopt;
-  return X11Window{gdk_x11_display_get_xdisplay(gdk_surface_get_display(surface)),
-                   gdk_x11_surface_get_xid(surface)};
-}
-
-// Keeps a desktop widget below other windows and off the taskbar and pager: the window
-// manager reads _NET_WM_STATE when the window is mapped.
-void keepBelow(GtkWidget* window) {
-  auto x11 = x11Window(window);
-  if (!x11) return;
-  Atom states[] = {XInternAtom(x11->display, "_NET_WM_STATE_BELOW", False),
-                   XInternAtom(x11->display, "_NET_WM_STATE_SKIP_TASKBAR", False),
-                   XInternAtom(x11->display, "_NET_WM_STATE_SKIP_PAGER", False),
-                   XInternAtom(x11->display, "_NET_WM_STATE_STICKY", False)};
-  XChangeProperty(x11->display, x11->window, XInternAtom(x11->display, "_NET_WM_STATE", False),
-                  XA_ATOM, 32, PropModeReplace, reinterpret_cast<unsigned char*>(states),
-                  std::size(states));
-}
-
-std::optional<std::pair<int, int>> positionOf(GtkWidget* window) {
-  auto x11 = x11Window(window);
-  if (!x11) return std::nullopt;
-  int x = 0, y = 0;
-  Window child;
-  XTranslateCoordinates(x11->display, x11->window, DefaultRootWindow(x11->display), 0, 0, &x, &y,
-                        &child);
-  return std::pair{x, y};
-}
-
-void moveTo(GtkWidget* window, std::pair<int, int> position) {
-  if (auto x11 = x11Window(window)) {
-    XMoveWindow(x11->display, x11->window, position.first, position.second);
-    XFlush(x11->display);
-  }
-}
-
 class Desk;
 
 // The windows as one of the host's outputs: each kind's entry is handed to the GTK thread.
@@ -220,6 +164,7 @@ struct KindWindow {
   std::string kind;
   GtkWidget* window = nullptr;
   GtkWidget* area = nullptr;
+  GSimpleAction* kindAction = nullptr;  // the window's own
   std::string accessibilityText;
   std::optional<std::pair<int, int>> position;
   bool failureSaid = false;
@@ -234,9 +179,15 @@ class Desk {
         stack_(env_, std::move(serviceOptions)) {}
 
   int run() {
-    app_ = gtk_application_new("org.pluvo.Desk", G_APPLICATION_NON_UNIQUE);
+    // One pluvo-desk a session: its actions are exported on the session bus under this id, and
+    // a second start hands over to the first. Without a session bus, each runs on its own.
+    app_ = gtk_application_new("org.pluvo.Desk", G_APPLICATION_DEFAULT_FLAGS);
     g_signal_connect(app_, "activate", G_CALLBACK(+[](GtkApplication*, gpointer self) {
                        static_cast<Desk*>(self)->activate();
+                     }),
+                     this);
+    g_signal_connect(app_, "startup", G_CALLBACK(+[](GtkApplication*, gpointer self) {
+                       static_cast<Desk*>(self)->installAppActions();
                      }),
                      this);
     for (int signal : {SIGINT, SIGTERM}) {
@@ -273,6 +224,10 @@ class Desk {
   }
 
   void activate() {
+    if (!windows_.empty()) {  // started again in this session: the windows come forward
+      for (auto& w : windows_) gtk_window_present(GTK_WINDOW(w->window));
+      return;
+    }
     std::vector<WindowSetting> settings;
     if (auto file = settingsFile()) {
       if (auto bytes = platform::readFileIfExists(*file); bytes && *bytes) {
@@ -299,16 +254,17 @@ class Desk {
     }
     if (settings.empty()) settings.push_back({.kind = std::string(kDefaultKind)});
     for (const WindowSetting& setting : settings) openWindow(setting);
-    watchActivities();
     startHost();
   }
 
   void startHost() {
-    output_ = std::make_shared<WindowOutput>(*this, env_);
+    lockCard_ = std::make_unique<LockCard>(app_, env_, [this] { return lockCardPlace(); });
     auto opened = host::WidgetHost::open(
         env_, stack_.provider,
-        {.followSystemTimeZone = !arguments_.zoneGiven && std::getenv("TZ") == nullptr,
-         .outputs = {output_}});
+        {.readActivity = ExtensionStack::readActivity,
+         .activityOutputs = {stack_.appActivityPart(), lockCard_->output()},
+         .followSystemTimeZone = !arguments_.zoneGiven && std::getenv("TZ") == nullptr,
+         .outputs = {std::make_shared<WindowOutput>(*this, env_)}});
     if (!opened) {
       std::cerr << "pluvo-desk: " << opened.error().message << '\n';
       status_ = 1;
@@ -354,7 +310,7 @@ class Desk {
           auto* w = static_cast<KindWindow*>(data);
           const guint button = gtk_gesture_single_get_current_button(GTK_GESTURE_SINGLE(gesture));
           if (button == GDK_BUTTON_SECONDARY) {
-            w->desk->showMenu(*w, x, y);
+            showMenu(w->area, x, y);
           } else if (button == GDK_BUTTON_PRIMARY) {
             GdkSurface* surface = gtk_native_get_surface(GTK_NATIVE(w->window));
             auto* controller = GTK_EVENT_CONTROLLER(gesture);
@@ -382,7 +338,7 @@ class Desk {
                        return TRUE;
                      }),
                      w);
-    installActions(*w);
+    w->kindAction = installWindowKind(w->window, w->kind, actions());
     windows_.push_back(std::move(owned));
     gtk_window_present(GTK_WINDOW(w->window));
   }
@@ -430,84 +386,6 @@ class Desk {
     }
   }
 
-  void installActions(KindWindow& w) {
-    GSimpleActionGroup* group = g_simple_action_group_new();
-    GSimpleAction* kind = g_simple_action_new_stateful("kind", G_VARIANT_TYPE_STRING,
-                                                       g_variant_new_string(w.kind.c_str()));
-    g_signal_connect(kind, "change-state",
-                     G_CALLBACK(+[](GSimpleAction* action, GVariant* value, gpointer data) {
-                       auto* w = static_cast<KindWindow*>(data);
-                       const std::string chosen = g_variant_get_string(value, nullptr);
-                       if (widgets::findWidget(chosen) == nullptr) return;
-                       g_simple_action_set_state(action, value);
-                       w->desk->setKind(*w, chosen);
-                       w->desk->saveSettings();
-                     }),
-                     &w);
-    g_action_map_add_action(G_ACTION_MAP(group), G_ACTION(kind));
-    g_object_unref(kind);
-    const std::pair<const char*, void (*)(Desk&)> plain[] = {
-        {"refresh", [](Desk& d) { d.refreshNow(); }},
-        {"place", [](Desk& d) { d.openPlaceDialog(); }},
-        {"gallery", [](Desk& d) { d.openGallery(); }},
-        {"quit", [](Desk& d) { d.quit(); }},
-    };
-    for (const auto& [name, run] : plain) {
-      GSimpleAction* action = g_simple_action_new(name, nullptr);
-      g_object_set_data(G_OBJECT(action), "run", reinterpret_cast<gpointer>(run));
-      g_signal_connect(
-          action, "activate", G_CALLBACK(+[](GSimpleAction* action, GVariant*, gpointer self) {
-            auto run =
-                reinterpret_cast<void (*)(Desk&)>(g_object_get_data(G_OBJECT(action), "run"));
-            run(*static_cast<Desk*>(self));
-          }),
-          this);
-      g_action_map_add_action(G_ACTION_MAP(group), G_ACTION(action));
-      g_object_unref(action);
-    }
-    gtk_widget_insert_action_group(w.window, "desk", G_ACTION_GROUP(group));
-    g_object_unref(group);
-  }
-
-  void showMenu(KindWindow& w, double x, double y) {
-    GMenu* menu = g_menu_new();
-    GMenu* kinds = g_menu_new();
-    for (std::string_view kind : snapshot::kWidgetKinds) {
-      const widgets::WidgetDescription* widget = widgets::findWidget(kind);
-      GMenuItem* item = g_menu_item_new(std::string(widget->displayName).c_str(), nullptr);
-      g_menu_item_set_action_and_target_value(item, "desk.kind",
-                                              g_variant_new_string(std::string(kind).c_str()));
-      g_menu_append_item(kinds, item);
-      g_object_unref(item);
-    }
-    g_menu_append_section(menu, nullptr, G_MENU_MODEL(kinds));
-    GMenu* actions = g_menu_new();
-    g_menu_append(actions, "Refresh now", "desk.refresh");
-    g_menu_append(actions, "Set place…", "desk.place");
-    g_menu_append(actions, "Open gallery", "desk.gallery");
-    g_menu_append(actions, "Quit", "desk.quit");
-    g_menu_append_section(menu, nullptr, G_MENU_MODEL(actions));
-    GtkWidget* popover = gtk_popover_menu_new_from_model(G_MENU_MODEL(menu));
-    gtk_widget_set_parent(popover, w.area);
-    const GdkRectangle at{static_cast<int>(x), static_cast<int>(y), 1, 1};
-    gtk_popover_set_pointing_to(GTK_POPOVER(popover), &at);
-    gtk_popover_set_has_arrow(GTK_POPOVER(popover), FALSE);
-    g_signal_connect(popover, "closed", G_CALLBACK(+[](GtkPopover* popover, gpointer) {
-                       // Unparented once the menu's action has run.
-                       g_idle_add(
-                           [](gpointer p) -> gboolean {
-                             gtk_widget_unparent(GTK_WIDGET(p));
-                             return G_SOURCE_REMOVE;
-                           },
-                           popover);
-                     }),
-                     nullptr);
-    gtk_popover_popup(GTK_POPOVER(popover));
-    g_object_unref(actions);
-    g_object_unref(kinds);
-    g_object_unref(menu);
-  }
-
   void saveSettings() {
     auto file = settingsFile();
     if (!file) return;
@@ -528,7 +406,35 @@ class Desk {
     g_application_quit(G_APPLICATION(app_));
   }
 
-  // --- Menu actions ---------------------------------------------------------------------
+  // --- Actions --------------------------------------------------------------------------
+
+  DeskActions actions() {
+    return {
+        .setKind = [this](GtkWidget* window, const std::string& kind) { chooseKind(window, kind); },
+        .refresh = [this] { refreshNow(); },
+        .openPlaceDialog = [this] { openPlaceDialog(); },
+        .setPlace = [this](const std::string& name) { findPlace(name); },
+        .gallery = [this] { openGallery(); },
+        .quit = [this] { quit(); }};
+  }
+
+  void installAppActions() { installActions(app_, actions()); }
+
+  // `window` null: the first window.
+  void chooseKind(GtkWidget* window, const std::string& kind) {
+    if (widgets::findWidget(kind) == nullptr) {
+      env_.log("pluvo-desk: \"" + kind + "\" is not a widget kind; the window keeps its kind");
+      return;
+    }
+    for (auto& w : windows_) {
+      if (window != nullptr && w->window != window) continue;
+      setKind(*w, kind);
+      // The window's menu shows the kind checked.
+      g_simple_action_set_state(w->kindAction, g_variant_new_string(kind.c_str()));
+      saveSettings();
+      return;
+    }
+  }
 
   // Runs `work` on a thread of its own (network), joined when the program ends.
   void inBackground(std::function<void()> work) { workers_.emplace_back(std::move(work)); }
@@ -630,24 +536,38 @@ class Desk {
     gtk_window_present(GTK_WINDOW(place_.window));
   }
 
-  void placeStatus(const std::string& text) {
-    if (place_.window != nullptr) gtk_label_set_text(GTK_LABEL(place_.status), text.c_str());
+  // In the dialog when it is open, else (an outcome of the set-place action) in the log.
+  void placeStatus(const std::string& text, bool outcome = true) {
+    if (place_.window != nullptr) {
+      gtk_label_set_text(GTK_LABEL(place_.status), text.c_str());
+    } else if (outcome) {
+      env_.log("pluvo-desk set place: " + text);
+    }
   }
 
-  void searchPlace() {
-    const std::string name = gtk_editable_get_text(GTK_EDITABLE(place_.entry));
-    if (name.empty()) return;
-    placeStatus("Looking for " + name + "…");
+  void searchPlace() { findPlace(gtk_editable_get_text(GTK_EDITABLE(place_.entry))); }
+
+  // The place named `name`, chosen as `pluvo-widget place set` chooses it.
+  void findPlace(const std::string& name) {
+    if (name.empty()) return placeStatus("a place needs a name, such as \"Seattle, WA\".");
+    placeStatus("Looking for " + name + "…", /*outcome=*/false);
     inBackground([this, name] {
       auto places = app::searchPlaces(stack_.forecasts.client(), name);
       onGtkThread([this, name, places = std::move(places)] {
-        if (place_.window == nullptr) return;
         if (!places) return placeStatus(places.error().message);
         model::PlaceChoice choice =
             model::choosePlace(model::parsePlaceQuery(name), *places, /*allowAmbiguous=*/false);
         if (choice.index) return choosePlace((*places)[*choice.index]);
         if (choice.candidates.empty()) {
           return placeStatus("No place named \"" + name + "\" was found; check the spelling.");
+        }
+        if (place_.window == nullptr) {
+          std::string titles;
+          for (std::size_t index : choice.candidates) {
+            titles += (titles.empty() ? "" : "; ") + model::placeTitle((*places)[index]);
+          }
+          return placeStatus("\"" + name + "\" matches several places (" + titles +
+                             "); name the state or country too, as in \"Springfield, IL\".");
         }
         // Ambiguous: the matches that share the name, to choose from.
         place_.matches.clear();
@@ -662,14 +582,14 @@ class Desk {
           gtk_list_box_append(GTK_LIST_BOX(place_.list), label);
         }
         gtk_widget_set_visible(place_.list, TRUE);
-        placeStatus("\"" + name + "\" matches several places; choose one.");
+        placeStatus("\"" + name + "\" matches several places; choose one.", false);
       });
     });
   }
 
   void choosePlace(const model::Place& place) {
     const std::string title = model::placeTitle(place);
-    placeStatus("Fetching the forecast for " + title + "…");
+    placeStatus("Fetching the forecast for " + title + "…", /*outcome=*/false);
     inBackground([this, request = app::placeRequest(place), title] {
       auto outcome = app::setPlace(env_, stack_.store, stack_.forecasts.client(), request);
       onGtkThread([this, title, failure = outcome ? std::string() : outcome.error().message] {
@@ -680,152 +600,26 @@ class Desk {
     });
   }
 
-  // --- Live Activity lock card ----------------------------------------------------------
+  // --- Live Activity lock card --------------------------------------------------------
 
-  void watchActivities() {
-    auto container = env_.appGroupContainer();
-    if (!container) return;
-    activities_ = *container / app::kLiveActivitiesFolder;
-    if (auto made = platform::makeFolders(*activities_); !made) {
-      env_.log("pluvo-desk " + made.error().message);
-      activities_.reset();
-      return;
-    }
-    GFile* folder = g_file_new_for_path(activities_->c_str());
-    GError* failure = nullptr;
-    monitor_ = g_file_monitor_directory(folder, G_FILE_MONITOR_NONE, nullptr, &failure);
-    g_object_unref(folder);
-    if (monitor_ == nullptr) {
-      env_.log(std::string("pluvo-desk cannot watch the Live Activities: ") + failure->message);
-      g_error_free(failure);
-      return;
-    }
-    g_signal_connect(monitor_, "changed",
-                     G_CALLBACK(+[](GFileMonitor*, GFile*, GFile*, GFileMonitorEvent,
-                                    gpointer self) { static_cast<Desk*>(self)->readActivity(); }),
-                     this);
-    readActivity();
-  }
-
-  // The activity shown: the first (by name) file that decodes and is not long over.
-  void readActivity() {
-    const Instant now = env_.now();
-    std::optional<activity::ActivityFile> shown;
-    std::vector<fs::path> files;
-    std::error_code error;
-    for (fs::directory_iterator it(*activities_, error), end; !error && it != end;
-         it.increment(error)) {
-      const std::string name = it->path().filename().string();
-      if (!name.starts_with('.') && name.ends_with(".json")) files.push_back(it->path());
-    }
-    std::sort(files.begin(), files.end());
-    for (const fs::path& file : files) {
-      auto bytes = env_.readFile(file);
-      if (!bytes) continue;
-      auto decoded = activity::decodeActivityFile(*bytes);
-      if (!decoded) {
-        if (saidUndecodable_.insert(*bytes).second) {
-          env_.log("pluvo-desk cannot show " + file.string() + ": " + decoded.error().message);
-        }
-        continue;
-      }
-      if (now >= decoded->state.windowEnd + kActivityAfterWindow) continue;
-      shown = std::move(*decoded);
-      break;
-    }
-    activity_ = std::move(shown);
-    if (activity_) {
-      showLockCard();
-    } else if (lockWindow_ != nullptr) {
-      gtk_window_destroy(GTK_WINDOW(lockWindow_));
-      lockWindow_ = nullptr;
-    }
-  }
-
-  void showLockCard() {
-    const activity::Scene scene = activity_render::presentationScene(
-        activity_render::Presentation::lock, activity_->state, env_.now(), env_.deviceTimeZone());
-    if (lockWindow_ == nullptr) {
-      lockWindow_ = gtk_window_new();
-      gtk_window_set_application(GTK_WINDOW(lockWindow_), app_);
-      gtk_window_set_decorated(GTK_WINDOW(lockWindow_), FALSE);
-      gtk_window_set_resizable(GTK_WINDOW(lockWindow_), FALSE);
-      gtk_window_set_title(GTK_WINDOW(lockWindow_), "Pluvo rain window");
-      lockArea_ = gtk_drawing_area_new();
-      gtk_drawing_area_set_draw_func(
-          GTK_DRAWING_AREA(lockArea_),
-          +[](GtkDrawingArea*, cairo_t* cr, int, int, gpointer self) {
-            static_cast<Desk*>(self)->drawLockCard(cr);
-          },
-          this, nullptr);
-      gtk_window_set_child(GTK_WINDOW(lockWindow_), lockArea_);
-      g_signal_connect(lockWindow_, "realize",
-                       G_CALLBACK(+[](GtkWidget* window, gpointer) { keepBelow(window); }),
-                       nullptr);
-      g_signal_connect(
-          lockWindow_, "map", G_CALLBACK(+[](GtkWidget* window, gpointer self) {
-            // Beside the first widget, on X11.
-            auto& desk = *static_cast<Desk*>(self);
-            if (desk.windows_.empty()) return;
-            auto position = positionOf(desk.windows_.front()->window);
-            if (!position) return;
-            // The first widget's width in pixels: its family's points at the screen's scale.
-            const KindWindow& first = *desk.windows_.front();
-            const int scale = gtk_widget_get_scale_factor(first.window);
-            const double width = widgets::familySize(widgets::findWidget(first.kind)->family).width;
-            moveTo(window, {position->first + static_cast<int>(std::lround(width + 12)) * scale,
-                            position->second});
-          }),
-          this);
-      gtk_window_present(GTK_WINDOW(lockWindow_));
-      armMinute();
-    }
-    gtk_drawing_area_set_content_width(GTK_DRAWING_AREA(lockArea_),
-                                       static_cast<int>(std::ceil(scene.width)));
-    gtk_drawing_area_set_content_height(GTK_DRAWING_AREA(lockArea_),
-                                        static_cast<int>(std::ceil(scene.height)));
-    for (GtkWidget* widget : {lockArea_, lockWindow_}) {
-      gtk_accessible_update_property(GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_PROPERTY_DESCRIPTION,
-                                     scene.accessibilityLabel.c_str(), -1);
-    }
-    gtk_widget_queue_draw(lockArea_);
-  }
-
-  void drawLockCard(cairo_t* cr) {
-    if (!activity_) return;
-    const activity::Scene scene = activity_render::presentationScene(
-        activity_render::Presentation::lock, activity_->state, env_.now(), env_.deviceTimeZone());
-    auto canvas = render::Canvas::onto(cr, {scene.width, scene.height});
-    if (!canvas) {
-      env_.log("pluvo-desk cannot draw the lock card: " + canvas.error().message);
-      return;
-    }
-    // A window is square: the card's rounded corners show the widgets' ground, not the theme's.
-    canvas->fillRect(canvas->bounds(), render::palette::widgetBackground);
-    activity_render::paintScene(*canvas, scene);
-  }
-
-  // The card's onset and "until" texts move with the clock: redrawn at each minute it shows.
-  void armMinute() {
-    const double now = env_.now().sinceReferenceDate;
-    const double ahead = (std::floor(now / 60) + 1) * 60 - now;
-    g_timeout_add(
-        static_cast<guint>(std::ceil(ahead * 1000)),
-        +[](gpointer self) -> gboolean {
-          auto& desk = *static_cast<Desk*>(self);
-          desk.stack_.endFinishedRainWindow(desk.env_.now());
-          desk.readActivity();
-          if (desk.lockWindow_ != nullptr) desk.armMinute();
-          return G_SOURCE_REMOVE;
-        },
-        this);
+  // Beside the first widget, on X11: its width in pixels is its family's points at the
+  // screen's scale.
+  std::optional<std::pair<int, int>> lockCardPlace() const {
+    if (windows_.empty()) return std::nullopt;
+    const KindWindow& first = *windows_.front();
+    auto position = positionOf(first.window);
+    if (!position) return std::nullopt;
+    const int scale = gtk_widget_get_scale_factor(first.window);
+    const double width = widgets::familySize(widgets::findWidget(first.kind)->family).width;
+    return std::pair{position->first + static_cast<int>(std::lround(width + 12)) * scale,
+                     position->second};
   }
 
   Arguments arguments_;
   platform::SystemEnvironment system_;
   host::HostEnvironment env_;
   ExtensionStack stack_;
-  std::shared_ptr<WindowOutput> output_;
+  std::unique_ptr<LockCard> lockCard_;  // outlives the host, which calls its output
   std::unique_ptr<host::WidgetHost> host_;
   std::thread hostThread_;
   std::vector<std::thread> workers_;
@@ -835,12 +629,6 @@ class Desk {
   std::map<std::string, ShownEntry> entries_;
   std::vector<std::unique_ptr<KindWindow>> windows_;
   PlaceDialog place_;
-  std::optional<fs::path> activities_;
-  GFileMonitor* monitor_ = nullptr;
-  std::optional<activity::ActivityFile> activity_;
-  std::set<std::string> saidUndecodable_;
-  GtkWidget* lockWindow_ = nullptr;
-  GtkWidget* lockArea_ = nullptr;
   bool quitting_ = false;
   int status_ = 0;
 };

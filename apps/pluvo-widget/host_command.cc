@@ -71,21 +71,21 @@ void notifyReady() {
 
 // The host's Live Activity images: every presentation at 3x, as PNG, each with the description
 // `activity render` writes beside its image, the activity's id first.
-Expected<host::DrawnActivity> drawActivity(TimeZone deviceZone, std::string_view bytes,
-                                           Instant now) {
+Expected<std::vector<host::ActivityImage>> drawActivity(TimeZone deviceZone, std::string_view bytes,
+                                                        Instant now) {
   auto file = activity::decodeActivityFile(bytes);
   if (!file) return std::unexpected(file.error());
   auto drawn = activity_render::drawActivity(*file, now, {.scale = 3, .deviceZone = deviceZone});
   if (!drawn) return std::unexpected(drawn.error());
-  host::DrawnActivity result{.id = file->id, .windowEnd = file->state.windowEnd, .images = {}};
+  std::vector<host::ActivityImage> result;
   for (activity_render::DrawnPresentation& p : *drawn) {
     std::string fileName = p.fileName;
     DrawnImage image = presentationImage(std::move(p));
     image.names.insert(image.names.begin(), {"id", file->id});
     std::string description = imageDescriptionJson(image, fileName, "color", now);
-    result.images.push_back({.fileName = std::move(fileName),
-                             .bytes = std::move(image.bytes),
-                             .descriptionJson = std::move(description)});
+    result.push_back({.fileName = std::move(fileName),
+                      .bytes = std::move(image.bytes),
+                      .descriptionJson = std::move(description)});
   }
   return result;
 }
@@ -114,11 +114,12 @@ int host(const CommandContext& context, const HostArguments& arguments) {
       {.outDir = arguments.outDir,
        .once = arguments.once,
        .drawer = drawerFor(context, env),
+       .readActivity = ExtensionStack::readActivity,
        .activityDrawer =
-           [&stack](std::string_view bytes, Instant now) {
-             stack.endFinishedRainWindow(now);
-             return drawActivity(stack.env.deviceTimeZone(), bytes, now);
+           [&env](std::string_view bytes, Instant now) {
+             return drawActivity(env.deviceTimeZone(), bytes, now);
            },
+       .activityOutputs = {stack.appActivityPart()},
        .handleSignals = true,
        .followSystemTimeZone = !context.zoneGiven && std::getenv("TZ") == nullptr,
        .onIdle =

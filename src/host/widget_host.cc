@@ -120,6 +120,88 @@ class ImageFolder final : public WidgetOutput {
   const WidgetDrawer drawer_;
 };
 
+// The output folder's activities: every presentation of each into "activities/<id>/".
+class ActivityFolder final : public ActivityOutput {
+ public:
+  ActivityFolder(HostEnvironment& env, fs::path folder, ActivityDrawer drawer)
+      : env_(env), folder_(std::move(folder)), drawer_(std::move(drawer)) {}
+
+  void show(const ActivityFacts& activity, std::string_view fileBytes, Instant now) override {
+    Said& said = said_[activity.id];
+    Expected<std::vector<ActivityImage>> drawn = drawer_(fileBytes, now);
+    if (!drawn) {
+      // Logged once per content; the drawings of the last good content stay.
+      if (said.undrawable != fileBytes) {
+        env_.log("Pluvo widget host cannot draw activity " + activity.id + ": " +
+                 drawn.error().message + "; its previous drawings stay");
+        said.undrawable = std::string(fileBytes);
+      }
+      return;
+    }
+    said.undrawable.reset();
+    const fs::path folder = folder_ / activity.id;
+    // A link planted in the output would send the drawings wherever it points.
+    for (const fs::path& part : {folder_, folder}) {
+      std::error_code error;
+      if (!fs::is_symlink(fs::symlink_status(part, error))) continue;
+      if (!said.refusedLink) {
+        env_.log("Pluvo widget host will not draw into " + part.string() +
+                 ": it is a symbolic link; remove it to have the activity drawn");
+      }
+      said.refusedLink = true;
+      return;
+    }
+    said.refusedLink = false;
+    if (auto made = platform::makeFolders(folder); !made) {
+      env_.log("Pluvo widget host " + made.error().message);
+      return;
+    }
+    for (const ActivityImage& image : *drawn) {
+      writeOutputFile(env_, folder / image.fileName, image.bytes);
+      writeOutputFile(env_, folder / fs::path(image.fileName).replace_extension(".json"),
+                      image.descriptionJson);
+    }
+  }
+
+  void end(std::string_view id) override {
+    said_.erase(std::string(id));
+    remove(std::string(id));
+  }
+
+  // The folders of activities that ended while no host ran.
+  void started(const std::vector<std::string>& ids) override {
+    std::error_code error;
+    for (fs::directory_iterator it(folder_, error), end; !error && it != end; it.increment(error)) {
+      std::string id = it->path().filename().string();
+      if (it->is_directory() && std::find(ids.begin(), ids.end(), id) == ids.end()) remove(id);
+    }
+  }
+
+ private:
+  // What was said of an activity, so that it is said once.
+  struct Said {
+    std::optional<std::string> undrawable;  // the content that could not be drawn
+    bool refusedLink = false;               // its folder is a symbolic link
+  };
+
+  void remove(const std::string& id) {
+    const fs::path folder = folder_ / id;
+    std::error_code error;
+    if (!fs::exists(folder, error)) return;
+    fs::remove_all(folder, error);
+    if (error) {
+      env_.log("Pluvo widget host cannot remove " + folder.string() + ": " + error.message());
+    } else {
+      env_.log("Pluvo widget host removed " + folder.string());
+    }
+  }
+
+  HostEnvironment& env_;
+  const fs::path folder_;
+  const ActivityDrawer drawer_;
+  std::map<std::string, Said> said_;
+};
+
 }  // namespace
 
 struct WidgetHost::Core : std::enable_shared_from_this<Core> {
@@ -170,12 +252,11 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
 
   // A Live Activity file of the container's LiveActivities folder, by file name.
   struct Activity {
-    std::string bytes;  // the file as last read, decodable or not
-    std::optional<std::string> id;
-    std::optional<std::string> drawnBytes;  // the content its drawings are of
-    Instant windowEnd{};
-    bool refusedLink = false;  // its output folder is a symbolic link, and that was said
+    std::string bytes;                     // the file as last read, readable or not
+    std::optional<ActivityFacts> shown;    // what the outputs were last told of it
+    std::optional<std::string> saidBytes;  // the unreadable content last logged
   };
+  std::vector<std::shared_ptr<ActivityOutput>> activityOutputs;
   std::optional<fs::path> activitiesFolder;
   std::map<std::string, Activity> activities;
   std::unique_ptr<KernelEvents::WallClockTimer> minuteTimer;
@@ -267,10 +348,6 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
     }
   }
 
-  bool writeFile(const fs::path& file, std::string_view bytes) {
-    return writeOutputFile(env, file, bytes);
-  }
-
   void checkIdle() {
     if (roundPosted) return;
     for (const Kind& kind : kinds) {
@@ -285,12 +362,8 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
 
   // --- Live Activities -------------------------------------------------------------------
 
-  fs::path activityOutput(const std::string& id) const {
-    return options.outDir / "activities" / id;
-  }
-
-  // Reads every activity file, then removes output folders that belong to none of them.
-  void scanActivities(bool removeOrphans) {
+  // Reads every activity file; at start, tells the outputs which activities there are.
+  void scanActivities(bool starting) {
     if (!activitiesFolder) return;
     std::set<std::string> names;
     std::error_code error;
@@ -301,16 +374,12 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
     }
     for (const auto& [name, activity] : activities) names.insert(name);  // deleted ones too
     for (const std::string& name : names) activityChanged(name);
-    if (!removeOrphans) return;
-    std::set<std::string> ids;
+    if (!starting) return;
+    std::vector<std::string> ids;
     for (const auto& [name, activity] : activities) {
-      if (activity.id) ids.insert(*activity.id);
+      if (activity.shown) ids.push_back(activity.shown->id);
     }
-    for (fs::directory_iterator it(options.outDir / "activities", error), end; !error && it != end;
-         it.increment(error)) {
-      std::string id = it->path().filename().string();
-      if (it->is_directory() && !ids.contains(id)) removeActivityOutput(id);
-    }
+    for (const auto& output : activityOutputs) output->started(ids);
   }
 
   void activityChanged(const std::string& name) {
@@ -322,80 +391,49 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
     auto known = activities.find(name);
     if (!*content) {
       if (known == activities.end()) return;
-      if (known->second.id) removeActivityOutput(*known->second.id);
+      if (known->second.shown) endActivity(known->second);
       activities.erase(known);
       return;
     }
     if (known != activities.end() && known->second.bytes == **content) return;
     Activity& activity = activities[name];
     activity.bytes = std::move(**content);
-    drawActivity(name, activity);
+    showActivity(name, activity);
   }
 
-  // Draws `activity` at the host's now, or removes its drawings once its window is long over.
-  void drawActivity(const std::string& name, Activity& activity) {
+  // Tells the outputs of `activity` at the host's now, or ends it once its window is long over.
+  void showActivity(const std::string& name, Activity& activity) {
+    Expected<ActivityFacts> facts = options.readActivity(activity.bytes);
+    if (facts && !usableFolderName(facts->id)) {
+      facts = fail("its id \"" + facts->id + "\" cannot name a folder");
+    }
+    if (!facts) {
+      // Logged once per content; the outputs keep what they showed of the last good one.
+      if (activity.saidBytes != activity.bytes) {
+        env.log("Pluvo widget host cannot read " + (*activitiesFolder / name).string() + ": " +
+                facts.error().message + "; what was shown of it stays");
+        activity.saidBytes = activity.bytes;
+      }
+      return;
+    }
+    activity.saidBytes.reset();
+    if (activity.shown && activity.shown->id != facts->id) endActivity(activity);
     const Instant now = env.now();
-    Expected<DrawnActivity> drawn = options.activityDrawer(activity.bytes, now);
-    if (!drawn) {
-      // Logged once per content; the drawings of the last good content stay.
-      if (activity.drawnBytes != activity.bytes) {
-        env.log("Pluvo widget host cannot draw " + (*activitiesFolder / name).string() + ": " +
-                drawn.error().message + "; its previous drawings stay");
-        activity.drawnBytes = activity.bytes;
-      }
+    if (now >= facts->windowEnd + kActivityAfterWindow) {
+      activity.shown = std::move(*facts);
+      endActivity(activity);
       return;
     }
-    if (!usableFolderName(drawn->id)) {
-      if (activity.drawnBytes != activity.bytes) {
-        env.log("Pluvo widget host cannot draw " + (*activitiesFolder / name).string() +
-                ": its id \"" + drawn->id + "\" cannot name a folder");
-        activity.drawnBytes = activity.bytes;
-      }
-      return;
-    }
-    if (activity.id && *activity.id != drawn->id) removeActivityOutput(*activity.id);
-    activity.id = drawn->id;
-    activity.windowEnd = drawn->windowEnd;
-    activity.drawnBytes = activity.bytes;
-    if (now >= drawn->windowEnd + kActivityAfterWindow) {
-      removeActivityOutput(drawn->id);
-      return;
-    }
-    const fs::path folder = activityOutput(drawn->id);
-    // A link planted in the output would send the drawings wherever it points.
-    for (const fs::path& part : {folder.parent_path(), folder}) {
-      std::error_code error;
-      if (!fs::is_symlink(fs::symlink_status(part, error))) continue;
-      if (!activity.refusedLink) {
-        env.log("Pluvo widget host will not draw into " + part.string() +
-                ": it is a symbolic link; remove it to have the activity drawn");
-      }
-      activity.refusedLink = true;
-      return;
-    }
-    activity.refusedLink = false;
-    if (auto made = platform::makeFolders(folder); !made) {
-      env.log("Pluvo widget host " + made.error().message);
-      return;
-    }
-    for (const ActivityImage& image : drawn->images) {
-      writeFile(folder / image.fileName, image.bytes);
-      writeFile(folder / fs::path(image.fileName).replace_extension(".json"),
-                image.descriptionJson);
-    }
+    activity.shown = std::move(*facts);
+    for (const auto& output : activityOutputs) output->show(*activity.shown, activity.bytes, now);
     armMinute();
   }
 
-  void removeActivityOutput(const std::string& id) {
-    const fs::path folder = activityOutput(id);
-    std::error_code error;
-    if (!fs::exists(folder, error)) return;
-    fs::remove_all(folder, error);
-    if (error) {
-      env.log("Pluvo widget host cannot remove " + folder.string() + ": " + error.message());
-    } else {
-      env.log("Pluvo widget host removed " + folder.string());
-    }
+  // Ends what the outputs showed of `activity` (also when no `show` came before: an activity
+  // found long over at start may still have drawings of an earlier run).
+  void endActivity(Activity& activity) {
+    for (const auto& output : activityOutputs) output->end(activity.shown->id);
+    activity.shown.reset();
   }
 
   // At the next minute of the host's clock, while any activity is shown.
@@ -410,12 +448,11 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
   void minuteStruck() {
     const Instant now = env.now();
     for (auto& [name, activity] : activities) {
-      if (!activity.id) continue;
-      if (now >= activity.windowEnd + kActivityAfterWindow) {
-        removeActivityOutput(*activity.id);  // also when its last content did not decode
+      if (!activity.shown) continue;
+      if (now >= activity.shown->windowEnd + kActivityAfterWindow) {
+        endActivity(activity);  // also when its last content did not read
       } else {
-        drawActivity(name, activity);
-        armMinute();
+        showActivity(name, activity);
       }
     }
   }
@@ -537,6 +574,7 @@ Expected<std::unique_ptr<WidgetHost>> WidgetHost::open(
     HostEnvironment& env, const timeline::PluvoWidgetProvider& provider, HostOptions options) {
   std::optional<DirectoryLock> lock;
   std::vector<std::shared_ptr<WidgetOutput>> outputs;
+  std::vector<std::shared_ptr<ActivityOutput>> activityOutputs;
   if (!options.outDir.empty()) {
     std::error_code error;
     fs::path out = fs::absolute(options.outDir, error);
@@ -546,15 +584,20 @@ Expected<std::unique_ptr<WidgetHost>> WidgetHost::open(
     if (!acquired) return std::unexpected(acquired.error());
     lock = std::move(*acquired);
     outputs.push_back(std::make_shared<ImageFolder>(env, options.outDir, options.drawer));
-  } else {
-    options.activityDrawer = nullptr;  // activities are mirrored into the folder alone
+    if (options.activityDrawer) {
+      activityOutputs.push_back(std::make_shared<ActivityFolder>(env, options.outDir / "activities",
+                                                                 options.activityDrawer));
+    }
   }
   outputs.insert(outputs.end(), options.outputs.begin(), options.outputs.end());
+  activityOutputs.insert(activityOutputs.end(), options.activityOutputs.begin(),
+                         options.activityOutputs.end());
   auto events = KernelEvents::create();
   if (!events) return std::unexpected(events.error());
 
   auto core = std::make_shared<Core>(env, provider, std::move(options), std::move(lock));
   core->outputs = std::move(outputs);
+  core->activityOutputs = std::move(activityOutputs);
   core->events = std::move(*events);
   ReloadTimerMaker makeTimer = core->options.makeTimer;
   if (!makeTimer) {
@@ -631,7 +674,7 @@ int WidgetHost::run() {
       });
     }
   });
-  if (core.options.activityDrawer) {
+  if (core.options.readActivity && !core.activityOutputs.empty()) {
     if (auto container = core.env.appGroupContainer()) {
       fs::path folder = *container / kActivitiesFolder;
       if (auto made = platform::makeFolders(folder); !made) {

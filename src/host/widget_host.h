@@ -22,13 +22,15 @@
 // through the refresh coordinator. Drawing and every write of DIR happen on the main loop.
 //
 // Live Activities: the main app keeps one JSON file per running activity in
-// "<container>/LiveActivities/" (replaced atomically). The host draws every presentation of an
-// activity into "<DIR>/activities/<id>/" (an image and its description JSON per presentation)
-// when its file appears or changes, redraws them at each wall-clock minute while the activity is
-// shown (its onset and "until" texts move with the clock), and removes the folder when the file
-// is deleted or the rain window has been over for an hour. A file that does not decode is logged
-// once with its name and the error; its previous drawings stay. Folders of activities whose file
-// is gone are removed when the host starts.
+// "<container>/LiveActivities/" (replaced atomically). The host watches that folder once and
+// tells every activity output (`HostOptions::activityOutputs`, and the output folder when
+// `activityDrawer` is given) of each activity: `show` when its file appears or changes and at
+// each wall-clock minute while it is shown (its onset and "until" texts move with the clock),
+// `end` when the file is deleted or the rain window has been over for an hour. A file that does
+// not read (`HostOptions::readActivity`) is logged once with its name and the error, and its
+// outputs keep what they showed. The output folder draws every presentation of an activity into
+// "<DIR>/activities/<id>/" (an image and its description JSON per presentation), removes that
+// folder at the end, and at start removes the folders of activities whose file is gone.
 //
 // SIGINT or SIGTERM: the task in hand (a drawing) is finished, writes under way in other
 // threads are given up to 0.8 s, and `run` returns 0; a second such signal exits the process at
@@ -42,8 +44,8 @@
 //
 // Inside, a round produces each asked-for kind's timeline and hands it to every output: the
 // output folder above (when `outDir` is given) and any others, such as a desktop window
-// (`HostOptions::outputs`). The reload timers come from `HostOptions::makeTimer`, so that the
-// reload dates can be fired by hand.
+// (`HostOptions::outputs`); activities go the same way to `HostOptions::activityOutputs`. The
+// reload timers come from `HostOptions::makeTimer`, so that the reload dates can be fired by hand.
 //
 // Thread safety: `reload`, `reloadAll` and `stop` may be called from any thread; `run` once, on
 // the thread that runs the environment's main loop. The environment and the provider must
@@ -79,15 +81,34 @@ struct ActivityImage {
   std::string bytes;            // the encoded image
   std::string descriptionJson;  // written beside it as "lock.json"
 };
-struct DrawnActivity {
-  std::string id;  // names the activity's output folder
-  Instant windowEnd;
-  std::vector<ActivityImage> images;
-};
-// Decodes an activity file's bytes and draws every presentation at `now`, on the main loop; the
-// error is the decoding (or drawing) error.
+// Draws every presentation of an activity file at `now`, on the main loop, for the output
+// folder; the error is the decoding or drawing error.
 using ActivityDrawer =
-    std::function<Expected<DrawnActivity>(std::string_view fileBytes, Instant now)>;
+    std::function<Expected<std::vector<ActivityImage>>(std::string_view fileBytes, Instant now)>;
+
+// What the host itself needs of an activity file: its id (which names its output folder) and
+// when its rain window ends (an hour later it is ended).
+struct ActivityFacts {
+  std::string id;
+  Instant windowEnd;
+  bool operator==(const ActivityFacts&) const = default;
+};
+// Reads an activity file's bytes; the error says what is wrong with them.
+using ActivityReader = std::function<Expected<ActivityFacts>(std::string_view fileBytes)>;
+
+// One consumer of the Live Activities, called on the main loop.
+class ActivityOutput {
+ public:
+  virtual ~ActivityOutput() = default;
+  // The activity as it is at `now`: its file appeared or changed, or a minute struck.
+  // `fileBytes` are the file as the app wrote it, which the host's reader accepted.
+  virtual void show(const ActivityFacts& activity, std::string_view fileBytes, Instant now) = 0;
+  // Its file went, or its rain window has been over for an hour: no `show` follows unless the
+  // activity comes back.
+  virtual void end(std::string_view id) = 0;
+  // Once, after the host's first look at the folder: the ids of the activities it knows.
+  virtual void started(const std::vector<std::string>& ids) { (void)ids; }
+};
 
 // One consumer of the rounds' entries, called on the main loop.
 class WidgetOutput {
@@ -104,13 +125,17 @@ using ReloadTimerMaker =
 
 struct HostOptions {
   // The folder of entries and images, locked for this host alone; empty: no folder (the entries
-  // go to `outputs` alone and Live Activities are not mirrored).
+  // go to `outputs` alone, the activities to `activityOutputs` alone).
   std::filesystem::path outDir;
   // One round for every kind (waiting for any refresh), then `run` returns.
   bool once = false;
   WidgetDrawer drawer{};
-  // Absent: the LiveActivities folder is not looked at.
+  // Reads the LiveActivities folder's files; absent: the folder is not looked at.
+  ActivityReader readActivity{};
+  // Draws the activities into "<outDir>/activities/"; absent (or no outDir): not drawn there.
   ActivityDrawer activityDrawer{};
+  // Activity outputs beside the folder.
+  std::vector<std::shared_ptr<ActivityOutput>> activityOutputs{};
   // Reads SIGHUP, SIGINT and SIGTERM itself; block them first (blockSignals in kernel_events.h).
   bool handleSignals = false;
   // Follows the system's zone (/etc/localtime) when no zone was given.

@@ -193,9 +193,9 @@ TEST_F(HostTest, DrawsLiveActivitiesFromTheAppsFolder) {
 
   // A broken state: one line naming the file and the key; the drawings of the last good one stay.
   appWrites(replaced(raining, "\"windowEnd\": 816638400.0", "\"windowEnd\": \"soon\""));
-  ASSERT_TRUE(eventually([&] { return host.errors().find("cannot draw") != std::string::npos; }));
+  ASSERT_TRUE(eventually([&] { return host.errors().find("cannot read") != std::string::npos; }));
   std::this_thread::sleep_for(kQuietWhile);
-  EXPECT_THAT(host.errors(), HasSubstr("Pluvo widget host cannot draw " +
+  EXPECT_THAT(host.errors(), HasSubstr("Pluvo widget host cannot read " +
                                        (activities / "rain.json").string() + ": state.windowEnd"));
   EXPECT_EQ(wrote(host, lockJson), 3);
   EXPECT_THAT(lockText(), HasSubstr("Heavy rain"));

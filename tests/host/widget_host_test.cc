@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <map>
 #include <thread>
@@ -125,11 +126,15 @@ TEST_F(WidgetHostTest, OneRoundReadsStorageOnceAndNeverDrawsThroughAPlantedLink)
   fs::create_directories(out / "activities");
   fs::create_symlink(elsewhere, out / "activities" / "A1");
   const Instant windowEnd = env.now() + 3600;
-  HostOptions options{.outDir = out,
-                      .once = true,
-                      .activityDrawer = [&](std::string_view, Instant) -> Expected<DrawnActivity> {
-                        return DrawnActivity{"A1", windowEnd, {{"lock.png", "PNG", "{}"}}};
-                      }};
+  HostOptions options{
+      .outDir = out,
+      .once = true,
+      .readActivity = [&](std::string_view) -> Expected<ActivityFacts> {
+        return ActivityFacts{"A1", windowEnd};
+      },
+      .activityDrawer = [](std::string_view, Instant) -> Expected<std::vector<ActivityImage>> {
+        return std::vector<ActivityImage>{{"lock.png", "PNG", "{}"}};
+      }};
   auto host = WidgetHost::open(env, provider, std::move(options));
   ASSERT_TRUE(host.has_value()) << host.error().message;
   EXPECT_EQ((*host)->run(), 0);
@@ -238,6 +243,73 @@ TEST_F(WidgetHostTest, ReloadDatesArmTheTimersAndAFiredOneRedrawsItsKindAlone) {
   EXPECT_THAT(system.logger.lines(),
               Contains("Pluvo widget host cannot set the timer for the reload of " + small +
                        ": deadline out of range; it is redrawn at the next change or SIGHUP"));
+
+  (*host)->stop();
+  loop.join();
+}
+
+// What an activity output hears, in order: "show <id> <bytes>" and "end <id>".
+struct RecordingActivities final : ActivityOutput {
+  void show(const ActivityFacts& activity, std::string_view bytes, Instant) override {
+    record("show " + activity.id + " " + std::string(bytes));
+  }
+  void end(std::string_view id) override { record("end " + std::string(id)); }
+  void record(std::string event) {
+    std::lock_guard lock(mutex);
+    events.push_back(std::move(event));
+  }
+  std::vector<std::string> heard() {
+    std::lock_guard lock(mutex);
+    return events;
+  }
+  std::mutex mutex;
+  std::vector<std::string> events;
+};
+
+// Without an output folder, the activity outputs alone follow the app's files: an activity is
+// shown when its file appears and when it changes, a file that does not read keeps what was
+// shown, one whose window is long over is ended, and a deleted file ends its activity.
+TEST_F(WidgetHostTest, ActivityOutputsFollowTheAppsFiles) {
+  const fs::path folder = system.containerPath() / "LiveActivities";
+  auto output = std::make_shared<RecordingActivities>();
+  // "<id> <minutes from now the window ends>"; anything else does not read.
+  HostOptions options{.readActivity = [&](std::string_view bytes) -> Expected<ActivityFacts> {
+                        const auto blank = bytes.find(' ');
+                        if (blank == std::string_view::npos) return fail("no window end");
+                        return ActivityFacts{
+                            std::string(bytes.substr(0, blank)),
+                            env.now() + 60 * std::stod(std::string(bytes.substr(blank + 1)))};
+                      },
+                      .activityOutputs = {output}};
+  auto host = WidgetHost::open(env, provider, std::move(options));
+  ASSERT_TRUE(host.has_value()) << host.error().message;
+  std::thread loop([&] { (*host)->run(); });
+  auto appWrites = [&](std::string_view bytes) {
+    testing::writeFileBytes(folder / ".rain.tmp", bytes);
+    fs::rename(folder / ".rain.tmp", folder / "rain.json");
+  };
+  auto heard = [&](std::vector<std::string> events) {
+    return testing::eventually([&] { return output->heard() == events; });
+  };
+
+  ASSERT_TRUE(testing::eventually([&] { return fs::is_directory(folder); }));
+  appWrites("A1 30");
+  EXPECT_TRUE(heard({"show A1 A1 30"}));
+  appWrites("A1 45");
+  EXPECT_TRUE(heard({"show A1 A1 30", "show A1 A1 45"}));
+  appWrites("garbled");
+  ASSERT_TRUE(testing::eventually([&] {
+    return std::ranges::count(system.logger.lines(),
+                              "Pluvo widget host cannot read " + (folder / "rain.json").string() +
+                                  ": no window end; what was shown of it stays") == 1;
+  }));
+  appWrites("A1 -61");  // over for more than an hour
+  EXPECT_TRUE(heard({"show A1 A1 30", "show A1 A1 45", "end A1"}));
+  appWrites("A2 10");
+  ASSERT_TRUE(heard({"show A1 A1 30", "show A1 A1 45", "end A1", "show A2 A2 10"}));
+  fs::remove(folder / "rain.json");
+  EXPECT_TRUE(heard({"show A1 A1 30", "show A1 A1 45", "end A1", "show A2 A2 10", "end A2"}))
+      << ::testing::PrintToString(output->heard());
 
   (*host)->stop();
   loop.join();
