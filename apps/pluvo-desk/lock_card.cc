@@ -40,6 +40,11 @@ LockCard::LockCard(GtkApplication* app, host::HostEnvironment& env, Placement pl
 
 std::shared_ptr<host::ActivityOutput> LockCard::output() { return std::make_shared<Output>(*this); }
 
+void LockCard::place() {
+  if (window_ == nullptr || !placement_) return;
+  if (auto at = placement_()) moveTo(window_, *at);
+}
+
 void LockCard::shown(Shown activity) {
   std::string id = activity.file.id;
   activities_.insert_or_assign(std::move(id), std::move(activity));
@@ -88,13 +93,9 @@ void LockCard::openWindow() {
   gtk_window_set_child(GTK_WINDOW(window_), area_);
   g_signal_connect(window_, "realize",
                    G_CALLBACK(+[](GtkWidget* window, gpointer) { keepBelow(window); }), nullptr);
-  g_signal_connect(window_, "map", G_CALLBACK(+[](GtkWidget* window, gpointer self) {
-                     auto& card = *static_cast<LockCard*>(self);
-                     if (auto at = card.placement_ ? card.placement_() : std::nullopt) {
-                       moveTo(window, *at);
-                     }
-                   }),
-                   this);
+  g_signal_connect(
+      window_, "map",
+      G_CALLBACK(+[](GtkWidget*, gpointer self) { static_cast<LockCard*>(self)->place(); }), this);
   gtk_window_present(GTK_WINDOW(window_));
 }
 

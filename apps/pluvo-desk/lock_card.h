@@ -39,6 +39,9 @@ class LockCard {
   // The host's activity output that drives this card.
   std::shared_ptr<host::ActivityOutput> output();
 
+  // Moves a shown card where the placement now says (the widget beside it changed size).
+  void place();
+
  private:
   struct Shown {
     activity::ActivityFile file;

@@ -431,6 +431,7 @@ class Desk {
       setKind(*w, kind);
       // The window's menu shows the kind checked.
       g_simple_action_set_state(w->kindAction, g_variant_new_string(kind.c_str()));
+      if (lockCard_ && w == windows_.front()) lockCard_->place();
       saveSettings();
       return;
     }
