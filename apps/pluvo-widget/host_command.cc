@@ -30,10 +30,10 @@ namespace pluvo::cli {
 namespace {
 
 // The host's images: each kind at the phone's size and 3x, as PNG, in the --profile asked for.
-// One surface per widget size is kept from round to round (render::SurfacePool).
-host::WidgetDrawer drawerFor(const CommandContext& context, platform::Environment& env) {
-  return [profile = context.profile, panel = context.panel, &env,
-          surfaces = std::make_shared<render::SurfacePool>()](
+// The pixels are kept from drawing to drawing (render::SurfacePool).
+host::WidgetDrawer drawerFor(const CommandContext& context, platform::Environment& env,
+                             std::shared_ptr<render::SurfacePool> surfaces) {
+  return [profile = context.profile, panel = context.panel, &env, surfaces = std::move(surfaces)](
              std::string_view kind,
              const timeline::PluvoWidgetEntry& entry) -> Expected<host::DrawnWidget> {
     auto image =
@@ -72,10 +72,12 @@ void notifyReady() {
 // The host's Live Activity images: every presentation at 3x, as PNG, each with the description
 // `activity render` writes beside its image, the activity's id first.
 Expected<std::vector<host::ActivityImage>> drawActivity(TimeZone deviceZone, std::string_view bytes,
-                                                        Instant now) {
+                                                        Instant now,
+                                                        render::SurfacePool& surfaces) {
   auto file = activity::decodeActivityFile(bytes);
   if (!file) return std::unexpected(file.error());
-  auto drawn = activity_render::drawActivity(*file, now, {.scale = 3, .deviceZone = deviceZone});
+  auto drawn = activity_render::drawActivity(
+      *file, now, {.scale = 3, .deviceZone = deviceZone, .surfaces = &surfaces});
   if (!drawn) return std::unexpected(drawn.error());
   std::vector<host::ActivityImage> result;
   for (activity_render::DrawnPresentation& p : *drawn) {
@@ -109,15 +111,17 @@ int host(const CommandContext& context, const HostArguments& arguments) {
   if (!serviceOptions) return 2;
   ExtensionStack stack(env, std::move(*serviceOptions));
 
+  // Widgets and activities are drawn one at a time on the main loop: one set of kept pixels.
+  auto surfaces = std::make_shared<render::SurfacePool>();
   auto widgetHost = host::WidgetHost::open(
       env, stack.provider,
       {.outDir = arguments.outDir,
        .once = arguments.once,
-       .drawer = drawerFor(context, env),
+       .drawer = drawerFor(context, env, surfaces),
        .readActivity = ExtensionStack::readActivity,
        .activityDrawer =
-           [&env](std::string_view bytes, Instant now) {
-             return drawActivity(env.deviceTimeZone(), bytes, now);
+           [&env, surfaces](std::string_view bytes, Instant now) {
+             return drawActivity(env.deviceTimeZone(), bytes, now, *surfaces);
            },
        .activityOutputs = {stack.appActivityPart()},
        .handleSignals = true,

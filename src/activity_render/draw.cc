@@ -77,7 +77,7 @@ Expected<DrawnPresentation> drawPresentation(Presentation presentation,
   if (auto fonts = render::loadFonts(); !fonts) return std::unexpected(fonts.error());
   const activity::Scene scene = presentationScene(presentation, state, now, options.deviceZone);
   auto canvas = render::Canvas::create(options.format, {scene.width, scene.height}, options.scale,
-                                       options.epaper);
+                                       options.epaper, options.surfaces);
   if (!canvas) return std::unexpected(canvas.error());
   paintScene(*canvas, scene);
 

@@ -51,6 +51,8 @@ struct DrawOptions {
   // The zone of the texts when the state names none or an unknown one; nullptr: UTC.
   TimeZone deviceZone = nullptr;
   std::optional<render::EPaper> epaper;  // PNG only: black ink on white, 1 bit (render/canvas.h)
+  // PNG only: the kept pixels to draw on (a process drawing again and again: the host).
+  render::SurfacePool* surfaces = nullptr;
 };
 
 struct DrawnPresentation {
