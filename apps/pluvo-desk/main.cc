@@ -42,7 +42,6 @@
 #include "platform/atomic_file.h"
 #include "platform/system_environment.h"
 #include "pluvo_version.h"
-#include "render/canvas.h"
 #include "render/color.h"
 #include "service/forecast_service.h"
 #include "service/info_dictionary.h"

@@ -1,8 +1,8 @@
 // The widget host in this process, on a temporary container: what a drawer's pictures become
 // in the output folder (and a drawer that fails), a reload asked for by the store in the same
 // process, which is one round however many files its save touched, one storage read a round, no
-// activity drawn through a link, and the reload dates fired by hand through timers of the test's
-// own.
+// activity drawn through a link, the reload dates fired by hand through timers of the test's
+// own, and what an activity output hears as the app writes, garbles and deletes its file.
 #include "host/widget_host.h"
 
 #include <gmock/gmock.h>
