@@ -198,6 +198,21 @@ class Desk {
           },
           this);
     }
+    // A second start hands over: its own options are not used, and it says so.
+    GError* failure = nullptr;
+    if (!g_application_register(G_APPLICATION(app_), nullptr, &failure)) {
+      std::cerr << "pluvo-desk: cannot register on the session bus: " << failure->message << '\n';
+      g_error_free(failure);
+      g_object_unref(app_);
+      return 1;
+    }
+    if (g_application_get_is_remote(G_APPLICATION(app_))) {
+      std::cerr << "pluvo-desk: already running in this session; its windows come forward (its "
+                   "kinds change from its menu or with gapplication action org.pluvo.Desk kind)\n";
+      g_application_activate(G_APPLICATION(app_));
+      g_object_unref(app_);
+      return 0;
+    }
     char* args[] = {const_cast<char*>("pluvo-desk"), nullptr};
     int status = g_application_run(G_APPLICATION(app_), 1, args);
     stopHost();

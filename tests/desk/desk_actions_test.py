@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """pluvo-desk's actions as a script runs them (`gapplication action org.pluvo.Desk ...`, the
 same actions its right-click menu shows), against pluvo-forecast-service over a loopback
-Open-Meteo: set-place by name chooses and saves the place as `pluvo-widget place set` does,
+Open-Meteo: a second start hands over to the first, set-place by name chooses and saves the place as `pluvo-widget place set` does,
 refresh reaches the service, kind redraws the window as the new kind and remembers it, an
 unknown kind changes nothing, and quit ends the program with status 0.
   desk_actions_test.py PLUVO_DESK PLUVO_WIDGET FORECAST_SERVICE OPEN_METEO_STAND_IN WORK_DIR
@@ -69,6 +69,13 @@ try:
         env=env, capture_output=True, text=True).stdout.strip() == "(true,)"
     if not eventually(owned, 10):
         raise AssertionError("pluvo-desk's actions never appeared on the session bus")
+
+    # A second start hands over to the first and ends.
+    second = subprocess.run([desk] + common + ["--kind", "PluvoFiveDayLargeWidget"], env=env,
+                            capture_output=True, text=True, timeout=20)
+    if second.returncode != 0 or "already running in this session" not in second.stderr:
+        failures.append(f"a second start did not hand over: {second.returncode}, "
+                        f"{second.stderr.strip()!r}")
 
     # Set place, by a name that matches one place: the stand-in's Seattle, Washington is saved.
     snapshot = os.path.join(container, "pluvo-widget-snapshot.json")
