@@ -12,7 +12,6 @@ namespace pluvo::model {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 
 TimeZone zone(const char* name) {
   TimeZone z = findTimeZone(name);
@@ -52,11 +51,9 @@ TEST(WidgetSnapshot, RequiredKeysAndInstantsAreChecked) {
   EXPECT_EQ(decodedWith(R"("id":0,)", ""), "days[0].id: missing required key");
   EXPECT_EQ(decodedWith("\"2026-10-29T19:06:00Z\"", "815000000"),
             "updatedAt: expected an ISO 8601 date, found an integer");
-  for (const char* bad : {"2026-10-29", "2026-10-29T19:06:00.250Z", "1793300760", "yesterday"}) {
-    EXPECT_THAT(decodedWith("2026-10-29T19:06:00Z", bad),
-                HasSubstr("updatedAt: malformed ISO 8601 date"))
-        << bad;
-  }
+  // Instants are read by the strict ISO 8601 reader, whose refusals the instant tests list.
+  EXPECT_EQ(decodedWith("2026-10-29T19:06:00Z", "2026-10-29T19:06:00.250Z"),
+            "updatedAt: malformed ISO 8601 date \"2026-10-29T19:06:00.250Z\"");
   std::string seven = storedJson();
   seven.replace(seven.find("\"schemaVersion\":1"), 17, "\"schemaVersion\":7");
   EXPECT_EQ(decodeWidgetSnapshot(seven).value().schemaVersion, 7);
