@@ -6,8 +6,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <tuple>
-
 #include "support/test_support.h"
 
 namespace pluvo::activity {
@@ -83,8 +81,8 @@ TEST(MiniChart, TicksMarkWholeHoursAndTheMarkerStandsAtNow) {
   const MiniChart compact = chart({}, 100, 36, true);
   EXPECT_EQ(compact.nowMarker->label, std::nullopt);
   EXPECT_DOUBLE_EQ(compact.nowMarker->line.from.x, 100.0 / 6);
-  EXPECT_EQ(std::tuple(compact.nowMarker->line.from.y, compact.nowMarker->line.to.y),
-            std::tuple(1, 35));
+  EXPECT_EQ(compact.nowMarker->line.from.y, 1);
+  EXPECT_EQ(compact.nowMarker->line.to.y, 35);
   EXPECT_EQ(chart({}, 300, 57, false, kNow, false).nowMarker, std::nullopt);
 }
 

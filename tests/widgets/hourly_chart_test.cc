@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <tuple>
-
 namespace pluvo::widgets {
 namespace {
 
@@ -72,9 +70,11 @@ TEST(HourlyChart, ScalesSpanEveryRowsValues) {
   s.temperatureHigh = 80;
   s.maxHourlyRainAmount = 0.3;  // older than the points: the largest found wins
   ChartScales scales = chartScales(s);
-  EXPECT_EQ(std::tie(scales.maxHourlyRain, scales.temperatureLow, scales.temperatureHigh,
-                     scales.tideLow, scales.tideHigh),
-            std::tuple(0.5, 60, 95, 1.2, 2.1));
+  EXPECT_EQ(scales.maxHourlyRain, 0.5);
+  EXPECT_EQ(scales.temperatureLow, 60);
+  EXPECT_EQ(scales.temperatureHigh, 95);
+  EXPECT_EQ(scales.tideLow, 1.2);
+  EXPECT_EQ(scales.tideHigh, 2.1);
   // No rain anywhere still gives a divisor above zero; no days give a flat, centred range.
   ChartScales none = chartScales(model::PluvoWidgetSnapshot{});
   EXPECT_GT(none.maxHourlyRain, 0);
