@@ -5,7 +5,8 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include <fstream>
+#include <optional>
+#include <tuple>
 
 #include "activity/rain_window.h"
 #include "snapshot/store.h"
@@ -31,36 +32,39 @@ class LivePathTest : public ::testing::Test {
   }
 
   std::vector<std::string> cli(std::vector<std::string> command) const {
-    std::vector<std::string> argv = {PLUVO_CLI,
-                                     "--now",
-                                     kNow,
-                                     "--time-zone",
-                                     "America/Los_Angeles",
-                                     "--container",
-                                     (root.path() / "container").string(),
-                                     "--caches",
-                                     (root.path() / "caches").string(),
-                                     "--info",
-                                     (root.path() / "Info.plist").string()};
+    std::vector<std::string> argv = {PLUVO_CLI, "--now", kNow, "--time-zone",
+                                     "America/Los_Angeles"};
+    for (const char* folder : {"container", "caches"}) {
+      argv.insert(argv.end(), {std::string("--") + folder, (root.path() / folder).string()});
+    }
+    argv.insert(argv.end(), {"--info", (root.path() / "Info.plist").string()});
     argv.insert(argv.end(), command.begin(), command.end());
     return argv;
+  }
+
+  // Starts the forecast service on a free port, in front of the stand-ins, and names its URL
+  // in Info.plist; returns the URL.
+  std::string startService() {
+    service.emplace(std::vector<std::string>{PLUVO_FORECAST_SERVICE, "--port", "0", "--now", kNow,
+                                             "--forecast-url", forecast.url() + "/v1/forecast",
+                                             "--geocoding-url", geocoder.url() + "/v1/search",
+                                             "--caches", (root.path() / "service").string()});
+    EXPECT_TRUE(testing::eventually([&] { return service->output().ends_with("\n"); }))
+        << service->errors();
+    const std::string url = service->output().substr(0, service->output().size() - 1);
+    testing::writeInfoPlist(root.path() / "Info.plist", url);
+    return url;
   }
 
   testing::TemporaryDirectory root;
   testing::StubForecastServer forecast;
   testing::StubForecastServer geocoder;
+  std::optional<testing::ChildProcess> service;
 };
 
 TEST_F(LivePathTest, APlaceChosenByNameIsDrawnWithItsRainWindow) {
-  testing::ChildProcess service({PLUVO_FORECAST_SERVICE, "--port", "0", "--now", kNow,
-                                 "--forecast-url", forecast.url() + "/v1/forecast",
-                                 "--geocoding-url", geocoder.url() + "/v1/search", "--caches",
-                                 (root.path() / "service").string()});
-  ASSERT_TRUE(testing::eventually([&] { return service.output().ends_with("\n"); }))
-      << service.errors();
-  const std::string url = service.output().substr(0, service.output().size() - 1);
+  const std::string url = startService();
   ASSERT_TRUE(url.starts_with("http://127.0.0.1:")) << url;
-  testing::writeInfoPlist(root.path() / "Info.plist", url);
 
   auto set = testing::runCommand(cli({"place", "set", "seattle, washington"}));
   ASSERT_EQ(set.exitCode, 0) << set.err;
@@ -91,11 +95,12 @@ TEST_F(LivePathTest, APlaceChosenByNameIsDrawnWithItsRainWindow) {
   const fs::path activities = root.path() / "container" / "LiveActivities";
   auto file = activity::decodeActivityFile(testing::readFileBytes(activities / "rain-window.json"));
   ASSERT_TRUE(file) << file.error().message;
-  EXPECT_EQ(file->state.windowStart, testing::at("2026-10-31T21:00:00Z"));  // 2 PM
-  EXPECT_EQ(file->state.windowEnd, testing::at("2026-11-01T02:00:00Z"));    // 7 PM
-  EXPECT_EQ(file->state.totalInches, 0.3);  // 0.02 + 0.05 + 0.12 + 0.08 + 0.03
-  EXPECT_EQ(file->state.peakHourlyInches, 0.12);
-  EXPECT_EQ(file->state.intensityLabel, "Steady rain");
+  // From 2 PM to 7 PM, 0.02 + 0.05 + 0.12 + 0.08 + 0.03 inches.
+  EXPECT_EQ(std::tie(file->state.windowStart, file->state.windowEnd),
+            std::tuple(testing::at("2026-10-31T21:00:00Z"), testing::at("2026-11-01T02:00:00Z")));
+  EXPECT_EQ(
+      std::tie(file->state.totalInches, file->state.peakHourlyInches, file->state.intensityLabel),
+      std::tuple(0.3, 0.12, "Steady rain"));
   EXPECT_EQ(file->state.hours.size(), 20u);  // quarter hours
   EXPECT_GT(fs::file_size(root.path() / "out" / "activities" / file->id / "lock.png"), 1000u);
 
@@ -116,20 +121,14 @@ TEST_F(LivePathTest, APlaceChosenByNameIsDrawnWithItsRainWindow) {
   EXPECT_NE(show.out.find("zone         America/Los_Angeles\n"), std::string::npos) << show.out;
   EXPECT_NE(show.out.find("Weather data by Open-Meteo.com"), std::string::npos) << show.out;
 
-  service.signal(SIGTERM);
-  EXPECT_EQ(service.waitForExit(1s), 0);
-  EXPECT_NE(service.errors().find("GET /api/places?name=seattle 200"), std::string::npos)
-      << service.errors();
+  service->signal(SIGTERM);
+  EXPECT_EQ(service->waitForExit(1s), 0);
+  EXPECT_NE(service->errors().find("GET /api/places?name=seattle 200"), std::string::npos)
+      << service->errors();
 }
 
 TEST_F(LivePathTest, AnAmbiguousNameIsListedAndAnUnreachableServiceChangesNothing) {
-  testing::ChildProcess service({PLUVO_FORECAST_SERVICE, "--port", "0", "--now", kNow,
-                                 "--forecast-url", forecast.url() + "/v1/forecast",
-                                 "--geocoding-url", geocoder.url() + "/v1/search", "--caches",
-                                 (root.path() / "service").string()});
-  ASSERT_TRUE(testing::eventually([&] { return service.output().ends_with("\n"); }));
-  testing::writeInfoPlist(root.path() / "Info.plist",
-                          service.output().substr(0, service.output().size() - 1));
+  startService();
   geocoder.setReply({.body = testing::openMeteoPlaces(testing::springfieldPlaces())});
 
   auto ambiguous = testing::runCommand(cli({"place", "set", "Springfield"}));

@@ -6,16 +6,16 @@
 #include <gtest/gtest.h>
 
 #include <regex>
-#include <set>
 #include <string>
+#include <tuple>
 
 #include "support/test_support.h"
 
 namespace pluvo::model {
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::StartsWith;
 
 // Replaces the first occurrence of `from` in `json`; the test fails when it is not there.
 std::string edited(std::string json, std::string_view from, std::string_view to) {
@@ -106,17 +106,13 @@ TEST(ChartPacket, AlertsForgiveMissingFieldsButNotWrongTypes) {
   ASSERT_TRUE(packet.has_value()) << packet.error().message;
   const auto& a = *packet->alerts;
   ASSERT_EQ(a.size(), 6U);
-  EXPECT_EQ(a[0].kind, ChartAlertKind::advisory);
-  EXPECT_EQ(a[0].event, "");
-  EXPECT_FALSE(a[0].instruction.has_value());
-  EXPECT_EQ(a[0].id.size(), 36U);
-  EXPECT_NE(a[0].id, a[1].id) << "every empty id gets its own UUID";
-  EXPECT_EQ(a[2].id, "A1");
-  EXPECT_EQ(a[2].kind, ChartAlertKind::warning);
-  EXPECT_EQ(a[3].kind, ChartAlertKind::advisory);
-  EXPECT_EQ(a[4].kind, ChartAlertKind::advisory);
-  EXPECT_EQ(a[5].kind, ChartAlertKind::watch);
-  EXPECT_EQ(a[5].instruction, "Move to higher ground");
+  std::vector<ChartAlertKind> kinds;
+  for (const ChartAlert& alert : a) kinds.push_back(alert.kind);
+  using enum ChartAlertKind;
+  EXPECT_THAT(kinds, ElementsAre(advisory, advisory, warning, advisory, advisory, watch));
+  EXPECT_EQ(std::tie(a[0].event, a[0].instruction, a[2].id, a[5].instruction),
+            std::tuple("", std::nullopt, "A1", "Move to higher ground"));
+  EXPECT_TRUE(a[0].id.size() == 36 && a[0].id != a[1].id) << "every empty id gets its own UUID";
 
   // Only absence and null are forgiven.
   EXPECT_EQ(decodeError(rainy.substr(0, start) + "\"alerts\":[{\"headline\":7}]}"),

@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <tuple>
 
 #include "support/test_support.h"
 
@@ -12,7 +12,6 @@ namespace pluvo::model {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 
 TimeZone zone(const char* name) {
   TimeZone z = findTimeZone(name);
@@ -52,11 +51,9 @@ TEST(WidgetSnapshot, RequiredKeysAndInstantsAreChecked) {
   EXPECT_EQ(decodedWith(R"("id":0,)", ""), "days[0].id: missing required key");
   EXPECT_EQ(decodedWith("\"2026-10-29T19:06:00Z\"", "815000000"),
             "updatedAt: expected an ISO 8601 date, found an integer");
-  for (const char* bad : {"2026-10-29", "2026-10-29T19:06:00.250Z", "1793300760", "yesterday"}) {
-    EXPECT_THAT(decodedWith("2026-10-29T19:06:00Z", bad),
-                HasSubstr("updatedAt: malformed ISO 8601 date"))
-        << bad;
-  }
+  // Instants are read by the strict ISO 8601 reader, whose refusals the instant tests list.
+  EXPECT_EQ(decodedWith("2026-10-29T19:06:00Z", "2026-10-29T19:06:00.250Z"),
+            "updatedAt: malformed ISO 8601 date \"2026-10-29T19:06:00.250Z\"");
   std::string seven = storedJson();
   seven.replace(seven.find("\"schemaVersion\":1"), 17, "\"schemaVersion\":7");
   EXPECT_EQ(decodeWidgetSnapshot(seven).value().schemaVersion, 7);
@@ -115,16 +112,10 @@ TEST(Placeholder, FiveSampleDaysOfTwentyFourPoints) {
       EXPECT_FALSE(points[h].isObserved.has_value());
     }
   }
-  EXPECT_EQ(s.temperatureLow, 64);
-  EXPECT_EQ(s.temperatureHigh, 86);
-  EXPECT_EQ(s.maxRainAmount, 0.41);
-  // The wettest sample hour: sin((h - 13 - d%2) / 5) peaks at h = 22 on the odd rainy days,
-  // about 0.14 inches.
-  EXPECT_DOUBLE_EQ(s.maxHourlyRainAmount.value(), std::sin(8.0 / 5.0) * 0.14);
-  EXPECT_EQ(s.days[1].hourlyPoints->at(13).rainChance, 8);  // s < 0 at h = 13 on day 1
-  EXPECT_EQ(s.days[2].hourlyPoints->at(5).rainChance, 2 * ((5 + 2) % 6));
-  EXPECT_EQ(s.days[1].windGust, 20);
-  EXPECT_EQ(s.days[0].windGust, 12);
+  EXPECT_EQ(std::tie(s.temperatureLow, s.temperatureHigh, s.maxRainAmount),
+            std::tuple(64, 86, 0.41));
+  EXPECT_NEAR(s.maxHourlyRainAmount.value(), 0.14, 0.001);  // the wettest sample hour
+  EXPECT_EQ(std::tie(s.days[0].windGust, s.days[1].windGust), std::tuple(12, 20));
   EXPECT_EQ(s.days[0].rainDetail, "0.03\" \u00b7 peak 3-4p");
   auto again = decodeWidgetSnapshot(encodeWidgetSnapshot(s).value());
   ASSERT_TRUE(again.has_value()) << again.error().message;
@@ -145,9 +136,8 @@ TEST(Placeholder, DatesFollowTheDevicesCalendarAcrossDaylightSaving) {
   // Spring forward in Sydney (4 October 2026) between 'today' and 'tomorrow'.
   PluvoWidgetSnapshot sydney =
       makePlaceholderSnapshot(testing::at("2026-10-03T14:30:00Z"), zone("Australia/Sydney"));
-  EXPECT_EQ(sydney.days[0].fullDate, "2026-10-04");
-  EXPECT_EQ(sydney.days[1].fullDate, "2026-10-05");
-  EXPECT_EQ(sydney.days[1].day, "MON");
+  EXPECT_EQ(std::tie(sydney.days[0].fullDate, sydney.days[1].fullDate, sydney.days[1].day),
+            std::tuple("2026-10-04", "2026-10-05", "MON"));
 }
 
 }  // namespace
