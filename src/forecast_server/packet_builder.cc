@@ -1,7 +1,6 @@
 #include "forecast_server/packet_builder.h"
 
 #include <date/date.h>
-#include <date/date.h>
 
 #include <algorithm>
 #include <cmath>

@@ -65,9 +65,7 @@ std::string openMeteoForecast(const OpenMeteoFixture& f) {
   TimeZone zone = findTimeZone(f.zone);
   auto midnight = [&](int day) {
     date::local_days local{date::sys_days{f.firstDay} + date::days{day} - date::sys_days{}};
-    return zone->toSys(date::local_seconds{local}, Choose::earliest)
-        .time_since_epoch()
-        .count();
+    return zone->toSys(date::local_seconds{local}, Choose::earliest).time_since_epoch().count();
   };
   auto toUnit = [&](double fahrenheit) {
     return f.celsius ? std::round((fahrenheit - 32) * 5 / 9 * 10) / 10 : fahrenheit;
