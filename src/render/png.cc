@@ -100,38 +100,28 @@ Expected<std::string> encodePng(cairo_surface_t* surface, const PngOptions& opti
     // the rows above it are read back from their RGB, the rest from the pixels.
     const size_t rowBytes = 1 + w * 3;
     size_t y = 0;
-    // The pixels as R, G and B in the low three bytes, in memory order.
-    auto rgb = [](std::uint32_t p) {
-      return std::endian::native == std::endian::little ? __builtin_bswap32(p) >> 8 : p << 8;
-    };
-    const bool withAlpha = format == CAIRO_FORMAT_ARGB32;
     for (; y < h; ++y) {
       const std::uint32_t* pixels = pixelRow(y);
-      if (withAlpha) {
+      if (format == CAIRO_FORMAT_ARGB32) {
         std::uint32_t alphas = 0xff000000u;
         for (size_t x = 0; x < w; ++x) alphas &= pixels[x];
         if ((alphas >> 24) != 0xff) break;
       }
-      unsigned char* out = source + rowBytes * y + 1;
-      // Four pixels at a time as three 4-byte stores; every byte stored lies before the pixels
-      // not yet read (the packed row starts no later, and advances 12 bytes for their 16).
-      size_t x = 0;
-      if constexpr (std::endian::native == std::endian::little) {
-        for (; x + 4 <= w; x += 4, out += 12) {
-          const std::uint32_t p0 = pixels[x], p1 = pixels[x + 1], p2 = pixels[x + 2],
-                              p3 = pixels[x + 3];
-          const std::uint32_t q0 = rgb(p0), q1 = rgb(p1), q2 = rgb(p2), q3 = rgb(p3);
-          const std::uint32_t words[3] = {q0 | q1 << 24, q1 >> 8 | q2 << 16, q2 >> 16 | q3 << 8};
-          std::memcpy(out, words, 12);
-        }
+      unsigned char* out = source + rowBytes * y;
+      // Each pixel but the row's last as one 4-byte store of R, G, B and a byte the next pixel
+      // overwrites; that byte may lie on the next pixel, so it is read first.
+      std::uint32_t p = pixels[0];
+      for (size_t x = 0; x + 1 < w; ++x) {
+        const std::uint32_t next = pixels[x + 1];
+        const std::uint32_t rgb =
+            std::endian::native == std::endian::little ? __builtin_bswap32(p) >> 8 : p << 8;
+        std::memcpy(out + 1 + 3 * x, &rgb, 4);
+        p = next;
       }
-      for (; x < w; ++x, out += 3) {
-        const std::uint32_t p = pixels[x];
-        out[0] = static_cast<unsigned char>(p >> 16);
-        out[1] = static_cast<unsigned char>(p >> 8);
-        out[2] = static_cast<unsigned char>(p);
-      }
-      source[rowBytes * y] = 0;
+      out[3 * w - 2] = static_cast<unsigned char>(p >> 16);
+      out[3 * w - 1] = static_cast<unsigned char>(p >> 8);
+      out[3 * w] = static_cast<unsigned char>(p);
+      out[0] = 0;
     }
     rawSize = rowBytes * h;
     if (y < h) {
