@@ -8,7 +8,7 @@ unknown kind changes nothing, and quit ends the program with status 0.
 Exit 77 (skipped) when no X server or session bus can be started."""
 import os, shutil, subprocess, sys, time
 
-from desk_support import difference, eventually, in_session, png_pixels, screen, write_png
+from desk_support import eventually, in_session, png_pixels, screen, window_matching, write_png
 
 desk, cli, service, open_meteo, work = sys.argv[1:5] + [os.path.abspath(sys.argv[5])]
 in_session()
@@ -105,16 +105,8 @@ try:
                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     width, height, expected = png_pixels(reference)
     action("kind", "'PluvoTodayMediumWidget'")
-    shown = None
-
-    def matches():
-        global shown
-        shown = screen(*AT, width, height)
-        mean, far = difference(shown, expected)
-        return mean < 3 and far < 0.01
-
-    if not eventually(matches, 10):
-        mean, far = difference(shown, expected)
+    shown, mean, far, matched = window_matching(AT, width, height, expected, 10)
+    if not matched:
         failures.append(f"after kind the window differs from the rendered medium widget: mean "
                         f"{mean:.2f}, {far:.2%} of pixels off by more than 64")
     write_png(os.path.join(work, "window-after-kind.png"), shown)

@@ -114,3 +114,19 @@ def eventually(check, seconds):
             return True
         time.sleep(0.05)
     return check()
+
+
+def window_matching(at, width, height, expected, seconds):
+    """Captures the window at `at` until it matches `expected` (within anti-aliasing) or the
+    time is up: (last capture, mean channel difference, share of pixels off by more than 64,
+    whether it matched)."""
+    shown = []
+
+    def matches():
+        shown[:] = [screen(*at, width, height)]
+        mean, far = difference(shown[0], expected)
+        return mean < 3 and far < 0.01
+
+    matched = eventually(matches, seconds)
+    mean, far = difference(shown[0], expected)
+    return shown[0], mean, far, matched

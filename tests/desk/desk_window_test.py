@@ -6,7 +6,7 @@ snapshot, and shows the lock card while an activity file exists.
 Exit 77 (skipped) when no X server or session bus can be started."""
 import json, os, shutil, signal, subprocess, sys, time
 
-from desk_support import difference, eventually, in_session, png_pixels, screen, write_png
+from desk_support import eventually, in_session, png_pixels, screen, window_matching, write_png
 
 desk, cli, samples, work = sys.argv[1:4] + [os.path.abspath(sys.argv[4])]
 in_session()
@@ -48,19 +48,10 @@ log = open(os.path.join(work, "desk.log"), "w")
 process = subprocess.Popen([desk] + common, env=env, stdout=log, stderr=subprocess.STDOUT)
 try:
     # The first round drawn: the window matches the rendered picture.
-    shown = None
-
-    def matches():
-        global shown
-        shown = screen(*AT, *SIZE)
-        mean, far = difference(shown, expected)
-        return mean < 3 and far < 0.01
-
-    if not eventually(matches, 20):
-        mean, far = difference(shown, expected)
+    shown, mean, far, matched = window_matching(AT, *SIZE, expected, 20)
+    if not matched:
         failures.append(f"the window differs from the rendered widget: mean {mean:.2f}, "
                         f"{far:.2%} of pixels off by more than 64")
-    mean, far = difference(shown, expected)
     write_png(os.path.join(work, "window.png"), shown)
     print(f"window against render at {SCALE}x: mean channel difference {mean:.3f}, "
           f"{far:.3%} of pixels off by more than 64")
