@@ -8,6 +8,7 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <utility>
 #include <vector>
 
 #include "support/test_support.h"
@@ -56,23 +57,24 @@ TEST(TimeZone, EveryZoneAgreesWithTheCLibraryFrom1960To2100) {
     setenv("TZ", (":" + name).c_str(), 1);
     tzset();
     TimeZone zone = findTimeZone(name);
-    auto same = [&](int64_t t) {
+    auto same = [&](int64_t t, const LibcView& theirs) {
       ZoneOffset ours = zone->offsetAt(sys_seconds{seconds{t}});
-      LibcView theirs = libc(t);
       return ours.offset.count() == theirs.offset && (ours.save.count() != 0) == theirs.daylight &&
              ours.abbreviation == theirs.abbreviation;
     };
     int64_t previous = from;
+    long previousOffset = libc(from).offset;
     for (int64_t t = from; t < to; previous = t, t += step) {
-      ASSERT_TRUE(same(t)) << name << " at " << t;
-      if (libc(t).offset == libc(previous).offset) continue;
+      const LibcView theirs = libc(t);
+      ASSERT_TRUE(same(t, theirs)) << name << " at " << t;
+      if (std::exchange(previousOffset, theirs.offset) == theirs.offset) continue;
       // The clocks changed in between: find the second they did and check both sides of it.
       int64_t lo = previous, hi = t;
       while (hi - lo > 1) {
         int64_t mid = lo + (hi - lo) / 2;
         (libc(mid).offset == libc(lo).offset ? lo : hi) = mid;
       }
-      ASSERT_TRUE(same(lo) && same(hi)) << name << " around " << hi;
+      ASSERT_TRUE(same(lo, libc(lo)) && same(hi, libc(hi))) << name << " around " << hi;
       // Wall-clock times there name the instants they came from, whichever occurrence is asked.
       for (int64_t at : {lo - 3600, lo, hi, hi + 3600}) {
         auto local = zone->toLocal(sys_seconds{seconds{at}});
