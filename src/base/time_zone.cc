@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 namespace pluvo {
 namespace {
@@ -385,22 +386,22 @@ std::optional<Zone> Zone::fromTzif(std::string name, std::span<const unsigned ch
     }
     return std::nullopt;
   };
+  // An hour of daylight saving time unless the standard time around it says otherwise.
   for (const RawType& t : raw) {
     auto text = chars.subspan(t.abbreviationAt);
     auto nul = std::find(text.begin(), text.end(), 0);
-    zone.types_.push_back({t.offset, 0, std::string(text.begin(), nul)});
+    zone.types_.push_back({t.offset, t.daylight ? 3600 : 0, std::string(text.begin(), nul)});
   }
   // Types are shared between transitions; each daylight type takes the saving of its first use.
   std::vector<bool> measured(raw.size(), false);
   for (size_t i = 0; i < zone.transitionType_.size(); ++i) {
-    uint8_t type = zone.transitionType_[i];
-    if (!raw[type].daylight || measured[type]) continue;
-    measured[type] = true;
-    int32_t save = zone.types_[type].offset - standardNear(i).value_or(zone.types_[type].offset);
-    zone.types_[type].save = save > 0 ? save : 3600;
-  }
-  for (size_t type = 0; type < raw.size(); ++type) {
-    if (raw[type].daylight && !measured[type]) zone.types_[type].save = 3600;
+    const uint8_t index = zone.transitionType_[i];
+    Type& type = zone.types_[index];
+    if (type.save == 0 || measured[index]) continue;
+    measured[index] = true;
+    if (auto standard = standardNear(i); standard && *standard < type.offset) {
+      type.save = type.offset - *standard;
+    }
   }
 
   if (timeWidth == 8) {
