@@ -100,9 +100,9 @@ Drawn drawRun(render::Canvas& canvas, std::string_view text, const render::Font&
 }
 
 // Where a styled text may break, coarsest first: the copy line's bar between its facts, the
-// middle dot inside a fact ("0.35″ · 3–5 PM"), and the blank between words. At a line's end a
-// break keeps its bar or dot (the line "0.35″ until 5 PM │" tells that more follows) and loses
-// its blanks.
+// middle dot inside a fact ("0.35″ · 3–5 PM"), and the blank between words. A break drops its
+// glue whole: a bar or dot that ended a line ("85% chance 4 PM │") would read as a fact left
+// out, and one that began the next would hang in front of it; the line break alone separates.
 enum class Break { bar = 0, dot = 1, space = 2 };
 constexpr int kBreakLevels = 3;
 // How much larger a finer break must keep the text to be taken over a coarser one.
@@ -114,8 +114,6 @@ struct Piece {
   size_t run = 0;
   std::optional<Break> glue;  // nullopt: words, drawn and never broken
   double width = 0;           // at the nominal size
-  std::string lineEnd;        // glue: what stays of it at the end of a line (" │", " ·", "")
-  double lineEndWidth = 0;
 };
 
 bool isBarRun(const TextRun& run) {
@@ -132,14 +130,7 @@ std::vector<Piece> piecesOf(const std::vector<TextRun>& runs, const render::Font
   std::vector<Piece> pieces;
   auto add = [&](std::string_view text, size_t run, std::optional<Break> glue) {
     if (text.empty()) return;
-    Piece piece{std::string(text), run, glue, textWidth(text, font), {}, 0};
-    if (glue) {
-      std::string_view kept = text.substr(0, text.find_last_not_of(' ') + 1);
-      if (kept.find_first_not_of(' ') == std::string_view::npos) kept = {};
-      piece.lineEnd = std::string(kept);
-      piece.lineEndWidth = kept.empty() ? 0 : textWidth(kept, font);
-    }
-    pieces.push_back(std::move(piece));
+    pieces.push_back({std::string(text), run, glue, textWidth(text, font)});
   };
   for (size_t r = 0; r < runs.size(); ++r) {
     std::string_view text = runs[r].text;
@@ -167,11 +158,8 @@ std::vector<Piece> piecesOf(const std::vector<TextRun>& runs, const render::Font
   return pieces;
 }
 
-// A line: piece indices, and the glue it was broken at, whose bar or dot ends it.
-struct Line {
-  std::vector<size_t> pieces;
-  std::optional<size_t> endGlue;
-};
+// A line: the indices of its pieces; the glue it was broken at is on neither line.
+using Line = std::vector<size_t>;
 using Lines = std::vector<Line>;
 
 // The pieces broken greedily at glue of `level` or coarser into lines no wider than `maxWidth` at
@@ -202,19 +190,14 @@ std::optional<Lines> breakLines(const std::vector<Piece>& pieces, int level, dou
     if (stretch.width > room) return std::nullopt;
     const double glue = stretch.glue ? pieces[*stretch.glue].width : 0;
     if (!lines.empty() && used + glue + stretch.width <= room) {
-      if (stretch.glue) lines.back().pieces.push_back(*stretch.glue);
+      if (stretch.glue) lines.back().push_back(*stretch.glue);
       used += glue;
     } else {
-      if (!lines.empty() && stretch.glue) {
-        if (used + pieces[*stretch.glue].lineEndWidth > room) return std::nullopt;
-        lines.back().endGlue = stretch.glue;
-      }
       if (static_cast<int>(lines.size()) == maxLines) return std::nullopt;
       lines.emplace_back();
       used = 0;
     }
-    lines.back().pieces.insert(lines.back().pieces.end(), stretch.pieces.begin(),
-                               stretch.pieces.end());
+    lines.back().insert(lines.back().end(), stretch.pieces.begin(), stretch.pieces.end());
     used += stretch.width;
   }
   return lines;
@@ -275,15 +258,13 @@ Fit fit(const TextBlock& text, const std::vector<Piece>& pieces) {
     if (breakable && static_cast<int>(cut.lines.size()) < maxLines) {
       double next = 0;
       for (size_t j = i + 1; j < pieces.size() && !pieces[j].glue; ++j) next += pieces[j].width;
-      if (used + pieces[i].width + next > room && used > 0 &&
-          used + pieces[i].lineEndWidth <= room) {
-        cut.lines.back().endGlue = i;
+      if (used + pieces[i].width + next > room && used > 0) {
         cut.lines.emplace_back();
         used = 0;
         continue;
       }
     }
-    cut.lines.back().pieces.push_back(i);
+    cut.lines.back().push_back(i);
     used += pieces[i].width;
   }
   return cut;
@@ -304,8 +285,7 @@ TextFitting asRuns(const TextBlock& text, const std::vector<Piece>& pieces, cons
       }
       last = run;
     };
-    for (size_t i : line.pieces) append(pieces[i].text, pieces[i].run);
-    if (line.endGlue) append(pieces[*line.endGlue].lineEnd, pieces[*line.endGlue].run);
+    for (size_t i : line) append(pieces[i].text, pieces[i].run);
   }
   return fitting;
 }

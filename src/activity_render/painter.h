@@ -6,8 +6,8 @@
 // labels, symbols and frames are drawn where, how and in the order the values say. What the
 // values leave to the painter is how a text fits its frame: a styled text (coloured runs) keeps
 // its first baseline, wraps preferably between the parts of a copy line (at its " │ " separators,
-// the bar staying at the end of the line), shrinks evenly down to its minimum scale, and then
-// ends in "…". No part is ever left out silently.
+// the separator dropped at the break, so that no line ends or begins with one), shrinks evenly
+// down to its minimum scale, and then ends in "…". No part is ever left out silently.
 //
 // The box-drawing bar "│" (U+2502) of the copy line's separators is not in Inter, and the
 // program loads no fallback font (render/text.h), so text containing it would show a missing-glyph
@@ -49,9 +49,9 @@ activity::MeasureText fontMeasure();
 void paintMiniChart(render::Canvas& canvas, const activity::MiniChart& chart,
                     render::Point origin = {});
 
-// How a styled text fits its frame: the runs of each line as they are drawn (a line broken at a
-// bar or dot ends in it, without its blanks), the scale it is drawn at, and whether its last line
-// is cut with "…".
+// How a styled text fits its frame: the runs of each line as they are drawn (the bar, dot or
+// blank a line was broken at is on neither line), the scale it is drawn at, and whether its last
+// line is cut with "…".
 struct TextFitting {
   std::vector<std::vector<activity::TextRun>> lines;
   double scale = 1;

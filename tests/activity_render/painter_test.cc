@@ -143,8 +143,9 @@ TEST(ActivityPainter, StyledTextWrapsThenShrinksThenTruncatesAndNeverDropsAFact)
   // clang-format off
   const Case cases[] = {
       {"fits", copy, w(all) + 1, 1, 1, {all}, 1},
-      {"wraps at a bar, which ends the line", copy, w(two + " │") + 1, 2, 0.7,
-       {two + " │", "0.21″ earlier"}, 1},
+      // The bar at the break is dropped: no line ends in it ("… 11 AM │"), none begins with it.
+      {"wraps at a bar, which the break drops", copy, w(two + " │") + 1, 2, 0.7,
+       {two, "0.21″ earlier"}, 1},
       {"shrinks on one line", copy, w(all) * 0.8, 1, 0.7, {all}, 0.8},
       // The watch banner: all three facts, shrunk, and cut with "…" at the minimum scale.
       {"breaks between words before leaving out a fact", copy, narrow, 2, 0.65,
@@ -152,7 +153,7 @@ TEST(ActivityPainter, StyledTextWrapsThenShrinksThenTruncatesAndNeverDropsAFact)
       {"shrinks to the minimum, then ends in an ellipsis", copy, narrow, 1, 0.65, {all}, 0.65,
        true},
       {"a lone fact breaks at its dot rather than shrink further", onset,
-       w("coming in 1 hr 25 min") * 0.9, 2, 0.65, {"<0.01″ ·", "coming in 1 hr 25 min"}, 0.9},
+       w("coming in 1 hr 25 min") * 0.9, 2, 0.65, {"<0.01″", "coming in 1 hr 25 min"}, 0.9},
       {"a fact too long for its lines is cut with an ellipsis", {copy[2]},
        w("85% chance 11 AM") / 3, 2, 0.7, {"85%", "chance 11 AM"}, 0.7, true},
   };
@@ -172,10 +173,11 @@ TEST(ActivityPainter, StyledTextWrapsThenShrinksThenTruncatesAndNeverDropsAFact)
     EXPECT_NEAR(fitting.scale, c.scale, 0.005);
     EXPECT_EQ(fitting.truncated, c.truncated);
   }
-  // Runs keep their paints across a break, the bar its own.
-  EXPECT_EQ(fitText({copy, font, {0, 0, narrow, 40}, 14, activity::TextAlignment::kLeading, 3, 1})
-                .lines.at(0),
-            (std::vector<TextRun>{copy[0], {" │", faint}}));
+  // Runs keep their paints on a broken line, the bar its own.
+  EXPECT_EQ(
+      fitText({copy, font, {0, 0, w(two) + 1, 40}, 14, activity::TextAlignment::kLeading, 2, 1})
+          .lines.at(0),
+      (std::vector<TextRun>{copy[0], copy[1], copy[2]}));
 }
 
 }  // namespace
