@@ -25,19 +25,16 @@ void ExtensionStack::endFinishedRainWindow(Instant now) {
   }
 }
 
-Expected<host::ActivityFacts> ExtensionStack::readActivity(std::string_view fileBytes) {
-  auto file = activity::decodeActivityFile(fileBytes);
-  if (!file) return std::unexpected(file.error());
-  return host::ActivityFacts{.id = std::move(file->id), .windowEnd = file->state.windowEnd};
-}
-
 namespace {
 
 class AppActivityPart final : public host::ActivityOutput {
  public:
   explicit AppActivityPart(ExtensionStack& stack) : stack_(stack) {}
-  void show(const host::ActivityFacts&, std::string_view, Instant now) override {
-    stack_.endFinishedRainWindow(now);
+  // Until a window has been over for half an hour there is nothing to end and nothing to read.
+  // Then the app's own file is read again before it goes: a refresh may just have written a
+  // newer window into it than the one the host decoded.
+  void show(const activity::ActivityFile& shown, Instant now) override {
+    if (now - shown.state.windowEnd >= app::kLingerSeconds) stack_.endFinishedRainWindow(now);
   }
   void end(std::string_view) override {}
 

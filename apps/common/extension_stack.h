@@ -7,22 +7,21 @@
 // window Live Activity (app/place_setting.h); `endFinishedRainWindow` ends a window that has been
 // over for half an hour between refreshes. Their failures are one log line each.
 //
-// For the host's Live Activity mirror it reads the app's activity files (`readActivity`) and
-// plays the app's part while an activity is shown (`appActivityPart`: a window over for half an
-// hour is ended at the minute that finds it so).
+// For the host's Live Activity mirror it plays the app's part while an activity is shown
+// (`appActivityPart`: a window over for half an hour is ended at the minute that finds it so).
 //
 //   host::HostEnvironment env(system, startAt);
 //   ExtensionStack stack(env, std::move(serviceOptions));
 //   auto host = host::WidgetHost::open(
-//       env, stack.provider, {.readActivity = ExtensionStack::readActivity,
+//       env, stack.provider, {.readActivity = activity::decodeActivityFile,
 //                             .activityOutputs = {stack.appActivityPart(), myOutput}});
 //
 // Thread safety: as its parts. Make one per process and keep it while the host runs.
 #pragma once
 
 #include <memory>
-#include <string_view>
 
+#include "activity/rain_window.h"
 #include "base/instant.h"
 #include "host/host_environment.h"
 #include "host/widget_host.h"
@@ -42,7 +41,6 @@ struct ExtensionStack {
 
   void endFinishedRainWindow(Instant now);
 
-  static Expected<host::ActivityFacts> readActivity(std::string_view fileBytes);
   std::shared_ptr<host::ActivityOutput> appActivityPart();
 
   host::HostEnvironment& env;

@@ -10,21 +10,14 @@
 
 namespace pluvo::desk {
 
-// Decodes on the host's thread; the card changes on the GTK thread.
+// Called on the host's thread with the activity it decoded; the card changes on the GTK thread.
 class LockCard::Output final : public host::ActivityOutput {
  public:
   explicit Output(LockCard& card) : card_(card) {}
 
-  void show(const host::ActivityFacts& facts, std::string_view fileBytes, Instant now) override {
-    auto file = activity::decodeActivityFile(fileBytes);
-    if (!file) {
-      // The host read the same bytes with the same decoder: this is not expected to happen.
-      card_.env_.log("pluvo-desk cannot show activity " + facts.id + ": " + file.error().message);
-      return;
-    }
-    onGtkThread([card = &card_, shown = Shown{std::move(*file), now}]() mutable {
-      card->shown(std::move(shown));
-    });
+  void show(const activity::ActivityFile& activity, Instant now) override {
+    onGtkThread(
+        [card = &card_, shown = Shown{activity, now}]() mutable { card->shown(std::move(shown)); });
   }
 
   void end(std::string_view id) override {

@@ -30,6 +30,7 @@
 #include <thread>
 #include <vector>
 
+#include "activity/rain_window.h"
 #include "app/place_setting.h"
 #include "desk_actions.h"
 #include "desk_settings.h"
@@ -275,7 +276,7 @@ class Desk {
     lockCard_ = std::make_unique<LockCard>(app_, env_, [this] { return lockCardPlace(); });
     auto opened = host::WidgetHost::open(
         env_, stack_.provider,
-        {.readActivity = ExtensionStack::readActivity,
+        {.readActivity = activity::decodeActivityFile,
          .activityOutputs = {stack_.appActivityPart(), lockCard_->output()},
          .followSystemTimeZone = !arguments_.zoneGiven && std::getenv("TZ") == nullptr,
          .outputs = {std::make_shared<WindowOutput>(*this, env_)}});

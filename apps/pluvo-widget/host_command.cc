@@ -71,19 +71,18 @@ void notifyReady() {
 
 // The host's Live Activity images: every presentation at 3x, as PNG, each with the description
 // `activity render` writes beside its image, the activity's id first.
-Expected<std::vector<host::ActivityImage>> drawActivity(TimeZone deviceZone, std::string_view bytes,
+Expected<std::vector<host::ActivityImage>> drawActivity(TimeZone deviceZone,
+                                                        const activity::ActivityFile& file,
                                                         Instant now,
                                                         render::SurfacePool& surfaces) {
-  auto file = activity::decodeActivityFile(bytes);
-  if (!file) return std::unexpected(file.error());
   auto drawn = activity_render::drawActivity(
-      *file, now, {.scale = 3, .deviceZone = deviceZone, .surfaces = &surfaces});
+      file, now, {.scale = 3, .deviceZone = deviceZone, .surfaces = &surfaces});
   if (!drawn) return std::unexpected(drawn.error());
   std::vector<host::ActivityImage> result;
   for (activity_render::DrawnPresentation& p : *drawn) {
     std::string fileName = p.fileName;
     DrawnImage image = presentationImage(std::move(p));
-    image.names.insert(image.names.begin(), {"id", file->id});
+    image.names.insert(image.names.begin(), {"id", file.id});
     std::string description = imageDescriptionJson(image, fileName, "color", now);
     result.push_back({.fileName = std::move(fileName),
                       .bytes = std::move(image.bytes),
@@ -118,10 +117,10 @@ int host(const CommandContext& context, const HostArguments& arguments) {
       {.outDir = arguments.outDir,
        .once = arguments.once,
        .drawer = drawerFor(context, env, surfaces),
-       .readActivity = ExtensionStack::readActivity,
+       .readActivity = activity::decodeActivityFile,
        .activityDrawer =
-           [&env, surfaces](std::string_view bytes, Instant now) {
-             return drawActivity(env.deviceTimeZone(), bytes, now, *surfaces);
+           [&env, surfaces](const activity::ActivityFile& file, Instant now) {
+             return drawActivity(env.deviceTimeZone(), file, now, *surfaces);
            },
        .activityOutputs = {stack.appActivityPart()},
        .handleSignals = true,

@@ -126,15 +126,15 @@ class ActivityFolder final : public ActivityOutput {
   ActivityFolder(HostEnvironment& env, fs::path folder, ActivityDrawer drawer)
       : env_(env), folder_(std::move(folder)), drawer_(std::move(drawer)) {}
 
-  void show(const ActivityFacts& activity, std::string_view fileBytes, Instant now) override {
+  void show(const activity::ActivityFile& activity, Instant now) override {
     Said& said = said_[activity.id];
-    Expected<std::vector<ActivityImage>> drawn = drawer_(fileBytes, now);
+    Expected<std::vector<ActivityImage>> drawn = drawer_(activity, now);
     if (!drawn) {
       // Logged once per content; the drawings of the last good content stay.
-      if (said.undrawable != fileBytes) {
+      if (said.undrawable != activity) {
         env_.log("Pluvo widget host cannot draw activity " + activity.id + ": " +
                  drawn.error().message + "; its previous drawings stay");
-        said.undrawable = std::string(fileBytes);
+        said.undrawable = activity;
       }
       return;
     }
@@ -180,8 +180,8 @@ class ActivityFolder final : public ActivityOutput {
  private:
   // What was said of an activity, so that it is said once.
   struct Said {
-    std::optional<std::string> undrawable;  // the content that could not be drawn
-    bool refusedLink = false;               // its folder is a symbolic link
+    std::optional<activity::ActivityFile> undrawable;  // the content that could not be drawn
+    bool refusedLink = false;                          // its folder is a symbolic link
   };
 
   void remove(const std::string& id) {
@@ -252,9 +252,11 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
 
   // A Live Activity file of the container's LiveActivities folder, by file name.
   struct Activity {
-    std::string bytes;                     // the file as last read, readable or not
-    std::optional<ActivityFacts> shown;    // what the outputs were last told of it
-    std::optional<std::string> saidBytes;  // the unreadable content last logged
+    std::string bytes;  // the file as last read, readable or not
+    // What the outputs were last told of it, decoded once at its change and shown again at
+    // each minute.
+    std::optional<activity::ActivityFile> shown;
+    bool unreadable = false;  // `bytes` did not read (said once): the outputs keep `shown`
   };
   std::vector<std::shared_ptr<ActivityOutput>> activityOutputs;
   std::optional<fs::path> activitiesFolder;
@@ -395,37 +397,35 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
       activities.erase(known);
       return;
     }
+    // An unchanged file (the app rewrote the same state) is neither decoded nor shown again.
     if (known != activities.end() && known->second.bytes == **content) return;
     Activity& activity = activities[name];
     activity.bytes = std::move(**content);
-    showActivity(name, activity);
+    Expected<activity::ActivityFile> read = options.readActivity(activity.bytes);
+    if (read && !usableFolderName(read->id)) {
+      read = fail("its id \"" + read->id + "\" cannot name a folder");
+    }
+    activity.unreadable = !read;
+    if (!read) {
+      // Said once per content (the same bytes again stop above); the outputs keep what they
+      // showed of the last good one.
+      env.log("Pluvo widget host cannot read " + (*activitiesFolder / name).string() + ": " +
+              read.error().message + "; what was shown of it stays");
+      return;
+    }
+    if (activity.shown && activity.shown->id != read->id) endActivity(activity);
+    activity.shown = std::move(*read);
+    showActivity(activity);
   }
 
   // Tells the outputs of `activity` at the host's now, or ends it once its window is long over.
-  void showActivity(const std::string& name, Activity& activity) {
-    Expected<ActivityFacts> facts = options.readActivity(activity.bytes);
-    if (facts && !usableFolderName(facts->id)) {
-      facts = fail("its id \"" + facts->id + "\" cannot name a folder");
-    }
-    if (!facts) {
-      // Logged once per content; the outputs keep what they showed of the last good one.
-      if (activity.saidBytes != activity.bytes) {
-        env.log("Pluvo widget host cannot read " + (*activitiesFolder / name).string() + ": " +
-                facts.error().message + "; what was shown of it stays");
-        activity.saidBytes = activity.bytes;
-      }
-      return;
-    }
-    activity.saidBytes.reset();
-    if (activity.shown && activity.shown->id != facts->id) endActivity(activity);
+  void showActivity(Activity& activity) {
     const Instant now = env.now();
-    if (now >= facts->windowEnd + kActivityAfterWindow) {
-      activity.shown = std::move(*facts);
+    if (now >= activity.shown->state.windowEnd + kActivityAfterWindow) {
       endActivity(activity);
       return;
     }
-    activity.shown = std::move(*facts);
-    for (const auto& output : activityOutputs) output->show(*activity.shown, activity.bytes, now);
+    for (const auto& output : activityOutputs) output->show(*activity.shown, now);
     armMinute();
   }
 
@@ -449,10 +449,10 @@ struct WidgetHost::Core : std::enable_shared_from_this<Core> {
     const Instant now = env.now();
     for (auto& [name, activity] : activities) {
       if (!activity.shown) continue;
-      if (now >= activity.shown->windowEnd + kActivityAfterWindow) {
+      if (now >= activity.shown->state.windowEnd + kActivityAfterWindow) {
         endActivity(activity);  // also when its last content did not read
-      } else {
-        showActivity(name, activity);
+      } else if (!activity.unreadable) {
+        showActivity(activity);
       }
     }
   }

@@ -28,9 +28,11 @@
 // each wall-clock minute while it is shown (its onset and "until" texts move with the clock),
 // `end` when the file is deleted or the rain window has been over for an hour. A file that does
 // not read (`HostOptions::readActivity`) is logged once with its name and the error, and its
-// outputs keep what they showed. The output folder draws every presentation of an activity into
-// "<DIR>/activities/<id>/" (an image and its description JSON per presentation), removes that
-// folder at the end, and at start removes the folders of activities whose file is gone.
+// outputs keep what they showed. A file is read and decoded once per change; every output, and
+// every minute's `show`, gets the activity as decoded then. The output folder draws every
+// presentation of an activity into "<DIR>/activities/<id>/" (an image and its description JSON
+// per presentation), removes that folder at the end, and at start removes the folders of
+// activities whose file is gone.
 //
 // SIGINT or SIGTERM: the task in hand (a drawing) is finished, writes under way in other
 // threads are given up to 0.8 s, and `run` returns 0; a second such signal exits the process at
@@ -60,6 +62,7 @@
 #include <string_view>
 #include <vector>
 
+#include "activity/rain_window.h"
 #include "base/error.h"
 #include "host/host_environment.h"
 #include "host/kernel_events.h"
@@ -81,28 +84,23 @@ struct ActivityImage {
   std::string bytes;            // the encoded image
   std::string descriptionJson;  // written beside it as "lock.json"
 };
-// Draws every presentation of an activity file at `now`, on the main loop, for the output
-// folder; the error is the decoding or drawing error.
-using ActivityDrawer =
-    std::function<Expected<std::vector<ActivityImage>>(std::string_view fileBytes, Instant now)>;
+// Draws every presentation of an activity at `now`, on the main loop, for the output folder; the
+// error is the drawing error.
+using ActivityDrawer = std::function<Expected<std::vector<ActivityImage>>(
+    const activity::ActivityFile& activity, Instant now)>;
 
-// What the host itself needs of an activity file: its id (which names its output folder) and
-// when its rain window ends (an hour later it is ended).
-struct ActivityFacts {
-  std::string id;
-  Instant windowEnd;
-  bool operator==(const ActivityFacts&) const = default;
-};
-// Reads an activity file's bytes; the error says what is wrong with them.
-using ActivityReader = std::function<Expected<ActivityFacts>(std::string_view fileBytes)>;
+// Decodes an activity file's bytes (activity::decodeActivityFile); the error says what is wrong
+// with them. The host needs its id (which names its output folder) and its window's end (an hour
+// later it is ended); the outputs get all of it.
+using ActivityReader = std::function<Expected<activity::ActivityFile>(std::string_view fileBytes)>;
 
 // One consumer of the Live Activities, called on the main loop.
 class ActivityOutput {
  public:
   virtual ~ActivityOutput() = default;
   // The activity as it is at `now`: its file appeared or changed, or a minute struck.
-  // `fileBytes` are the file as the app wrote it, which the host's reader accepted.
-  virtual void show(const ActivityFacts& activity, std::string_view fileBytes, Instant now) = 0;
+  // `activity` is the file as the host's reader decoded it at its last change.
+  virtual void show(const activity::ActivityFile& activity, Instant now) = 0;
   // Its file went, or its rain window has been over for an hour: no `show` follows unless the
   // activity comes back.
   virtual void end(std::string_view id) = 0;

@@ -219,6 +219,17 @@ TEST_F(HostTest, DrawsLiveActivitiesFromTheAppsFolder) {
   auto once = testing::runCommand(hostCommand("2026-11-17T17:40:00Z", {"--once"}));
   EXPECT_EQ(once.exitCode, 0) << once.err;
   EXPECT_FALSE(fs::exists(drawn));
+
+  // The app's own window (ended 20:00Z) is still shown 29 minutes on, and ended at 30. The
+  // service fails, so that no refresh has the app follow the rain in that file instead.
+  server.setReply({.status = 500, .body = "{}"});
+  writeFileBytes(activities / "rain-window.json", raining);
+  for (auto [now, kept] :
+       {std::pair("2026-11-17T20:29:00Z", true), {"2026-11-17T20:30:00Z", false}}) {
+    auto run = testing::runCommand(hostCommand(now, {"--once"}));
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(fs::exists(activities / "rain-window.json"), kept) << now;
+  }
 }
 
 }  // namespace

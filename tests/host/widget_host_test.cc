@@ -126,15 +126,16 @@ TEST_F(WidgetHostTest, OneRoundReadsStorageOnceAndNeverDrawsThroughAPlantedLink)
   fs::create_directories(out / "activities");
   fs::create_symlink(elsewhere, out / "activities" / "A1");
   const Instant windowEnd = env.now() + 3600;
-  HostOptions options{
-      .outDir = out,
-      .once = true,
-      .readActivity = [&](std::string_view) -> Expected<ActivityFacts> {
-        return ActivityFacts{"A1", windowEnd};
-      },
-      .activityDrawer = [](std::string_view, Instant) -> Expected<std::vector<ActivityImage>> {
-        return std::vector<ActivityImage>{{"lock.png", "PNG", "{}"}};
-      }};
+  HostOptions options{.outDir = out,
+                      .once = true,
+                      .readActivity = [&](std::string_view) -> Expected<activity::ActivityFile> {
+                        return activity::ActivityFile{.id = "A1",
+                                                      .state = {.windowEnd = windowEnd}};
+                      },
+                      .activityDrawer = [](const activity::ActivityFile&,
+                                           Instant) -> Expected<std::vector<ActivityImage>> {
+                        return std::vector<ActivityImage>{{"lock.png", "PNG", "{}"}};
+                      }};
   auto host = WidgetHost::open(env, provider, std::move(options));
   ASSERT_TRUE(host.has_value()) << host.error().message;
   EXPECT_EQ((*host)->run(), 0);
@@ -248,10 +249,10 @@ TEST_F(WidgetHostTest, ReloadDatesArmTheTimersAndAFiredOneRedrawsItsKindAlone) {
   loop.join();
 }
 
-// What an activity output hears, in order: "show <id> <bytes>" and "end <id>".
+// What an activity output hears, in order: "show <id> <file's bytes>" and "end <id>".
 struct RecordingActivities final : ActivityOutput {
-  void show(const ActivityFacts& activity, std::string_view bytes, Instant) override {
-    record("show " + activity.id + " " + std::string(bytes));
+  void show(const activity::ActivityFile& activity, Instant) override {
+    record("show " + activity.id + " " + activity.attributes.locationName);
   }
   void end(std::string_view id) override { record("end " + std::string(id)); }
   void record(std::string event) {
@@ -272,15 +273,19 @@ struct RecordingActivities final : ActivityOutput {
 TEST_F(WidgetHostTest, ActivityOutputsFollowTheAppsFiles) {
   const fs::path folder = system.containerPath() / "LiveActivities";
   auto output = std::make_shared<RecordingActivities>();
-  // "<id> <minutes from now the window ends>"; anything else does not read.
-  HostOptions options{.readActivity = [&](std::string_view bytes) -> Expected<ActivityFacts> {
-                        const auto blank = bytes.find(' ');
-                        if (blank == std::string_view::npos) return fail("no window end");
-                        return ActivityFacts{
-                            std::string(bytes.substr(0, blank)),
-                            env.now() + 60 * std::stod(std::string(bytes.substr(blank + 1)))};
-                      },
-                      .activityOutputs = {output}};
+  // "<id> <minutes from now the window ends>", kept whole as the place's name; anything else
+  // does not read.
+  HostOptions options{
+      .readActivity = [&](std::string_view bytes) -> Expected<activity::ActivityFile> {
+        const auto blank = bytes.find(' ');
+        if (blank == std::string_view::npos) return fail("no window end");
+        return activity::ActivityFile{
+            .id = std::string(bytes.substr(0, blank)),
+            .attributes = {.locationName = std::string(bytes), .locationKey = ""},
+            .state = {.windowEnd =
+                          env.now() + 60 * std::stod(std::string(bytes.substr(blank + 1)))}};
+      },
+      .activityOutputs = {output}};
   auto host = WidgetHost::open(env, provider, std::move(options));
   ASSERT_TRUE(host.has_value()) << host.error().message;
   std::thread loop([&] { (*host)->run(); });
