@@ -6,10 +6,9 @@ refresh reaches the service, kind redraws the window as the new kind and remembe
 unknown kind changes nothing, and quit ends the program with status 0.
   desk_actions_test.py PLUVO_DESK PLUVO_WIDGET FORECAST_SERVICE OPEN_METEO_STAND_IN WORK_DIR
 Exit 77 (skipped) when no X server or session bus can be started."""
-import os, subprocess, sys, time
+import os, shutil, subprocess, sys, time
 
-from desk_support import (eventually, in_session, png_pixels, prepare, report, screen,
-                          window_matching, write_info, write_png)
+from desk_support import eventually, in_session, png_pixels, screen, window_matching, write_png
 
 desk, cli, service, open_meteo, work = sys.argv[1:5] + [os.path.abspath(sys.argv[5])]
 in_session()
@@ -20,7 +19,14 @@ APP = "org.pluvo.Desk"
 SCALE = 2
 AT = (10, 10)
 
-container, config, env = prepare(work, "PluvoCurrentSmallWidget", AT, SCALE)
+shutil.rmtree(work, ignore_errors=True)
+container, config = os.path.join(work, "container"), os.path.join(work, "config")
+os.makedirs(container)
+os.makedirs(os.path.join(config, "pluvo"))
+with open(os.path.join(config, "pluvo", "desk.conf"), "w") as f:
+    f.write(f"window PluvoCurrentSmallWidget {AT[0]} {AT[1]}\n")
+env = dict(os.environ, XDG_CONFIG_HOME=config, GSK_RENDERER="cairo", GDK_SCALE=str(SCALE),
+           GDK_BACKEND="x11", NO_AT_BRIDGE="1", GTK_A11Y="none", XDG_RUNTIME_DIR=work)
 failures, processes = [], []
 
 
@@ -50,7 +56,9 @@ try:
                             os.path.join(work, "service")], "service")
     assert service_url.startswith("http://127.0.0.1:"), service_url
     info = os.path.join(work, "Info.plist")
-    write_info(info, service_url)
+    with open(info, "w") as f:
+        f.write('<?xml version="1.0"?><plist version="1.0"><dict><key>PluvoAPIBaseURL</key>'
+                f"<string>{service_url}</string></dict></plist>")
     common = ["--now", NOW, "--time-zone", ZONE, "--container", container, "--caches",
               os.path.join(work, "caches"), "--info", info]
     started = time.monotonic()
@@ -124,4 +132,8 @@ finally:
                 process.wait(10)
             except subprocess.TimeoutExpired:
                 process.kill()
-report(failures, os.path.join(work, "desk.log"))
+for failure in failures:
+    print("FAIL:", failure)
+if failures:
+    print(log_of("desk")[-3000:])
+sys.exit(1 if failures else 0)

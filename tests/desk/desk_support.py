@@ -18,36 +18,6 @@ def in_session():
                            "dbus-run-session", "--", sys.executable] + sys.argv)
 
 
-def prepare(work, kind, at, scale):
-    """A fresh WORK folder with an empty container and the window of `kind` remembered at `at`:
-    (container, config folder, the environment pluvo-desk runs in at `scale`)."""
-    shutil.rmtree(work, ignore_errors=True)
-    container, config = os.path.join(work, "container"), os.path.join(work, "config")
-    os.makedirs(container)
-    os.makedirs(os.path.join(config, "pluvo"))
-    with open(os.path.join(config, "pluvo", "desk.conf"), "w") as f:
-        f.write(f"window {kind} {at[0]} {at[1]}\n")
-    env = dict(os.environ, XDG_CONFIG_HOME=config, GSK_RENDERER="cairo", GDK_SCALE=str(scale),
-               GDK_BACKEND="x11", NO_AT_BRIDGE="1", GTK_A11Y="none", XDG_RUNTIME_DIR=work)
-    return container, config, env
-
-
-def write_info(path, url):
-    """An Info.plist that points the programs at the forecast service at `url`."""
-    with open(path, "w") as f:
-        f.write('<?xml version="1.0"?><plist version="1.0"><dict><key>PluvoAPIBaseURL</key>'
-                f"<string>{url}</string></dict></plist>")
-
-
-def report(failures, log):
-    """Prints the failures and the end of the desk's log, and exits 1 if there are any."""
-    for failure in failures:
-        print("FAIL:", failure)
-    if failures:
-        print(open(log).read()[-3000:])
-    sys.exit(1 if failures else 0)
-
-
 def png_pixels(path):
     """(width, height, rows of (r, g, b)) of an 8-bit RGB or RGBA PNG."""
     data = open(path, "rb").read()

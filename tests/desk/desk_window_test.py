@@ -6,8 +6,7 @@ snapshot, and shows the lock card while an activity file exists.
 Exit 77 (skipped) when no X server or session bus can be started."""
 import json, os, shutil, signal, subprocess, sys, time
 
-from desk_support import (eventually, in_session, png_pixels, prepare, report, screen,
-                          window_matching, write_info, write_png)
+from desk_support import eventually, in_session, png_pixels, screen, window_matching, write_png
 
 desk, cli, samples, work = sys.argv[1:4] + [os.path.abspath(sys.argv[4])]
 in_session()
@@ -19,13 +18,25 @@ SCALE = 2
 AT = (10, 10)  # where the remembered position puts the window, in pixels
 SIZE = (170 * SCALE, 170 * SCALE)
 
-container, config, env = prepare(work, KIND, AT, SCALE)
+shutil.rmtree(work, ignore_errors=True)
+container = os.path.join(work, "container")
+config = os.path.join(work, "config")
+os.makedirs(container)
+os.makedirs(os.path.join(config, "pluvo"))
 info = os.path.join(work, "Info.plist")
-write_info(info, "http://127.0.0.1:9")
+with open(info, "w") as f:
+    f.write('<?xml version="1.0" encoding="UTF-8"?>\n<plist version="1.0"><dict>'
+            "<key>PluvoAPIBaseURL</key><string>http://127.0.0.1:9</string></dict></plist>\n")
 shutil.copy(os.path.join(samples, "forecast-cache.json"),
             os.path.join(container, "pluvo-last-forecast.json"))
+with open(os.path.join(config, "pluvo", "desk.conf"), "w") as f:
+    f.write(f"window {KIND} {AT[0]} {AT[1]}\n")
 common = ["--now", NOW, "--time-zone", ZONE, "--container", container, "--caches",
           os.path.join(work, "caches"), "--info", info]
+env = dict(os.environ, XDG_CONFIG_HOME=config, GSK_RENDERER="cairo", GDK_SCALE=str(SCALE),
+           GDK_BACKEND="x11", NO_AT_BRIDGE="1", GTK_A11Y="none", XDG_RUNTIME_DIR=work)
+
+
 failures = []
 reference = os.path.join(work, "reference.png")
 subprocess.run([cli] + common + ["render", "--kind", KIND, "--scale", str(SCALE), "-o", reference],
@@ -107,4 +118,8 @@ if status != 0:
 remembered = open(os.path.join(config, "pluvo", "desk.conf")).read()
 if not remembered.startswith("# pluvo-desk") or f"window {KIND} {AT[0]} {AT[1]}" not in remembered:
     failures.append(f"the position was not remembered: {remembered!r}")
-report(failures, os.path.join(work, "desk.log"))
+for failure in failures:
+    print("FAIL:", failure)
+if failures:
+    print(open(os.path.join(work, "desk.log")).read()[-3000:])
+sys.exit(1 if failures else 0)
