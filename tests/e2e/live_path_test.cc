@@ -69,7 +69,8 @@ TEST_F(LivePathTest, APlaceChosenByNameIsDrawnWithItsRainWindow) {
 
   auto host = testing::runCommand(cli({"host", "--once", "--out", (root.path() / "out").string()}));
   ASSERT_EQ(host.exitCode, 0) << host.err;
-  for (std::string kind : snapshot::kWidgetKinds) {
+  for (std::string_view name : snapshot::kWidgetKinds) {
+    const std::string kind(name);
     EXPECT_GT(fs::file_size(root.path() / "out" / (kind + ".png")), 1000u) << kind;
     const std::string entry = testing::readFileBytes(root.path() / "out" / (kind + ".json"));
     // The day's total and chance from the answer's daily series; 60 °F its high.
