@@ -2,7 +2,7 @@
 
 #include <cairo-ft.h>
 #include <cairo.h>
-#include <hb-ot.h>
+#include <ft2build.h>
 #include <hb.h>
 #include <unistd.h>
 
