@@ -20,8 +20,7 @@
 //   Scene card = activity::lockCard({state, now, deviceZone, measure});
 //   paintScene(*canvas, card);
 //
-// Units: points, y downwards. Thread safety: as render/text.h: measure and paint on the thread
-// that draws (Pango font maps are per thread).
+// Units: points, y downwards. Thread safety: as render/text.h: any thread may measure and paint.
 #pragma once
 
 #include <vector>

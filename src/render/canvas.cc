@@ -3,7 +3,6 @@
 #include <cairo-pdf.h>
 #include <cairo-svg.h>
 #include <cairo.h>
-#include <pango/pangocairo.h>
 
 #include <algorithm>
 #include <cmath>
@@ -571,11 +570,10 @@ void Canvas::drawText(const TextLine& line, Point baselineOrigin, Color color) {
 }
 
 void Canvas::drawTextAt(const TextLine& line, Point topLeft, Color color) {
-  if (!line.pangoLayout()) return;
+  if (line.glyphs_.empty()) return;
   if (!setInk(color, Use::mark)) return;
   cairo_new_path(cr_);
-  cairo_move_to(cr_, topLeft.x, topLeft.y);
-  pango_cairo_show_layout(cr_, line.pangoLayout());
+  line.show(cr_, topLeft);
   cairo_new_path(cr_);
 }
 

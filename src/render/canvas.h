@@ -30,8 +30,7 @@
 // their tone, and a near-opaque dark fill (the navy ground, a night band) is paper. `Knockout`
 // draws paper inside a mark (the brand mark's waves).
 //
-// Thread safety: one canvas per thread, and text laid out on that same thread (Pango font maps
-// are per thread).
+// Thread safety: one canvas per thread; text laid out on any thread may be drawn on it.
 #pragma once
 
 #include <memory>

@@ -2,8 +2,8 @@
 // way the product's text views behave: one line, shrunk to fit its width down to a minimum scale
 // factor, then cut with an ellipsis.
 //
-// Fonts come from a fontconfig configuration of the program's own that holds only Inter (Debian
-// fonts-inter), so the same text gives the same pixels whatever fonts the machine has. Weights use
+// The fonts are Inter's own files (Debian fonts-inter), read straight from their folder and shaped
+// with HarfBuzz, so the same text gives the same pixels whatever fonts the machine has. Weights use
 // the product's names: semibold 600, bold 700, heavy 800, black 900. `monospacedDigits` turns on
 // Inter's tabular figures ("tnum") for the digits, so numbers do not jump as they change. Large
 // sizes stay in Inter's text cut: its display cut would be one more face to load in a process
@@ -18,18 +18,19 @@
 //   place.width();      // <= 120
 //   canvas.drawText(place, {x, top + place.baseline()}, palette::widgetSecondaryText);
 //
-// Thread safety: Pango font maps are per thread; each thread gets its own on first use. A
-// TextLine must be drawn on the thread that laid it out.
+// Thread safety: any thread may lay out and draw text; the fonts are loaded once per process and
+// shared. A TextLine is a plain value.
 #pragma once
 
 #include <limits>
-#include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/error.h"
+#include "render/geometry.h"
 
-using PangoLayout = struct _PangoLayout;
+using cairo_t = struct _cairo;
 
 namespace pluvo::render {
 
@@ -77,15 +78,23 @@ class TextLine {
   // Height of the capital letters above the baseline at the drawn size.
   double capHeight() const;
 
-  PangoLayout* pangoLayout() const { return layout_.get(); }
-
  private:
   friend TextLine layoutText(std::string_view, const Font&, const TextFit&);
-  struct LayoutDeleter {
-    void operator()(PangoLayout* layout) const;
+  friend class Canvas;
+  // One shaped glyph: `x` from the line's start, `y` below the baseline, in points; `cluster` is
+  // the byte in `shown_` it comes from (PDF keeps the text searchable through it).
+  struct Glyph {
+    unsigned index;
+    unsigned cluster;
+    double x, y;
   };
-  std::unique_ptr<PangoLayout, LayoutDeleter> layout_;
+  // Draws the glyphs in the current source, the line box's top-left corner at `topLeft`.
+  void show(cairo_t* cr, Point topLeft) const;
+
   std::string text_;
+  std::string shown_;  // the text drawn: `text_`, or its cut with "…"
+  std::vector<Glyph> glyphs_;
+  FontWeight weight_ = FontWeight::regular;
   double width_ = 0;
   double height_ = 0;
   double baseline_ = 0;

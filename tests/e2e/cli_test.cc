@@ -22,6 +22,7 @@ namespace fs = std::filesystem;
 using testing::at;
 using ::testing::HasSubstr;
 using testing::jsonField;
+using testing::jsonFields;
 using testing::readFileBytes;
 using testing::readSample;
 using testing::replaced;
@@ -43,13 +44,6 @@ testing::CommandResult cli(std::vector<std::string> arguments) {
 testing::CommandResult cliAtNow(std::vector<std::string> arguments) {
   arguments.insert(arguments.begin(), {"--now", kNow, "--time-zone", "America/Chicago"});
   return cli(arguments);
-}
-
-// The values of `keys` in the JSON object `json`, each followed by a blank.
-std::string fieldsOf(const std::string& json, std::initializer_list<const char*> keys) {
-  std::string values;
-  for (const char* key : keys) values += jsonField(json, key) + " ";
-  return values;
 }
 
 // A command that must succeed: what it said when it did not.
@@ -102,8 +96,6 @@ TEST(Cli, EveryMistakeIsOneLineAndWritesNothing) {
        packet + " is not a chart packet: metrics[1].key: unknown value \"snow\""},
       {{"packet", "decode", d + "none.json"},
        "cannot open " + d + "none.json: No such file or directory"},
-      {{"packet", "decode", dir.path().string()},
-       "cannot read " + dir.path().string() + ": Is a directory"},
       {{"snapshot", "build", kRainy, "--metrics", "precip,snow"},
        "--metrics: \"snow\" is not a metric key; use precip, temp, wind, humidity, dewpoint, "
        "cloudcover, pressure, airquality, tide, solunar, sun"},
@@ -319,12 +311,9 @@ class StorageCliTest : public ::testing::Test {
     server.setReply({.body = readSample("rainy-week.json")});
   }
   testing::CommandResult run(std::string command, std::vector<std::string> extra = {}) {
-    std::vector<std::string> argv = {command,          "--container",    container,
-                                     "--caches",       d + "caches",     "--info",
-                                     d + "Info.plist", "--now",          "2026-10-29T20:00:00Z",
-                                     "--time-zone",    "America/Chicago"};
-    argv.insert(argv.end(), extra.begin(), extra.end());
-    return cli(argv);
+    extra.insert(extra.begin(), command);
+    return testing::runCommand(
+        testing::widgetCommand(PLUVO_CLI, root.path(), "2026-10-29T20:00:00Z", extra));
   }
   void storeSnapshotBuiltAt(const char* instant) {
     testing::TestEnvironment env(root.path());
@@ -342,23 +331,24 @@ class StorageCliTest : public ::testing::Test {
 
 TEST_F(StorageCliTest, TimelineIsOneRequestOfTheProvider) {
   auto empty = ok(run("timeline", {"--kind", "PluvoTodayMediumWidget"}));
-  EXPECT_EQ(fieldsOf(empty.out, {"kind", "date", "reloadDate", "source", "networkRefresh"}),
+  EXPECT_EQ(jsonFields(empty.out, {"kind", "date", "reloadDate", "source", "networkRefresh"}),
             "PluvoTodayMediumWidget 2026-10-29T20:00:00Z 2026-10-29T20:05:00Z placeholder false ");
   // The product's lines go to standard error.
   EXPECT_THAT(empty.err, HasSubstr("Pluvo widget snapshot recovery failed: "));
 
   storeSnapshotBuiltAt("2026-10-29T15:00:00Z");
-  EXPECT_EQ(fieldsOf(run("timeline", {"--request", "snapshot"}).out, {"source", "reloadDate"}),
+  EXPECT_EQ(jsonFields(run("timeline", {"--request", "snapshot"}).out, {"source", "reloadDate"}),
             "stored  ");
   EXPECT_EQ(server.requestCount(), 0);
-  EXPECT_EQ(fieldsOf(run("timeline").out, {"source", "networkRefresh", "updatedAt", "reloadDate"}),
-            "refreshed true 2026-10-29T20:00:00Z 2026-10-30T00:00:00Z ");
+  EXPECT_EQ(
+      jsonFields(run("timeline").out, {"source", "networkRefresh", "updatedAt", "reloadDate"}),
+      "refreshed true 2026-10-29T20:00:00Z 2026-10-30T00:00:00Z ");
   EXPECT_EQ(server.requestCount(), 1);
 }
 
 // `status` answers from the storage alone: one line, waybar's four keys, or the entry.
 TEST_F(StorageCliTest, StatusIsOneLineFromTheStorageAndNeverAsksTheNetwork) {
-  EXPECT_EQ(fieldsOf(ok(run("status", {"--format", "waybar"})).out, {"text", "class"}),
+  EXPECT_EQ(jsonFields(ok(run("status", {"--format", "waybar"})).out, {"text", "class"}),
             "Pluvo: no forecast yet stale ");
 
   storeSnapshotBuiltAt("2026-10-29T19:00:00Z");
@@ -371,7 +361,7 @@ TEST_F(StorageCliTest, StatusIsOneLineFromTheStorageAndNeverAsksTheNetwork) {
               HasSubstr(R"("tooltip":"TODAY  80°/71°  rain 96% · 0.31\" · 2p-7p\nFRI  )"));
   auto entry = run("status", {"--format", "json", "-o", d + "status.json"});
   EXPECT_EQ(entry.out, "");  // data to -o, log lines to standard error
-  EXPECT_EQ(fieldsOf(readFileBytes(d + "status.json"), {"source", "locationName"}),
+  EXPECT_EQ(jsonFields(readFileBytes(d + "status.json"), {"source", "locationName"}),
             "stored Galveston, TX ");
 
   // Five hours later the widgets would refresh: the line says how old it is.
@@ -416,9 +406,7 @@ TEST_F(StorageCliTest, RefreshFetchesSavesAndReportsFailures) {
                           "2026-10-29T20:00:00Z", "--time-zone", "America/Chicago"},
                          /*unprivileged=*/true));
   const std::string notSaved = "pluvo-widget: the new snapshot could not be saved in ";
-  std::vector<std::string> argv = {
-      PLUVO_CLI,    "refresh", "--container",    container, "--caches",
-      d + "caches", "--info",  d + "Info.plist", "--now",   "2026-10-29T21:00:00Z"};
+  auto argv = testing::widgetCommand(PLUVO_CLI, root.path(), "2026-10-29T21:00:00Z", {"refresh"});
   auto readOnly = testing::runCommand(argv, /*unprivileged=*/true);
   EXPECT_EQ(readOnly.exitCode, 1);
   EXPECT_THAT(readOnly.err, HasSubstr("Pluvo widget snapshot file save failed at "
@@ -430,7 +418,7 @@ TEST_F(StorageCliTest, RefreshFetchesSavesAndReportsFailures) {
   }
 
   writeFileBytes(d + "plain", "x");
-  argv[3] = d + "plain";
+  argv[6] = d + "plain";
   argv.insert(argv.end(), {"--location", "Galveston, TX"});
   auto noContainer = testing::runCommand(argv);
   EXPECT_EQ(noContainer.exitCode, 1);

@@ -71,13 +71,8 @@ TEST(HostKillTest, EveryKillLeavesWholeFilesAndTheNextHostStarts) {
   fs::create_directories(container / "LiveActivities");
   testing::writeFileBytes(container / "LiveActivities" / "rain.json",
                           testing::readSample("activity/raining-hourly.json"));
-  std::vector<std::string> command = {PLUVO_CLI,     "host",
-                                      "--out",       out.string(),
-                                      "--container", container.string(),
-                                      "--caches",    (root.path() / "caches").string(),
-                                      "--info",      info.string(),
-                                      "--now",       "2026-11-17T17:35:00Z",
-                                      "--time-zone", "America/Chicago"};
+  std::vector<std::string> command = testing::widgetCommand(
+      PLUVO_CLI, root.path(), "2026-11-17T17:35:00Z", {"host", "--out", out.string()});
   // The stale snapshot, saved once by the store; rewritten as it is before every start.
   std::vector<std::pair<fs::path, std::string>> staleFiles;
   {

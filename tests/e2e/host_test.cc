@@ -24,6 +24,7 @@ using testing::at;
 using testing::eventually;
 using ::testing::HasSubstr;
 using testing::jsonField;
+using testing::jsonFields;
 using testing::readFileBytes;
 using testing::readSample;
 using testing::replaced;
@@ -41,15 +42,8 @@ class HostTest : public ::testing::Test {
   }
 
   std::vector<std::string> hostCommand(std::string now, std::vector<std::string> extra = {}) const {
-    std::vector<std::string> argv = {PLUVO_CLI,     "host",
-                                     "--out",       out.string(),
-                                     "--container", container.string(),
-                                     "--caches",    (root.path() / "caches").string(),
-                                     "--info",      info.string(),
-                                     "--now",       now,
-                                     "--time-zone", "America/Chicago"};
-    argv.insert(argv.end(), extra.begin(), extra.end());
-    return argv;
+    extra.insert(extra.begin(), {"host", "--out", out.string()});
+    return testing::widgetCommand(PLUVO_CLI, root.path(), now, extra);
   }
 
   std::string entry(const std::string& kind) const { return readFileBytes(out / (kind + ".json")); }
@@ -80,14 +74,11 @@ TEST_F(HostTest, RoundsForOtherProcessesSavesAndSignalsNeverForItsOwn) {
   testing::ChildProcess host(hostCommand(start));
   ASSERT_TRUE(eventually([&] { return wrote(host) == 5; })) << host.errors();
   for (const std::string& kind : kKinds) {
-    SCOPED_TRACE(kind);
     const std::string json = entry(kind);
-    EXPECT_EQ(jsonField(json, "kind"), kind);
-    EXPECT_EQ(jsonField(json, "placeholder"), "true");
-    EXPECT_EQ(jsonField(json, "source"), "placeholder");
-    EXPECT_EQ(jsonField(json, "networkRefresh"), "false");
+    EXPECT_EQ(jsonFields(json, {"kind", "placeholder", "source", "networkRefresh"}),
+              kind + " true placeholder false ");
     // Two readings of a running clock, each written in whole seconds.
-    EXPECT_NEAR(at(jsonField(json, "reloadDate")) - at(jsonField(json, "date")), 300, 1);
+    EXPECT_NEAR(at(jsonField(json, "reloadDate")) - at(jsonField(json, "date")), 300, 1) << kind;
   }
 
   // A second host on the same folder is refused while the first one runs.
@@ -103,12 +94,10 @@ TEST_F(HostTest, RoundsForOtherProcessesSavesAndSignalsNeverForItsOwn) {
   ASSERT_TRUE(eventually([&] { return wrote(host) == 10; })) << host.errors();
   // One resolution for the round: the snapshot rebuilt from the cache (and saved) for every kind.
   for (const std::string& kind : kKinds) {
-    SCOPED_TRACE(kind);
     const std::string json = entry(kind);
-    EXPECT_EQ(jsonField(json, "placeholder"), "false");
-    EXPECT_EQ(jsonField(json, "source"), "recovered");
-    EXPECT_EQ(jsonField(json, "locationName"), "Galveston, TX");
-    EXPECT_EQ(at(jsonField(json, "reloadDate")) - at(jsonField(json, "updatedAt")), 14400);
+    EXPECT_EQ(jsonFields(json, {"placeholder", "source", "locationName"}),
+              "false recovered Galveston, TX ");
+    EXPECT_EQ(at(jsonField(json, "reloadDate")) - at(jsonField(json, "updatedAt")), 14400) << kind;
   }
   // That save, file and defaults, is the host's own: no other round follows.
   std::this_thread::sleep_for(kQuietWhile);
@@ -129,12 +118,10 @@ TEST_F(HostTest, RoundsForOtherProcessesSavesAndSignalsNeverForItsOwn) {
   }
   ASSERT_TRUE(eventually([&] { return wrote(host) == 15; })) << host.errors();
   for (const std::string& kind : kKinds) {
-    SCOPED_TRACE(kind);
     const std::string json = entry(kind);
-    EXPECT_EQ(jsonField(json, "source"), "refreshed");
-    EXPECT_EQ(jsonField(json, "networkRefresh"), "true");
-    EXPECT_EQ(jsonField(json, "locationName"), "Houston, TX");
-    EXPECT_GE(at(jsonField(json, "updatedAt")), at(start));
+    EXPECT_EQ(jsonFields(json, {"source", "networkRefresh", "locationName"}),
+              "refreshed true Houston, TX ");
+    EXPECT_GE(at(jsonField(json, "updatedAt")), at(start)) << kind;
   }
   EXPECT_EQ(server.requestCount(), 1);
   std::this_thread::sleep_for(kQuietWhile);
@@ -173,13 +160,11 @@ TEST_F(HostTest, DrawsLiveActivitiesFromTheAppsFolder) {
   appWrites(raining);
   // The presentations are written in order; the minimal island's description comes last.
   ASSERT_TRUE(eventually([&] { return wrote(host, "island-minimal.json") == 1; })) << host.errors();
-  for (const char* name :
+  for (std::string name :
        {"lock", "banner", "island-expanded", "island-compact", "island-minimal"}) {
-    SCOPED_TRACE(name);
-    EXPECT_TRUE(readFileBytes(drawn / (name + std::string(".png"))).starts_with("\x89PNG"));
-    std::string json = readFileBytes(drawn / (name + std::string(".json")));
-    EXPECT_EQ(jsonField(json, "presentation"), name);
-    EXPECT_EQ(jsonField(json, "tapTarget"), "pluvo://dashboard");
+    EXPECT_TRUE(readFileBytes(drawn / (name + ".png")).starts_with("\x89PNG")) << name;
+    EXPECT_EQ(jsonFields(readFileBytes(drawn / (name + ".json")), {"presentation", "tapTarget"}),
+              name + " pluvo://dashboard ");
   }
   EXPECT_THAT(lockText(), HasSubstr("Austin, TX"));
   // The minute strikes: drawn again with the same file.
@@ -191,26 +176,12 @@ TEST_F(HostTest, DrawsLiveActivitiesFromTheAppsFolder) {
   ASSERT_TRUE(eventually([&] { return wrote(host, lockJson) == 3; })) << host.errors();
   EXPECT_THAT(lockText(), HasSubstr("Heavy rain"));
 
-  // A broken state: one line naming the file and the key; the drawings of the last good one stay.
-  appWrites(replaced(raining, "\"windowEnd\": 816638400.0", "\"windowEnd\": \"soon\""));
-  ASSERT_TRUE(eventually([&] { return host.errors().find("cannot read") != std::string::npos; }));
-  std::this_thread::sleep_for(kQuietWhile);
-  EXPECT_THAT(host.errors(), HasSubstr("Pluvo widget host cannot read " +
-                                       (activities / "rain.json").string() + ": state.windowEnd"));
-  EXPECT_EQ(wrote(host, lockJson), 3);
-  EXPECT_THAT(lockText(), HasSubstr("Heavy rain"));
-
-  // A window over for more than an hour (12:00Z to 14:00Z): its drawings go.
-  appWrites(
-      replaced(replaced(raining, "816624000.0", "816609600.0"), "816638400.0", "816616800.0"));
-  ASSERT_TRUE(eventually([&] { return !fs::exists(drawn); })) << host.errors();
-  appWrites(raining);
-  ASSERT_TRUE(eventually([&] { return fs::exists(lockJson); })) << host.errors();
-
   // The app ends the activity: its file is deleted, and its drawings with it.
   fs::remove(activities / "rain.json");
-  ASSERT_TRUE(eventually([&] { return !fs::exists(drawn); })) << host.errors();
-  EXPECT_THAT(host.errors(), HasSubstr("Pluvo widget host removed " + drawn.string()));
+  const std::string removed = "Pluvo widget host removed " + drawn.string() + "\n";
+  ASSERT_TRUE(eventually([&] { return host.errors().find(removed) != std::string::npos; }))
+      << host.errors();
+  EXPECT_FALSE(fs::exists(drawn));
   expectCleanExitOnSigterm(host);
 
   // A host that starts finds a drawing whose file went while it was away, and removes it.

@@ -2,6 +2,7 @@
 // answer geocoding and forecast from Open-Meteo-shaped answers (16 days, the day daylight saving
 // ends, nulls), `pluvo-forecast-service` serves them, `place set` chooses Seattle, and one host
 // round draws the five widgets and the rain window Live Activity for it.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 
@@ -19,7 +20,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
-using testing::jsonField;
 
 // Saturday 31 October 2026, 1:20 PM in Seattle; the fixture rains from 2 PM to 7 PM.
 const std::string kNow = "2026-10-31T20:20:00Z";
@@ -32,14 +32,7 @@ class LivePathTest : public ::testing::Test {
   }
 
   std::vector<std::string> cli(std::vector<std::string> command) const {
-    std::vector<std::string> argv = {PLUVO_CLI, "--now", kNow, "--time-zone",
-                                     "America/Los_Angeles"};
-    for (const char* folder : {"container", "caches"}) {
-      argv.insert(argv.end(), {std::string("--") + folder, (root.path() / folder).string()});
-    }
-    argv.insert(argv.end(), {"--info", (root.path() / "Info.plist").string()});
-    argv.insert(argv.end(), command.begin(), command.end());
-    return argv;
+    return testing::widgetCommand(PLUVO_CLI, root.path(), kNow, command, "America/Los_Angeles");
   }
 
   // Starts the forecast service on a free port, in front of the stand-ins, and names its URL
@@ -76,18 +69,16 @@ TEST_F(LivePathTest, APlaceChosenByNameIsDrawnWithItsRainWindow) {
 
   auto host = testing::runCommand(cli({"host", "--once", "--out", (root.path() / "out").string()}));
   ASSERT_EQ(host.exitCode, 0) << host.err;
-  for (std::string_view kind : snapshot::kWidgetKinds) {
-    SCOPED_TRACE(kind);
-    const fs::path image = root.path() / "out" / (std::string(kind) + ".png");
-    EXPECT_GT(fs::file_size(image), 1000u);
-    const std::string entry =
-        testing::readFileBytes(root.path() / "out" / (std::string(kind) + ".json"));
-    EXPECT_EQ(jsonField(entry, "placeholder"), "false");
-    EXPECT_NE(entry.find("\"locationName\":\"Seattle, WA\""), std::string::npos);
+  for (std::string_view name : snapshot::kWidgetKinds) {
+    const std::string kind(name);
+    EXPECT_GT(fs::file_size(root.path() / "out" / (kind + ".png")), 1000u) << kind;
+    const std::string entry = testing::readFileBytes(root.path() / "out" / (kind + ".json"));
     // The day's total and chance from the answer's daily series; 60 °F its high.
-    EXPECT_NE(entry.find("\"rainAmount\":0.3,"), std::string::npos);
-    EXPECT_NE(entry.find("\"high\":60,"), std::string::npos);
-    EXPECT_NE(entry.find(" Weather data by Open-Meteo.com.\""), std::string::npos);
+    for (const char* piece :
+         {"\"placeholder\":false", "\"locationName\":\"Seattle, WA\"", "\"rainAmount\":0.3,",
+          "\"high\":60,", " Weather data by Open-Meteo.com.\""}) {
+      EXPECT_THAT(entry, ::testing::HasSubstr(piece)) << kind;
+    }
   }
   // Five widget kinds, one place set and one host round: one call to Open-Meteo.
   EXPECT_EQ(forecast.requestCount(), 1);
@@ -118,13 +109,12 @@ TEST_F(LivePathTest, APlaceChosenByNameIsDrawnWithItsRainWindow) {
 
   auto show = testing::runCommand(cli({"place", "show"}));
   EXPECT_EQ(show.exitCode, 0) << show.err;
-  EXPECT_NE(show.out.find("zone         America/Los_Angeles\n"), std::string::npos) << show.out;
-  EXPECT_NE(show.out.find("Weather data by Open-Meteo.com"), std::string::npos) << show.out;
+  EXPECT_THAT(show.out, ::testing::AllOf(::testing::HasSubstr("zone         America/Los_Angeles\n"),
+                                         ::testing::HasSubstr("Weather data by Open-Meteo.com")));
 
   service->signal(SIGTERM);
   EXPECT_EQ(service->waitForExit(1s), 0);
-  EXPECT_NE(service->errors().find("GET /api/places?name=seattle 200"), std::string::npos)
-      << service->errors();
+  EXPECT_THAT(service->errors(), ::testing::HasSubstr("GET /api/places?name=seattle 200"));
 }
 
 TEST_F(LivePathTest, AnAmbiguousNameIsListedAndAnUnreachableServiceChangesNothing) {
@@ -149,9 +139,8 @@ TEST_F(LivePathTest, AnAmbiguousNameIsListedAndAnUnreachableServiceChangesNothin
   testing::writeInfoPlist(root.path() / "Info.plist", "http://127.0.0.1:9");
   auto unreachable = testing::runCommand(cli({"place", "set", "Springfield", "--pick", "2"}));
   EXPECT_EQ(unreachable.exitCode, 1);
-  EXPECT_NE(unreachable.err.find("check that pluvo-forecast-service runs at http://127.0.0.1:9"),
-            std::string::npos)
-      << unreachable.err;
+  EXPECT_THAT(unreachable.err,
+              ::testing::HasSubstr("check that pluvo-forecast-service runs at http://127.0.0.1:9"));
   EXPECT_EQ(testing::readFileBytes(root.path() / "container" / "pluvo-widget-snapshot.json"),
             stored);
 }

@@ -57,5 +57,20 @@ TEST(Text, WeightsAreDistinctInterCutsAndDigitsCanBeTabular) {
   EXPECT_DOUBLE_EQ(layoutText("--", digits).width(), layoutText("--", proportional).width());
 }
 
+TEST(Text, AnyTextIsCutBetweenCharactersToItsWidth) {
+  const Font font{.size = 12, .weight = FontWeight::bold};
+  for (std::string_view text : {"Ünïcödé Straße, Zürich", "\xff\xfe bad \xc3 bytes", "        ",
+                                "W", "São Tomé — Príncipe"}) {
+    for (double width : {0.5, 30.0, 61.0}) {
+      SCOPED_TRACE(testing::Message() << text << " in " << width);
+      TextLine line = layoutText(text, font, {.maxWidth = width});
+      EXPECT_EQ(line.text(), text);
+      // Only the ellipsis itself may be wider than the room.
+      EXPECT_LE(line.width(), width > 1 || !line.truncated() ? width : 12.0);
+      EXPECT_NEAR(line.height(), 12 * 1.21, 0.05);
+    }
+  }
+}
+
 }  // namespace
 }  // namespace pluvo::render

@@ -7,9 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <thread>
 #include <tuple>
-#include <utility>
 
 #include "service/forecast_service.h"
 #include "support/test_environment.h"
@@ -65,10 +63,8 @@ TEST(BaseURLTest, EachForecastServiceResolvesFromItsDictionaryOrTheDefault) {
   testing::TestEnvironment env(root.path());
   ForecastService staging(
       env, {.info = InfoDictionary{{{"PluvoAPIBaseURL", "https://staging.pluvo.test"}}}});
-  ForecastService production(env, {.info = InfoDictionary{}});
   ForecastService bundled(env);  // no Info.plist beside this test program
   EXPECT_EQ(staging.baseURL(), "https://staging.pluvo.test");
-  EXPECT_EQ(production.baseURL(), kDefaultBaseURL);
   EXPECT_EQ(bundled.baseURL(), kDefaultBaseURL);
   EXPECT_EQ(staging.client().baseURL(), "https://staging.pluvo.test");
   // A value without a scheme is not used, and the log says so, naming the key and the fix.

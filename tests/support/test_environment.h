@@ -126,19 +126,11 @@ struct TestEnvironmentParts {
 };
 }  // namespace internal
 
-class TestEnvironment : private internal::TestEnvironmentParts,
-                        public platform::EnvironmentWrapper {
+// The parts (clock, loopClock, logger, diagnostics, widgets, faults, system) are public members.
+class TestEnvironment : public internal::TestEnvironmentParts, public platform::EnvironmentWrapper {
  public:
   // The container is <root>/container and the caches folder <root>/caches.
   explicit TestEnvironment(const std::filesystem::path& root, TestEnvironmentOptions options = {});
-
-  using TestEnvironmentParts::clock;
-  using TestEnvironmentParts::diagnostics;
-  using TestEnvironmentParts::faults;
-  using TestEnvironmentParts::logger;
-  using TestEnvironmentParts::loopClock;
-  using TestEnvironmentParts::system;
-  using TestEnvironmentParts::widgets;
 
   std::filesystem::path containerPath() const { return *system.containerPath(); }
   std::filesystem::path cachesPath() const { return *system.cachesPath(); }

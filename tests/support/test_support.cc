@@ -106,11 +106,30 @@ std::string jsonField(const std::string& json, const std::string& key) {
   return value.front() == '"' ? value.substr(1, value.size() - 2) : value;
 }
 
+std::string jsonFields(const std::string& json, std::initializer_list<const char*> keys) {
+  std::string values;
+  for (const char* key : keys) values += jsonField(json, key) + " ";
+  return values;
+}
+
 void writeInfoPlist(const std::filesystem::path& path, const std::string& baseUrl) {
   writeFileBytes(path,
                  "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>PluvoAPIBaseURL</key>"
                  "<string>" +
                      baseUrl + "</string></dict></plist>");
+}
+
+std::vector<std::string> widgetCommand(std::string program, const std::filesystem::path& root,
+                                       std::string now, const std::vector<std::string>& command,
+                                       std::string zone) {
+  std::vector<std::string> argv = {std::move(program), "--now", std::move(now), "--time-zone",
+                                   std::move(zone)};
+  for (const char* folder : {"container", "caches"}) {
+    argv.insert(argv.end(), {std::string("--") + folder, (root / folder).string()});
+  }
+  argv.insert(argv.end(), {"--info", (root / "Info.plist").string()});
+  argv.insert(argv.end(), command.begin(), command.end());
+  return argv;
 }
 
 TemporaryDirectory::TemporaryDirectory() {

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <initializer_list>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -44,8 +45,15 @@ int occurrences(std::string_view text, std::string_view piece);
 std::string replaced(std::string text, std::string_view from, std::string_view to);
 // The first text or flag named `key` in a JSON text ("" when there is none).
 std::string jsonField(const std::string& json, const std::string& key);
+// The values of `keys` in `json` as jsonField reads them, each followed by a blank.
+std::string jsonFields(const std::string& json, std::initializer_list<const char*> keys);
 // An information dictionary (Info.plist) that points the program at `baseUrl`.
 void writeInfoPlist(const std::filesystem::path& path, const std::string& baseUrl);
+// `program` then `command`, pointed at <root>/container, <root>/caches and <root>/Info.plist, its
+// clock at `now` and its device in `zone`.
+std::vector<std::string> widgetCommand(std::string program, const std::filesystem::path& root,
+                                       std::string now, const std::vector<std::string>& command,
+                                       std::string zone = "America/Chicago");
 
 // Hostile property lists: `depth` nested arrays in XML; a binary list of arrays where object i
 // refers to the objects `references[i]` and one more object, the string "x", ends the table.

@@ -7,7 +7,6 @@
 #include <cmath>
 #include <initializer_list>
 #include <string>
-#include <vector>
 
 #include "widgets/daily_blocks.h"
 
