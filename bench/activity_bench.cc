@@ -1,7 +1,7 @@
 // The rain window activity on the 5-minute raining sample (96 points): decoding the app's state,
 // the chart layout, and the whole lock card as layout values (texts, the full mini chart and its
 // labels), first with a fixed-advance stand-in for text so the numbers are the value code's
-// alone, then with Inter measured by Pango; and the lock card drawn and PNG-encoded at scale 3,
+// alone, then with Inter shaped by HarfBuzz; and the lock card drawn and PNG-encoded at scale 3,
 // the host daemon's work for one presentation (warm: fonts and symbols already loaded).
 #include <benchmark/benchmark.h>
 
