@@ -143,21 +143,25 @@ Run shape(const Cut& cut, std::string_view text, bool tabularDigits) {
   return run;
 }
 
-// The longest start of `text`, cut between characters, that fits `maxWidth` (font units) with
-// the ellipsis after it; spaces before the ellipsis go. Empty when only the ellipsis fits.
-std::string cutToFit(const Run& run, std::string_view text, double maxWidth) {
-  // Where each character's glyphs end, from the clusters (left to right).
-  size_t best = 0;
+// How many bytes of `text`, cut between characters, fit `maxWidth` (font units).
+size_t fittingLength(const Run& run, std::string_view text, double maxWidth) {
+  size_t length = 0;
   double advance = 0;
   for (size_t g = 0; g < run.info.size(); ++g) {
     advance += run.position[g].x_advance;
-    size_t next = g + 1 < run.info.size() ? run.info[g + 1].cluster : text.size();
-    if (next != run.info[g].cluster && advance <= maxWidth) best = next;
     if (advance > maxWidth) break;
+    // Where this glyph's character ends: the next glyph's cluster (left to right).
+    size_t next = g + 1 < run.info.size() ? run.info[g + 1].cluster : text.size();
+    if (next != run.info[g].cluster) length = next;
   }
-  std::string_view kept = text.substr(0, best);
+  return length;
+}
+
+// The first `length` bytes of `text` as they stand before an ellipsis: without trailing blanks.
+std::string_view beforeEllipsis(std::string_view text, size_t length) {
+  std::string_view kept = text.substr(0, length);
   while (!kept.empty() && (kept.back() == ' ' || kept.back() == '\t')) kept.remove_suffix(1);
-  return std::string(kept);
+  return kept;
 }
 
 }  // namespace
@@ -195,15 +199,17 @@ double TextLine::capHeight() const {
 void TextLine::show(cairo_t* cr, Point topLeft) const {
   const Cut& cut = cutFor(weight_);
   if (glyphs_.empty() || !cut.face) return;
+  // Outlines as designed: no hinting, so a line keeps its proportions at every size and scale.
+  static const cairo_font_options_t* const options = [] {
+    cairo_font_options_t* o = cairo_font_options_create();
+    cairo_font_options_set_hint_style(o, CAIRO_HINT_STYLE_NONE);
+    cairo_font_options_set_hint_metrics(o, CAIRO_HINT_METRICS_OFF);
+    cairo_font_options_set_antialias(o, CAIRO_ANTIALIAS_GRAY);
+    return o;
+  }();
   cairo_set_font_face(cr, cut.face);
   cairo_set_font_size(cr, fontSize_);
-  // Outlines as designed: no hinting, so a line keeps its proportions at every size and scale.
-  cairo_font_options_t* options = cairo_font_options_create();
-  cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_NONE);
-  cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
-  cairo_font_options_set_antialias(options, CAIRO_ANTIALIAS_GRAY);
   cairo_set_font_options(cr, options);
-  cairo_font_options_destroy(options);
 
   double baseline = topLeft.y + baseline_;
   std::vector<cairo_glyph_t> glyphs(glyphs_.size());
@@ -252,15 +258,15 @@ TextLine layoutText(std::string_view text, const Font& font, const TextFit& fit)
     double room = fit.maxWidth / unitsToPoints - ellipsis.advance;
     // Kerning across the cut can differ from the whole line's: shape the cut line and step back
     // a character while it is still too wide.
-    std::string kept = cutToFit(run, line.text_, room);
+    size_t length = fittingLength(run, line.text_, room);
     for (;;) {
+      std::string_view kept = beforeEllipsis(line.text_, length);
       line.shown_.assign(kept).append("…");
       run = shape(cut, line.shown_, font.monospacedDigits);
       if (kept.empty() || run.advance * unitsToPoints <= fit.maxWidth) break;
-      size_t back = kept.size() - 1;
-      while (back > 0 && (static_cast<unsigned char>(kept[back]) & 0xC0) == 0x80) --back;
-      kept.resize(back);
-      while (!kept.empty() && (kept.back() == ' ' || kept.back() == '\t')) kept.pop_back();
+      // One character back.
+      length = kept.size() - 1;
+      while (length > 0 && (static_cast<unsigned char>(kept[length]) & 0xC0) == 0x80) --length;
     }
     line.truncated_ = true;
   }
