@@ -1,5 +1,5 @@
 // Crash consistency of `pluvo-widget host`: the process is killed (SIGKILL) at random moments
-// while it refreshes, draws and saves, a few hundred times. After every kill, each image in its
+// while it refreshes, draws and saves, sixty times. After every kill, each image in its
 // output folder decodes whole, each JSON beside it parses, and the snapshot store loads; the
 // next host starts each time, and a last one finishes a round and leaves no temporary file.
 //
@@ -59,9 +59,10 @@ std::vector<std::string> unreadableOutputs(
 }
 
 TEST(HostKillTest, EveryKillLeavesWholeFilesAndTheNextHostStarts) {
-  // CI runs the full count; a local run may ask for fewer with PLUVO_HOST_KILLS.
+  // Sixty kills land about half between the host's writes (the count is printed at the end);
+  // PLUVO_HOST_KILLS asks for more (a soak after a change to how the host saves) or fewer.
   const int kills =
-      std::getenv("PLUVO_HOST_KILLS") ? std::atoi(std::getenv("PLUVO_HOST_KILLS")) : 200;
+      std::getenv("PLUVO_HOST_KILLS") ? std::atoi(std::getenv("PLUVO_HOST_KILLS")) : 60;
   testing::TemporaryDirectory root;
   testing::StubForecastServer server;
   server.setReply({.body = testing::readSample("rainy-week.json")});
